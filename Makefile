@@ -1,0 +1,31 @@
+# Entry points. Each installs what is missing first, so a fresh machine needs nothing else.
+.PHONY: all deps build test demo bench fuzz format clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+build: deps
+	@cmake --preset release >/dev/null
+	@cmake --build build/release
+
+test:
+	@bash scripts/run-tests.sh
+
+demo: build
+	@bash scripts/demo.sh
+
+bench: deps
+	@cmake --preset bench >/dev/null
+	@cmake --build build/bench
+	@bash scripts/run-bench.sh build/bench
+
+fuzz: deps
+	@bash scripts/run-fuzz.sh
+
+format:
+	@clang-format -i $$(git ls-files '*.cpp' '*.h')
+
+clean:
+	rm -rf build

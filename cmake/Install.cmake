@@ -1,0 +1,24 @@
+# Installs the library, its headers, a pkg-config file (calyx.pc) and a CMake package
+# (find_package(Calyx) giving Calyx::calyx).
+include(CMakePackageConfigHelpers)
+
+install(TARGETS calyx EXPORT CalyxTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY include/calyx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_BINARY_DIR}/include/calyx/version.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/calyx)
+
+set(CALYX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Calyx)
+install(EXPORT CalyxTargets NAMESPACE Calyx:: DESTINATION ${CALYX_CMAKE_DIR})
+configure_package_config_file(cmake/CalyxConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/CalyxConfig.cmake INSTALL_DESTINATION ${CALYX_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/CalyxConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/CalyxConfig.cmake ${PROJECT_BINARY_DIR}/CalyxConfigVersion.cmake
+    DESTINATION ${CALYX_CMAKE_DIR})
+
+get_filename_component(CALYX_IXML_LIBDIR ${IXML_LIBRARY} DIRECTORY)
+configure_file(cmake/calyx.pc.in ${PROJECT_BINARY_DIR}/calyx.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/calyx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

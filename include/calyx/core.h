@@ -1,0 +1,142 @@
+// Core utilities: the library log, string helpers, escaping, paths and XML helpers.
+//
+// Thread safety: every function here may be called from any thread, except that
+// DMSLOGInit and DMSLogClose belong to start-up and shut-down (no other thread may log
+// meanwhile) and DMSNow's buffer is shared (see there). No function throws.
+//
+// Argument checks ("%s:%d Bad parameter") and a few platform failures are reported to
+// the system log with priority LOG_ERR under the file name "dmsutils"; everything else
+// is reported through DMSPrintf.
+#ifndef CALYX_CORE_H
+#define CALYX_CORE_H
+
+#include <string>
+#include <vector>
+
+#include "calyx/export.h"
+#include "calyx/types.h"
+
+namespace Calyx {
+
+// ---------------------------------------------------------------------------------
+// Logging: one process-wide log file, rotated past 5 MiB into "<path>.N", which is then
+// compressed with /bin/gzip into "<path>.N.gz".
+// ---------------------------------------------------------------------------------
+
+/// Current threshold: a message is written only when its level is at most this value.
+/// Starts at DMSLOG_ERR. Change it with DMSLOGSetLevel.
+extern CALYX_EXPORT DMSLOG_LEVEL gDMSLogLevel;
+
+/// Sets up the log lock and opens `path` for appending (created if missing). The path
+/// is kept (cut to 4096 bytes) for rotation. Returns 1 when the file is open, 0
+/// otherwise (logging then does nothing). Call once at start-up; it does not close a
+/// stream that is already open.
+CALYX_EXPORT int DMSLOGInit(const char* path);
+
+/// Closes the log stream if one is open; later DMSPrintf calls write nothing.
+CALYX_EXPORT void DMSLogClose();
+
+/// Sets the threshold under the log lock. Call only after DMSLOGInit.
+CALYX_EXPORT void DMSLOGSetLevel(DMSLOG_LEVEL level);
+
+/// Returns the threshold (read without the lock).
+CALYX_EXPORT DMSLOG_LEVEL DMSLOGGetLevel();
+
+/// Formats the current local time as "%b%e %T" (e.g. "Nov 5 09:04:07", "Nov15 09:04:07")
+/// into a static 128-byte buffer and returns it; empty when the local time cannot be
+/// computed. Not to be freed; the next call overwrites it, so calls from outside the log
+/// race with logging threads.
+CALYX_EXPORT char* DMSNow();
+
+/// Writes "<timestamp> <formatted text>" to the log when `level` is at most the
+/// threshold, flushes it and rotates the file when it grew past 5,242,880 bytes. The
+/// caller ends its format with "\n". Call only after DMSLOGInit. Arguments are not
+/// formatted when the level filters the message out.
+CALYX_EXPORT void DMSPrintf(DMSLOG_LEVEL level, const char* format, ...)
+    __attribute__((format(printf, 2, 3)));
+
+// ---------------------------------------------------------------------------------
+// String utilities. Strings are byte strings; nothing here is locale- or UTF-8-aware.
+// ---------------------------------------------------------------------------------
+
+/// True when `s` is a run of decimal digits, optionally led by "+" (or by "-" when
+/// `allowMinus`). A lone sign counts as numeric; "" does not. No length or range limit.
+CALYX_EXPORT bool StringIsNumeric(const std::string& s, bool allowMinus);
+
+/// Every non-overlapping occurrence of `from` in `src`, left to right, replaced by `to`;
+/// text produced by `to` is not searched again. An empty `from` returns `src` unchanged.
+CALYX_EXPORT std::string StringReplace(std::string src, std::string from, std::string to);
+
+/// The parts joined with `sep` between neighbours; empty parts are kept. A null `sep`
+/// joins with nothing.
+CALYX_EXPORT std::string StringImplode(const std::vector<std::string>& parts, const char* sep);
+
+/// Splits `s` at every byte that occurs in `delims` (a set of delimiter characters,
+/// not a substring). Empty pieces are dropped; a NUL byte in `s` ends the text.
+CALYX_EXPORT std::vector<std::string> StringExplode(const std::string& s,
+                                                    const std::string& delims);
+
+/// `s` with every byte passed through tolower (only ASCII letters change).
+CALYX_EXPORT std::string StringToLower(const std::string& s);
+
+/// Sets `out` to the blank-separated words of `in` joined by "_" ("  My   Music " gives
+/// "My_Music"); tabs and other white space stay. An empty `in` is reported as a bad
+/// parameter and leaves `out` unchanged.
+CALYX_EXPORT void AddUnderscore(const std::string& in, std::string& out);
+
+// ---------------------------------------------------------------------------------
+// Escaping and encoding. Each returns a new string and never fails visibly.
+// ---------------------------------------------------------------------------------
+
+/// Percent-encodes every byte except ASCII letters, digits, "-", "." and "_"
+/// ("a b/c" gives "a%20b%2Fc"); hexadecimal digits are upper case.
+CALYX_EXPORT std::string URLEncode(const std::string& s);
+
+/// As URLEncode, but "/" is kept, so a whole path can be encoded at once.
+CALYX_EXPORT std::string URLEncodeNoSlash(const std::string& s);
+
+/// Escapes the five XML special characters as entities. When `dashChars` is not null,
+/// every byte found in it (including NUL, which strchr finds as the terminator) is
+/// replaced by "-" first, even one that would otherwise be escaped.
+CALYX_EXPORT std::string XMLEscape(const std::string& s, const char* dashChars);
+
+/// `s` escaped for use inside a single-quoted PostgreSQL literal ('...'); empty when the
+/// escaping fails. The text ends at a NUL byte.
+CALYX_EXPORT std::string SQLEscapeString(const std::string& s);
+
+/// SQLEscapeString(s) with its backslashes then doubled, for values placed inside an
+/// E'...' literal or a pattern condition. Empty when the escaping fails.
+CALYX_EXPORT std::string SQLEscapeCondition(const std::string& s);
+
+// ---------------------------------------------------------------------------------
+// Paths and files. Paths are "/"-separated byte strings.
+// ---------------------------------------------------------------------------------
+
+/// POSIX basename of `path` ("/a/b/" gives "b", "/" gives "/", "" gives ".").
+CALYX_EXPORT std::string FileGetPathBaseName(const std::string& path);
+
+/// POSIX dirname of `path` ("/a/b/" gives "/a", "b" gives ".", "" gives ".").
+CALYX_EXPORT std::string FileGetPathDirName(const std::string& path);
+
+/// The last component without its extension ("/v/song.live.mp3" gives "song.live").
+/// A path without any "/" or ending in "/" gives "" on purpose: callers pass full paths.
+CALYX_EXPORT std::string FileGetPathBaseNameNoExt(const std::string& path);
+
+/// The text after the last "." of the whole path, case kept ("a/b.MP3" gives "MP3",
+/// "/a.b/c" gives "b/c"); "" when there is no "." or it is the last byte.
+CALYX_EXPORT std::string FileGetFileExt(const std::string& path);
+
+/// Copies `from` to `to` by running /bin/cp -f directly (no shell, so any byte but NUL
+/// is safe in a path). Returns 0 on success, otherwise the child's wait status, or -1
+/// when either path is empty (reported as a bad parameter) or the copy could not start.
+CALYX_EXPORT int FileCopy(const std::string& from, const std::string& to);
+
+/// Turns a path that begins with a share name ("/music/a/b.mp3" or "music/a/b.mp3")
+/// into the share's absolute directory followed by the rest ("/a/b.mp3"), unchanged.
+/// "" when the share is unknown, the path names no share, or the path is longer than
+/// ZEVO_MAXPATH (logged).
+CALYX_EXPORT std::string GetAbsolutePath(const std::string& sharePath);
+
+}  // namespace Calyx
+
+#endif  // CALYX_CORE_H

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs a built tree into a staging prefix and builds a program outside this
+# repository against it, once through pkg-config and once through find_package(Calyx).
+set -euo pipefail
+
+src=$(cd "$(dirname "$0")/.." && pwd)
+build=${1:?usage: check-install.sh BUILD_DIR}
+stage=$(mktemp -d /tmp/calyx-install-XXXXXX)
+trap 'rm -rf "$stage"' EXIT
+
+cmake --install "$build" --prefix "$stage/prefix" >/dev/null
+libdir=$(ls -d "$stage"/prefix/lib* | head -n 1)
+consumer=$src/examples/consumer
+
+# pkg-config
+export PKG_CONFIG_PATH="$(find "$stage/prefix" -type d -name pkgconfig | head -n 1)"
+# shellcheck disable=SC2046
+c++ -std=c++17 -o "$stage/consumer-pc" "$consumer/main.cpp" $(pkg-config --cflags --libs calyx)
+LD_LIBRARY_PATH="$libdir" "$stage/consumer-pc" >"$stage/pc.out"
+echo "pkg-config consumer: $(cat "$stage/pc.out")"
+
+# find_package(Calyx)
+cmake -S "$consumer" -B "$stage/cmake-build" -G Ninja -DCMAKE_PREFIX_PATH="$stage/prefix" >/dev/null
+cmake --build "$stage/cmake-build" >/dev/null
+LD_LIBRARY_PATH="$libdir" "$stage/cmake-build/consumer" >"$stage/cmake.out"
+echo "find_package consumer: $(cat "$stage/cmake.out")"
