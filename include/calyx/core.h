@@ -137,6 +137,10 @@ CALYX_EXPORT int FileCopy(const std::string& from, const std::string& to);
 /// ZEVO_MAXPATH (logged).
 CALYX_EXPORT std::string GetAbsolutePath(const std::string& sharePath);
 
+// ---------------------------------------------------------------------------------
+// XML helpers over the ixml DOM.
+// ---------------------------------------------------------------------------------
+
 }  // namespace Calyx
 
 #endif  // CALYX_CORE_H
