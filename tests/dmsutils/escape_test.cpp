@@ -14,7 +14,9 @@ std::string AllBytes() {
     return s;
 }
 
-bool Unreserved(unsigned char c) { return isalnum(c) || c == '-' || c == '.' || c == '_'; }
+bool Unreserved(unsigned char c) {
+    return isalnum(c) || c == '-' || c == '.' || c == '_';
+}
 
 }  // namespace
 
@@ -74,12 +76,23 @@ TEST(XMLEscape, EveryByteValueAndLongInput) {
     std::string expected;
     for (int b = 0; b < 256; ++b) {
         switch (b) {
-            case '"': expected += "&quot;"; break;
-            case '<': expected += "&lt;"; break;
-            case '>': expected += "&gt;"; break;
-            case '\'': expected += "&apos;"; break;
-            case '&': expected += "&amp;"; break;
-            default: expected += static_cast<char>(b);
+            case '"':
+                expected += "&quot;";
+                break;
+            case '<':
+                expected += "&lt;";
+                break;
+            case '>':
+                expected += "&gt;";
+                break;
+            case '\'':
+                expected += "&apos;";
+                break;
+            case '&':
+                expected += "&amp;";
+                break;
+            default:
+                expected += static_cast<char>(b);
         }
     }
     EXPECT_EQ(escaped, expected);

@@ -22,7 +22,9 @@ namespace {
 
 // 2026-11-05 09:04:07 UTC
 constexpr time_t kFifthOfNovember = 1793869447;
-time_t FixedClock() { return kFifthOfNovember; }
+time_t FixedClock() {
+    return kFifthOfNovember;
+}
 
 std::string Gunzip(const std::string& path) {
     std::string command = "gzip -dc '" + path + "'";
@@ -199,7 +201,8 @@ TEST_F(LogTest, FailedArchiveIsReportedAndGenerationStays) {
     EXPECT_FALSE(FileExists(path_ + ".1.gz"));
     bool reported = false;
     for (const std::string& l : lines) {
-        reported = reported || l.find("Failed to archive DMS logs " + path_ + ".1") != std::string::npos;
+        reported =
+            reported || l.find("Failed to archive DMS logs " + path_ + ".1") != std::string::npos;
     }
     EXPECT_TRUE(reported);
     Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "after\n");

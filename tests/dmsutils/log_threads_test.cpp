@@ -1,6 +1,6 @@
 // Many threads logging across several rotations: no line lost, split or interleaved.
-#include <gtest/gtest.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
@@ -52,7 +52,8 @@ TEST(LogThreads, EightWritersAcrossRotations) {
     // One thread changes the level meanwhile; it never filters the writers' level out.
     std::thread leveler([] {
         for (int i = 0; i < 1000; ++i) {
-            Calyx::DMSLOGSetLevel(i % 2 ? Calyx::DMSLOG_DEBUG : static_cast<Calyx::DMSLOG_LEVEL>(3));
+            Calyx::DMSLOGSetLevel(i % 2 ? Calyx::DMSLOG_DEBUG
+                                        : static_cast<Calyx::DMSLOG_LEVEL>(3));
         }
     });
     for (auto& w : writers) {

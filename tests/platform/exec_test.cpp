@@ -18,9 +18,9 @@ TEST(QLIBCExec, FailureIsWaitStatus) {
 }
 
 TEST(QLIBCExec, MissingProgramIsMinusOne) {
-    EXPECT_EQ(QLIBCExec("/nonexistent/program", nullptr, nullptr, nullptr, nullptr, nullptr,
-                        nullptr),
-              -1);
+    EXPECT_EQ(
+        QLIBCExec("/nonexistent/program", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+        -1);
     EXPECT_EQ(QLIBCExec(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), -1);
 }
 
