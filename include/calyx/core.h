@@ -173,9 +173,10 @@ CALYX_EXPORT std::vector<std::string> XMLEnumTagValues(IXML_Node* parent, const 
 /// `element` is null or not an element.
 CALYX_EXPORT std::string XMLGetAttributeValue(IXML_Node* element, const std::string& name);
 
-/// The value of the first child node of `element`, whatever its kind: the text of
-/// "<a>x</a>", but "" for "<a><!--c-->x</a>" or "<a><b/>x</a>"; only the first piece of
-/// a text split over several nodes. "" when there is no first child or `element` is null.
+/// The value of the first child node of `element`, whatever its kind: "x" for
+/// "<a>x</a>", but "" for "<a><b/>x</a>" (an element has no value). Only the first piece
+/// of a text split over several nodes: "x" for "<a>x<![CDATA[y]]>z</a>" or
+/// "<a>x<!--c-->z</a>". "" when there is no first child or `element` is null.
 CALYX_EXPORT std::string XMLGetElmentTextValue(IXML_Node* element);
 
 /// The text of the first element named `tagName` anywhere in `doc` (document order, all
