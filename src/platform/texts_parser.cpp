@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <exception>
 #include <string>
 #include <utility>
@@ -62,6 +63,13 @@ void TrimRange(const std::string& text, size_t& begin, size_t& end) {
            std::char_traits<char>::find(kBlanks, sizeof kBlanks - 1, text[end - 1]) != nullptr) {
         --end;
     }
+}
+
+// Position of `c` in [begin, end) of `text`, or `end`. Bounded, so that a line without
+// the character does not make the search run on through the rest of the file.
+size_t FindInRange(const std::string& text, size_t begin, size_t end, char c) {
+    const void* hit = std::memchr(text.data() + begin, c, end - begin);
+    return hit != nullptr ? static_cast<size_t>(static_cast<const char*>(hit) - text.data()) : end;
 }
 
 // The text of a quoted value whose opening quote stands at `begin`: escapes decoded, up
@@ -129,8 +137,8 @@ private:
         if (!inSection_) {
             return;  // lines before the first section belong to none
         }
-        size_t equals = text.find('=', begin);
-        if (equals == std::string::npos || equals >= end) {
+        size_t equals = FindInRange(text, begin, end, '=');
+        if (equals == end) {
             return;
         }
         size_t keyBegin = begin;
@@ -158,8 +166,8 @@ private:
     void StartSection(const std::string& text, size_t begin, size_t end) {
         section_ = nullptr;
         inSection_ = false;
-        size_t close = text.find(']', begin);
-        if (close == std::string::npos || close >= end) {
+        size_t close = FindInRange(text, begin, end, ']');
+        if (close == end) {
             return;
         }
         size_t nameBegin = begin + 1;
