@@ -1,4 +1,6 @@
 // The string bundle: the texts of one language directory in one flat table.
+#include <exception>
+#include <map>
 #include <string>
 
 #include <json/value.h>

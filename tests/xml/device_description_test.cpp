@@ -120,13 +120,13 @@ TEST(DeviceDescription, ParsesAndHasTheRootElement) {
     EXPECT_EQ(Calyx::XMLGetAttributeValue(xml.root(), "bootId"), "");
 }
 
-TEST(DeviceDescription, SpecVersion) {
+TEST(DeviceDescription, DescriptionVersion) {
     ParsedDocument xml(kDescription);
     ASSERT_TRUE(xml.ok());
-    IXML_Node* spec = Calyx::XMLFindChildElement("specVersion", xml.root());
-    ASSERT_EQ(NodeName(spec), "specVersion");
-    EXPECT_EQ(ChildText(spec, "major"), "1");
-    EXPECT_EQ(ChildText(spec, "minor"), "0");
+    IXML_Node* version = Calyx::XMLFindChildElement("specVersion", xml.root());
+    ASSERT_EQ(NodeName(version), "specVersion");
+    EXPECT_EQ(ChildText(version, "major"), "1");
+    EXPECT_EQ(ChildText(version, "minor"), "0");
 }
 
 TEST(DeviceDescription, IdentityForTheClientList) {
