@@ -37,6 +37,7 @@ struct IdentifyOptions {
     bool suggest = false;
     bool defaultDLNA = false;
     bool denyNewClients = false;
+    bool brief = false;
     bool json = false;
 };
 
@@ -273,6 +274,10 @@ void RunIdentify(const IdentifyOptions& o) {
     Calyx::DMSClientChecker::ReleaseClientList();
     if (o.json)
         PrintJson(out);
+    else if (o.brief)
+        std::cout << mac << "\t" << profileName << "\t" << EntryText(entry, "displayName") << "\t"
+                  << OrNone(Join(types, " ")) << "\t" << OrNone(Join(Calyx::AgentCapabilityNamesOf(checker.m_capability), " "))
+                  << "\n";
     else
         std::cout << text;
 }
@@ -297,6 +302,7 @@ void AddIdentifyCommand(CLI::App& app) {
     cmd->add_flag("--suggest", o->suggest, "For an unmatched client, print a profile list entry that would match it");
     cmd->add_flag("--default-dlna", o->defaultDLNA, "Checker's default DLNA answer for a client without user agent");
     cmd->add_flag("--deny-new-clients", o->denyNewClients, "New clients get \"isAccess\" false");
+    cmd->add_flag("--brief", o->brief, "One tab-separated line: MAC, profile, display name, types, options");
     cmd->add_flag("--json", o->json, "Machine-readable output");
     cmd->callback([o] { RunIdentify(*o); });
 }
