@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <json/writer.h>
 #include <upnp/ixml.h>
 
 #include <iostream>

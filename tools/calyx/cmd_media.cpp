@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "calyx/core.h"
+#include "calyx/host.h"
 #include "media_item.h"
 #include "media_source.h"
 #include "tool.h"

@@ -24,6 +24,7 @@ struct VideoProfileOptions {
     std::string path, container, videoCodec, audioCodec, frameRate;
     int width = 0, height = 0, videoBitrate = 0, audioBitrate = 0, frameBitrate = 0, channels = 0;
     bool explain = false;
+    bool brief = false;
     bool json = false;
 };
 
@@ -97,9 +98,12 @@ void RunVideoProfile(const VideoProfileOptions& o) {
     out["profile"] = o.profile;
     out["items"] = Json::Value(Json::arrayValue);
     std::string text;
+    std::string brief;
     TextTable table({"ITEM", "VIDEO PROFILE"});
+    int number = 0;
     for (ZEVO_MEDIA_INFO& item : items) {
         std::string chosen = checker.getVideoProfileName(&item);
+        brief += std::to_string(++number) + "\t" + (chosen.empty() ? "-" : chosen) + "\t" + MediaItemSummary(item) + "\n";
         Json::Value row(Json::objectValue);
         row["item"] = MediaItemToJson(item);
         row["videoProfile"] = chosen;
@@ -135,6 +139,8 @@ void RunVideoProfile(const VideoProfileOptions& o) {
     }
     if (o.json)
         PrintJson(out);
+    else if (o.brief)
+        std::cout << brief;
     else if (o.explain)
         std::cout << "profile " << Quoted(o.profile) << "\n" << text;
     else
@@ -166,6 +172,7 @@ void AddVideoProfileCommand(CLI::App& app) {
     cmd->add_option("--offset", o->query.offset, "With --from-index: skip this many rows");
     cmd->add_option("--order", o->query.order, "With --from-index: ORDER BY expression");
     cmd->add_flag("--explain", o->explain, "Show every video profile tried and its first failing condition");
+    cmd->add_flag("--brief", o->brief, "One tab-separated line per item: number, video profile (- for none), item");
     cmd->add_flag("--json", o->json, "Machine-readable output");
     cmd->callback([o] { RunVideoProfile(*o); });
 }
