@@ -24,6 +24,7 @@ bool ParseProfileDocument(std::istream& stream, Json::Value& root) {
     builder["allowDroppedNullPlaceholders"] = false;
     builder["allowNumericKeys"] = false;
     builder["allowSingleQuotes"] = false;
+    builder["allowTrailingCommas"] = false;
     builder["failIfExtra"] = false;
     builder["rejectDupKeys"] = false;
     builder["allowSpecialFloats"] = false;
