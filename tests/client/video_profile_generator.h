@@ -29,24 +29,38 @@ inline int Between(std::mt19937& rng, int low, int high) {
     return std::uniform_int_distribution<int>(low, high)(rng);
 }
 
-// A realistic video item: common containers, codecs, frame sizes and bit rates.
+// A realistic video item: a common combination of extension, container and codecs, with
+// one field in five taken from another combination; usual frame sizes and bit rates.
 inline ZEVO_MEDIA_INFO RealisticItem(std::mt19937& rng) {
-    static const std::vector<std::string> exts = {"mkv", "mp4", "ts",  "avi", "m2ts", "MP4",
-                                                  "mov", "wmv", "mpg", "MKV", "m4v",  "vob"};
-    static const std::vector<std::string> containers = {"matroska", "mp4", "mpegts", "avi",
-                                                        "mov",      "asf", "mpeg",   "MPEGTS"};
-    static const std::vector<std::string> videoCodecs = {
-        "h264", "hevc", "mpeg2video", "mpeg4", "vc1", "wmv3", "H264", "vp9", "msmpeg4v3"};
-    static const std::vector<std::string> audioCodecs = {"aac",   "ac3",       "mp3", "dts",  "mp2",
-                                                         "wmav2", "pcm_s16le", "AAC", "eac3", ""};
+    struct Kind {
+        std::vector<std::string> exts, containers, videoCodecs, audioCodecs;
+    };
+    static const std::vector<Kind> kinds = {
+        {{"mkv", "MKV"},
+         {"matroska"},
+         {"h264", "hevc", "vp9", "H264"},
+         {"aac", "ac3", "dts", "mp3"}},
+        {{"mp4", "m4v", "MP4"}, {"mp4"}, {"h264", "hevc", "mpeg4"}, {"aac", "ac3", "eac3"}},
+        {{"ts", "m2ts"},
+         {"mpegts", "MPEGTS"},
+         {"h264", "mpeg2video", "vc1"},
+         {"ac3", "mp2", "eac3"}},
+        {{"avi"}, {"avi"}, {"mpeg4", "msmpeg4v3"}, {"mp3", "ac3", "pcm_s16le"}},
+        {{"mpg", "vob"}, {"mpeg"}, {"mpeg2video"}, {"ac3", "mp2"}},
+        {{"wmv"}, {"asf"}, {"wmv3", "vc1"}, {"wmav2", ""}},
+        {{"mov"}, {"mov"}, {"h264", "prores"}, {"aac", "pcm_s16le"}},
+    };
     static const std::vector<std::pair<int, int>> sizes = {
         {720, 480}, {720, 576}, {1280, 720}, {1920, 1080}, {3840, 2160}, {640, 360}, {1920, 800}};
+    const Kind& kind = Pick(rng, kinds);
+    const Kind& other = Between(rng, 0, 4) == 0 ? Pick(rng, kinds) : kind;
+    int odd = Between(rng, 0, 3);  // which field may come from the other combination
     ZEVO_MEDIA_INFO item{};
     CopyText(item.path, "/volume1/video/Movies/title " + std::to_string(Between(rng, 1, 9999)) +
-                            "." + Pick(rng, exts));
-    CopyText(item.container_type, Pick(rng, containers));
-    CopyText(item.video_codec, Pick(rng, videoCodecs));
-    CopyText(item.audio_codec, Pick(rng, audioCodecs));
+                            "." + Pick(rng, odd == 0 ? other.exts : kind.exts));
+    CopyText(item.container_type, Pick(rng, odd == 1 ? other.containers : kind.containers));
+    CopyText(item.video_codec, Pick(rng, odd == 2 ? other.videoCodecs : kind.videoCodecs));
+    CopyText(item.audio_codec, Pick(rng, odd == 3 ? other.audioCodecs : kind.audioCodecs));
     std::pair<int, int> size = Pick(rng, sizes);
     item.resolutionx = size.first;
     item.resolutiony = size.second;
