@@ -162,6 +162,20 @@ TEST_F(ProfileListTest, SecondLoadAppendsAndFirstAgentsKeepShadowing) {
     EXPECT_EQ(1u, DMSClientChecker::GetAgent("TV")->m_agentType);
 }
 
+TEST_F(ProfileListTest, LoadingTheSameFileTwiceDoublesTheList) {
+    std::string path = dir_.file("same.json");
+    calyx_test::WriteFile(path, R"({"ProfileList": [{"profileName": "A"}, {"profileName": "B"}]})");
+    ASSERT_TRUE(DMSClientChecker::InitProfileList(path));
+    Agent* a = DMSClientChecker::GetAgent("A");
+    Agent* b = DMSClientChecker::GetAgent("B");
+    ASSERT_TRUE(DMSClientChecker::InitProfileList(path));
+    ASSERT_EQ(4u, Calyx::gDMSAgentList.size());
+    EXPECT_EQ("A", Calyx::gDMSAgentList[2]->m_profileName);
+    EXPECT_NE(a, Calyx::gDMSAgentList[2]);
+    EXPECT_EQ(a, DMSClientChecker::GetAgent("A"));
+    EXPECT_EQ(b, DMSClientChecker::GetAgent("B"));
+}
+
 TEST_F(ProfileListTest, ReleaseEmptiesTheListUntilTheNextLoad) {
     ASSERT_TRUE(Load(R"({"ProfileList": [{"profileName": "TV"}, {"profileName": "PC"}]})"));
     DMSClientChecker::ReleaseClientList();

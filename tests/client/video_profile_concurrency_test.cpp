@@ -58,4 +58,41 @@ TEST(VideoProfileConcurrencyTest, ThreadsRacingOnFirstUseAllGetTheReferenceNames
     }
 }
 
+TEST(ProfileListConcurrencyTest, CheckersAndLookupsRunTogetherOnALoadedList) {
+    calyx_test::TempDir dir;
+    std::string path = dir.file("profiles.json");
+    std::string json = R"({"ProfileList": [)";
+    for (int i = 0; i < 50; ++i) {
+        json += (i ? "," : "") + std::string(R"({"profileName": "P)") + std::to_string(i) +
+                R"(", "dlna": "yes", "agentopt": "xmres", "profile@v": "channel@)" +
+                std::to_string(i) + "\"}";
+    }
+    calyx_test::WriteFile(path, json + "]}");
+    DMSClientChecker::ReleaseClientList();
+    ASSERT_TRUE(DMSClientChecker::InitProfileList(path));
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            ZEVO_MEDIA_INFO item{};
+            for (int i = 0; i < 500 * calyx_test::TestScale(); ++i) {
+                int n = (i * 7 + t) % 60;  // some names are unknown
+                DMSClientChecker checker("DLNADOC", "P" + std::to_string(n), false);
+                item.channel = n;
+                bool known = n < 50;
+                if (checker.m_isDLNA != true || (checker.m_agent != nullptr) != known ||
+                    checker.m_capability != (known ? 1u : 0u) ||
+                    checker.getVideoProfileName(&item) != (known ? "v" : "")) {
+                    ++failures;
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(0, failures.load());
+    DMSClientChecker::ReleaseClientList();
+}
+
 }  // namespace

@@ -1,6 +1,7 @@
 // Video profile selection: the three matchers, the rule grammar and getVideoProfileName.
 #include <gtest/gtest.h>
 
+#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -229,6 +230,44 @@ TEST_F(VideoProfileTest, UnterminatedTextFieldsAreReadWithinTheirArrays) {
     memset(item_.video_codec, 'a', sizeof item_.video_codec);
     EXPECT_FALSE(Matches("video_codec@aaa"));
     EXPECT_TRUE(Matches("video_codec@" + std::string(sizeof item_.video_codec, 'a')));
+}
+
+TEST(MediaInfoRecordTest, ComparedFieldsStandInTheirOrder) {
+    static_assert(offsetof(ZEVO_MEDIA_INFO, path) < offsetof(ZEVO_MEDIA_INFO, audio_bitrate), "");
+    static_assert(
+        offsetof(ZEVO_MEDIA_INFO, audio_bitrate) < offsetof(ZEVO_MEDIA_INFO, frame_bitrate), "");
+    static_assert(
+        offsetof(ZEVO_MEDIA_INFO, frame_bitrate) < offsetof(ZEVO_MEDIA_INFO, video_bitrate), "");
+    static_assert(
+        offsetof(ZEVO_MEDIA_INFO, video_bitrate) < offsetof(ZEVO_MEDIA_INFO, frame_rate_num), "");
+    static_assert(
+        offsetof(ZEVO_MEDIA_INFO, frame_rate_num) < offsetof(ZEVO_MEDIA_INFO, frame_rate_den), "");
+    static_assert(offsetof(ZEVO_MEDIA_INFO, frame_rate_den) < offsetof(ZEVO_MEDIA_INFO, channel),
+                  "");
+    static_assert(offsetof(ZEVO_MEDIA_INFO, channel) < offsetof(ZEVO_MEDIA_INFO, resolutionx), "");
+    static_assert(offsetof(ZEVO_MEDIA_INFO, resolutionx) < offsetof(ZEVO_MEDIA_INFO, resolutiony),
+                  "");
+    static_assert(offsetof(ZEVO_MEDIA_INFO, resolutiony) < offsetof(ZEVO_MEDIA_INFO, video_codec),
+                  "");
+    static_assert(
+        offsetof(ZEVO_MEDIA_INFO, video_codec) < offsetof(ZEVO_MEDIA_INFO, container_type), "");
+    static_assert(
+        offsetof(ZEVO_MEDIA_INFO, container_type) < offsetof(ZEVO_MEDIA_INFO, audio_codec), "");
+    static_assert(sizeof(ZEVO_MEDIA_INFO::video_codec) == 255, "");
+    static_assert(sizeof(ZEVO_MEDIA_INFO::audio_bitrate) == 4 &&
+                      sizeof(ZEVO_MEDIA_INFO::frame_bitrate) == 4 &&
+                      sizeof(ZEVO_MEDIA_INFO::video_bitrate) == 4,
+                  "");
+    // A field between the frame rate and the channel count is there and never read.
+    EXPECT_LT(offsetof(ZEVO_MEDIA_INFO, frame_rate_den), offsetof(ZEVO_MEDIA_INFO, samplerate));
+    EXPECT_LT(offsetof(ZEVO_MEDIA_INFO, samplerate), offsetof(ZEVO_MEDIA_INFO, channel));
+}
+
+TEST_F(VideoProfileTest, FieldsOutsideTheRulesAreNotRead) {
+    item_.samplerate = 12345;
+    item_.duration = 7;
+    EXPECT_TRUE(Matches("channel@6"));
+    EXPECT_FALSE(Matches("samplerate@12345"));  // not a known key
 }
 
 TEST(VideoProfileMatchersTest, SatisfyValue) {
