@@ -90,6 +90,7 @@ std::vector<RecordedRequest> CollectRequests(const IdentifyOptions& o) {
         requests.push_back(r);
     }
     if (requests.empty()) UsageFail("identify: give --description, --requests or -H headers");
+    for (RecordedRequest& r : requests) NormaliseHeaderNames(r);
     return requests;
 }
 
@@ -295,7 +296,7 @@ void AddIdentifyCommand(CLI::App& app) {
     cmd->add_option("--ip", o->ip, "Client IP address");
     cmd->add_option("--handler", o->handler, "Handler of -H headers and of unmarked recorded headers: "
                                              "HandleDiscovery, HandleActionRequest or WebSerOpen (default)");
-    cmd->add_option("-H,--header", o->headers, "Request header 'Name: value' (repeatable; names are lower-cased)");
+    cmd->add_option("-H,--header", o->headers, "Request header 'Name: value' (repeatable; names are lower-cased except for HandleDiscovery)");
     cmd->add_option("--requests", o->requestsFile, "File of recorded requests (POST: HandleActionRequest, GET: WebSerOpen)");
     cmd->add_option("--description", o->description, "Device description XML (sent as HandleDiscovery fields)");
     cmd->add_flag("--save", o->save, "Save the client list to its fixed path afterwards");

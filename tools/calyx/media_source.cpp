@@ -42,8 +42,9 @@ Calyx::MEDIA_TABLE_TYPE MediaTypeFromWord(const std::string& word) {
 }
 
 int CountMediaItems(const MediaQuery& query) {
+    const Calyx::MEDIA_TABLE_TYPE type = MediaTypeFromWord(query.type);
     Connection conn = Connect();
-    Calyx::MediaDB db(MediaTypeFromWord(query.type), conn.get());
+    Calyx::MediaDB db(type, conn.get());
     ApplyFilters(db, query);
     // SelectTotal's statement, run here so that a failed query is reported.
     if (db.Select("COUNT(id) as TOTAL", "", 0, 0, "") < 1 || !db.NextRow())
@@ -52,10 +53,11 @@ int CountMediaItems(const MediaQuery& query) {
 }
 
 std::vector<ZEVO_MEDIA_INFO> ListMediaItems(const MediaQuery& query) {
+    const Calyx::MEDIA_TABLE_TYPE type = MediaTypeFromWord(query.type);
     Connection conn = Connect();
     std::vector<ZEVO_MEDIA_INFO> items;
     {
-        Calyx::MediaDB db(MediaTypeFromWord(query.type), conn.get());
+        Calyx::MediaDB db(type, conn.get());
         ApplyFilters(db, query);
         int rows = db.Select("*", query.order.empty() ? "id" : query.order, query.offset, query.limit, "");
         if (rows < 0) Fail("media index query failed on table " + Quoted(query.type));

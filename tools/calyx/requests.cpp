@@ -22,7 +22,7 @@ std::string Trim(const std::string& text) {
 bool SplitHeader(const std::string& line, std::string& name, std::string& value) {
     size_t colon = line.find(':');
     if (colon == std::string::npos) return false;
-    name = Calyx::StringToLower(Trim(line.substr(0, colon)));
+    name = Trim(line.substr(0, colon));
     value = Trim(line.substr(colon + 1));
     return !name.empty() && name.find_first_of(" \t") == std::string::npos;
 }
@@ -37,6 +37,13 @@ bool IsRequestLine(const std::string& line, std::string& method) {
 }
 
 }  // namespace
+
+void NormaliseHeaderNames(RecordedRequest& request) {
+    if (request.handler == "HandleDiscovery") return;
+    std::map<std::string, std::string> lowered;
+    for (const auto& [name, value] : request.headers) lowered[Calyx::StringToLower(name)] = value;
+    request.headers.swap(lowered);
+}
 
 std::string HandlerForMethod(const std::string& method) {
     return method == "POST" ? "HandleActionRequest" : "WebSerOpen";

@@ -8,8 +8,8 @@
 
 namespace calyx_tool {
 
-// One request as the server's handler sees it. Header names are lower-cased, as the
-// server's HTTP layer hands them over; for a name given twice the later value counts.
+// One request as the server's handler sees it; for a name given twice the later value
+// counts.
 struct RecordedRequest {
     std::string handler;  // "HandleActionRequest", "WebSerOpen", ... ("" = not stated)
     std::string requestLine;
@@ -26,6 +26,10 @@ std::pair<std::string, std::string> ParseHeaderOption(const std::string& text);
 // media (WebSerOpen). Headers before the first request line form a request whose handler
 // is not stated. Throws ToolError naming the file and line of a malformed line.
 std::vector<RecordedRequest> ReadRequestFile(const std::string& path);
+
+// Lower-cases the header names of an HTTP request, as the server's HTTP layer hands
+// them over; the fields of a device description (HandleDiscovery) keep their case.
+void NormaliseHeaderNames(RecordedRequest& request);
 
 // The handler a request method reaches on the server.
 std::string HandlerForMethod(const std::string& method);
