@@ -46,9 +46,11 @@ public:
     /// Adds «video_codec != '<codec>'». The codec is inserted unescaped.
     void AddExcludeVideoCodec(std::string codec);
 
-    /// Adds «path !~* E'.*\.<ext>$'»: excludes paths ending in "." and `ext`, ignoring
-    /// case. `ext` is inserted raw into the pattern, so its regular-expression characters
-    /// keep their meaning. A null `ext` adds nothing.
+    /// Adds «path !~* E'.*\.<ext>$'»: excludes paths ending in `ext` after a dot, ignoring
+    /// case. The E'...' literal consumes the backslash, so the pattern's dot matches any
+    /// character ("/v/xmkv" is excluded by "mkv" too). `ext` is inserted raw into the
+    /// pattern: its regular-expression characters keep their meaning. A null `ext` adds
+    /// nothing.
     void AddExcludeExt(const char* ext);
 
     /// Runs «SELECT <fields> FROM <table> » followed, each only when it applies, by
