@@ -83,8 +83,8 @@ void MediaDB::AddExcludeExt(const char* ext) {
     }
 }
 
-int MediaDB::Select(const std::string& fields, const std::string& orderBy, int offset,
-                    int limit, const std::string& groupBy) {
+int MediaDB::Select(const std::string& fields, const std::string& orderBy, int offset, int limit,
+                    const std::string& groupBy) {
     PQExpBufferData sql;
     initPQExpBuffer(&sql);
     bool built = true;

@@ -61,7 +61,7 @@ static_assert(sizeof kFields / sizeof kFields[0] == kMediaInfoFieldCount,
 
 // strtoll-like decimal parse (leading blanks, a sign, digits; the rest ignored),
 // saturating at the int64 range. Much cheaper than strtoll, which matters at thousands of
-// fields per page.
+// fields per page: up to 18 digits cannot overflow and need no checks.
 int64_t ParseInt64(const char* text) {
     const char* p = text;
     while (*p == ' ' || (*p >= '\t' && *p <= '\r')) {
@@ -72,22 +72,25 @@ int64_t ParseInt64(const char* text) {
         negative = (*p == '-');
         ++p;
     }
-    uint64_t limit = negative ? static_cast<uint64_t>(INT64_MAX) + 1 : INT64_MAX;
     uint64_t value = 0;
-    for (; *p >= '0' && *p <= '9'; ++p) {
-        unsigned digit = static_cast<unsigned>(*p - '0');
-        if (value > (limit - digit) / 10) {
-            value = limit;
-            while (*p >= '0' && *p <= '9') {
-                ++p;
+    int digits = 0;
+    for (; digits < 18 && static_cast<unsigned>(*p - '0') <= 9; ++p, ++digits) {
+        value = value * 10 + static_cast<unsigned>(*p - '0');
+    }
+    if (static_cast<unsigned>(*p - '0') <= 9) {
+        const uint64_t limit = negative ? static_cast<uint64_t>(INT64_MAX) + 1 : INT64_MAX;
+        for (; static_cast<unsigned>(*p - '0') <= 9; ++p) {
+            unsigned digit = static_cast<unsigned>(*p - '0');
+            if (value > (limit - digit) / 10) {
+                value = limit;
+                break;
             }
-            break;
+            value = value * 10 + digit;
         }
-        value = value * 10 + digit;
     }
     if (negative) {
-        return value == static_cast<uint64_t>(INT64_MAX) + 1 ? INT64_MIN
-                                                             : -static_cast<int64_t>(value);
+        // Two's complement negation, well defined for INT64_MIN as well.
+        return static_cast<int64_t>(0 - value);
     }
     return static_cast<int64_t>(value);
 }
@@ -107,16 +110,15 @@ void StoreField(const FieldSpec& field, const char* text, int length, ZEVO_MEDIA
         }
         case FieldKind::Int32: {
             int32_t value =
-                text != nullptr ? static_cast<int32_t>(Clamp(ParseInt64(text), INT32_MIN,
-                                                             INT32_MAX))
-                                : 0;
+                text != nullptr
+                    ? static_cast<int32_t>(Clamp(ParseInt64(text), INT32_MIN, INT32_MAX))
+                    : 0;
             memcpy(target, &value, sizeof value);
             break;
         }
         case FieldKind::UInt32: {
             uint32_t value =
-                text != nullptr ? static_cast<uint32_t>(Clamp(ParseInt64(text), 0, UINT32_MAX))
-                                : 0;
+                text != nullptr ? static_cast<uint32_t>(Clamp(ParseInt64(text), 0, UINT32_MAX)) : 0;
             memcpy(target, &value, sizeof value);
             break;
         }
@@ -150,14 +152,18 @@ extern "C" int MediaInfoDBGetRecoredData(DBResult* result, DBRow row, ZEVO_MEDIA
     if (!result->mediaColumnsKnown) {
         LookUpMediaColumns(result);
     }
+    // An SQL NULL reads as an empty text, which gives the same zero or empty field as
+    // the NULL itself, so no separate NULL test is needed.
     PGresult* pg = result->pg;
     for (int i = 0; i < kMediaInfoFieldCount; ++i) {
         int column = result->mediaColumns[i];
         const char* text = nullptr;
         int length = 0;
-        if (column >= 0 && !PQgetisnull(pg, row.index, column)) {
+        if (column >= 0) {
             text = PQgetvalue(pg, row.index, column);
-            length = PQgetlength(pg, row.index, column);
+            if (kFields[i].kind == FieldKind::Text) {
+                length = PQgetlength(pg, row.index, column);
+            }
         }
         StoreField(kFields[i], text, length, info);
     }

@@ -39,6 +39,10 @@ void AbandonCopy(PGconn* pg, ExecStatusType status) {
     }
 }
 
+// Server notices (NOTICE, WARNING) are not the host's business: libpq would print them on
+// the process's standard error.
+void IgnoreNotice(void*, const char*) {}
+
 }  // namespace
 
 extern "C" DBConnect* ZEVODBConnect(const char* host, const char* user, const char* password,
@@ -71,6 +75,7 @@ extern "C" DBConnect* ZEVODBConnect(const char* host, const char* user, const ch
         PQfinish(pg);
         return nullptr;
     }
+    PQsetNoticeProcessor(pg, IgnoreNotice, nullptr);
     DBConnect* conn = new (std::nothrow) DBConnect{pg};
     if (conn == nullptr) {
         PQfinish(pg);
@@ -116,7 +121,9 @@ extern "C" int ZEVODBExecute(DBConnect* conn, const char* sql, DBResult** result
     return 0;
 }
 
-extern "C" int ZEVODBNumRows(DBResult* result) { return result != nullptr ? result->rows : 0; }
+extern "C" int ZEVODBNumRows(DBResult* result) {
+    return result != nullptr ? result->rows : 0;
+}
 
 extern "C" int ZEVODBFetchRow(DBResult* result, DBRow* row) {
     if (result == nullptr || row == nullptr) {

@@ -24,8 +24,7 @@ std::string ServerProblem() {
     if (PQstatus(pg) != CONNECTION_OK) {
         const char* port = getenv("PGPORT");
         problem = std::string("cannot reach the PostgreSQL server at PGHOST=") + host +
-                  " PGPORT=" + (port != nullptr ? port : "(unset)") + ": " +
-                  PQerrorMessage(pg);
+                  " PGPORT=" + (port != nullptr ? port : "(unset)") + ": " + PQerrorMessage(pg);
     }
     PQfinish(pg);
     return problem;
@@ -42,9 +41,13 @@ StatementLog::StatementLog() : path_(dir_.file("calyx.log")) {
     }
 }
 
-StatementLog::~StatementLog() { Calyx::DMSLogClose(); }
+StatementLog::~StatementLog() {
+    Calyx::DMSLogClose();
+}
 
-size_t StatementLog::Mark() const { return ReadFile(path_).size(); }
+size_t StatementLog::Mark() const {
+    return ReadFile(path_).size();
+}
 
 std::string StatementLog::TextSince(size_t mark) const {
     std::string text = ReadFile(path_);
@@ -94,13 +97,15 @@ void DbTest::TearDown() {
     }
 }
 
-PGconn* DbTest::pg() const { return conn_->pg; }
+PGconn* DbTest::pg() const {
+    return conn_->pg;
+}
 
 void DbTest::Exec(const std::string& sql) {
     PGresult* r = PQexec(pg(), sql.c_str());
     ExecStatusType status = PQresultStatus(r);
-    EXPECT_TRUE(status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK)
-        << sql << "\n" << PQresultErrorMessage(r);
+    EXPECT_TRUE(status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) << sql << "\n"
+                                                                         << PQresultErrorMessage(r);
     PQclear(r);
 }
 
@@ -112,8 +117,8 @@ std::string DbTest::ExecParams(const std::string& sql, const std::vector<std::st
     PGresult* r = PQexecParams(pg(), sql.c_str(), static_cast<int>(values.size()), nullptr,
                                values.data(), nullptr, nullptr, 0);
     ExecStatusType status = PQresultStatus(r);
-    EXPECT_TRUE(status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK)
-        << sql << "\n" << PQresultErrorMessage(r);
+    EXPECT_TRUE(status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) << sql << "\n"
+                                                                         << PQresultErrorMessage(r);
     std::string first;
     if (status == PGRES_TUPLES_OK && PQntuples(r) > 0 && PQnfields(r) > 0) {
         first = PQgetvalue(r, 0, 0);

@@ -15,9 +15,10 @@ class MediaDBConcurrency : public calyx_test::DbTest {};
 
 TEST_F(MediaDBConcurrency, ObjectsOnTheirOwnConnectionsRunInParallel) {
     const int rows = 400;
-    Exec("INSERT INTO video (id, path, title, duration) SELECT i, '/v/' || i, 't' || i, i "
-         "FROM generate_series(1, " +
-         std::to_string(rows) + ") AS i");
+    Exec(
+        "INSERT INTO video (id, path, title, duration) SELECT i, '/v/' || i, 't' || i, i "
+        "FROM generate_series(1, " +
+        std::to_string(rows) + ") AS i");
     const int threads = 4;
     const int rounds = 5 * calyx_test::TestScale();
     std::atomic<int> mismatches{0};

@@ -155,9 +155,9 @@ TEST_F(MediaDBFetch, SqlNullsGiveZeroAndEmpty) {
     EXPECT_EQ(item.id, 5);
     EXPECT_EQ(item.parent_id, 0);
     EXPECT_STREQ(item.path, "/v/5");
-    for (const char* text : {item.title, item.artist, item.album, item.genre, item.mime_type,
-                             item.video_codec, item.container_type, item.audio_codec, item.date,
-                             item.thumbnail}) {
+    for (const char* text :
+         {item.title, item.artist, item.album, item.genre, item.mime_type, item.video_codec,
+          item.container_type, item.audio_codec, item.date, item.thumbnail}) {
         EXPECT_STREQ(text, "");
     }
     EXPECT_EQ(item.filesize, 0);
@@ -166,8 +166,7 @@ TEST_F(MediaDBFetch, SqlNullsGiveZeroAndEmpty) {
     EXPECT_EQ(item.frame_bitrate, 0u);
     EXPECT_EQ(item.video_bitrate, 0u);
     for (int value : {item.frame_rate_num, item.frame_rate_den, item.samplerate, item.channel,
-                      item.resolutionx, item.resolutiony, item.track, item.year,
-                      item.rotation}) {
+                      item.resolutionx, item.resolutiony, item.track, item.year, item.rotation}) {
         EXPECT_EQ(value, 0);
     }
     EXPECT_EQ(item.mdate, 0);
@@ -196,8 +195,8 @@ TEST_F(MediaDBFetch, LongTextsAreCutAndTerminated) {
     std::string title(600, 't');
     std::string codec(300, 'c');
     std::string path(5000, 'p');
-    Exec("INSERT INTO video (path, title, video_codec) VALUES ('" + path + "', '" + title +
-         "', '" + codec + "')");
+    Exec("INSERT INTO video (path, title, video_codec) VALUES ('" + path + "', '" + title + "', '" +
+         codec + "')");
     MediaDB db(Calyx::MEDIA_TABLE_VIDEO, nullptr);
     ASSERT_EQ(db.Select("*", "", 0, 0, ""), 1);
     ASSERT_TRUE(db.NextRow());

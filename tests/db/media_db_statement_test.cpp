@@ -110,7 +110,8 @@ TEST_F(MediaDBStatement, ConditionsStayForEveryLaterSelect) {
     EXPECT_EQ(db.Select("id", "", 0, 0, ""), 3);
     size_t mark = StatementLog::Instance().Mark();
     EXPECT_EQ(db.Select("title", "title", 0, 0, ""), 3);
-    EXPECT_EQ(LoggedStatement(mark), "SELECT title FROM video  WHERE duration < 3  ORDER BY title ");
+    EXPECT_EQ(LoggedStatement(mark),
+              "SELECT title FROM video  WHERE duration < 3  ORDER BY title ");
 }
 
 TEST_F(MediaDBStatement, ExcludeExtAddsItsConditionAndExcludesThoseFiles) {
@@ -211,7 +212,7 @@ TEST_F(MediaDBStatement, EachTypeSelectsItsTableAndUnknownTypesSelectPhoto) {
     const struct {
         int type;
         const char* table;
-    } cases[] = {{0, "music"},    {1, "video"}, {2, "photo"}, {3, "playlist"},
+    } cases[] = {{0, "music"},     {1, "video"}, {2, "photo"}, {3, "playlist"},
                  {4, "directory"}, {7, "photo"}, {-1, "photo"}};
     for (const char* table : {"music", "video", "photo", "playlist", "directory"}) {
         InsertItem(table, std::string("/") + table, table);

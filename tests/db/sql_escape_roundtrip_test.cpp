@@ -66,8 +66,8 @@ protected:
     // server parses it (a prepared statement refuses more than one command).
     void ExpectShape(const std::string& statement) {
         PGresult* prepared = PQprepare(pg(), "", statement.c_str(), 0, nullptr);
-        ASSERT_EQ(PQresultStatus(prepared), PGRES_COMMAND_OK)
-            << statement << "\n" << PQresultErrorMessage(prepared);
+        ASSERT_EQ(PQresultStatus(prepared), PGRES_COMMAND_OK) << statement << "\n"
+                                                              << PQresultErrorMessage(prepared);
         PQclear(prepared);
         PGresult* described = PQdescribePrepared(pg(), "");
         EXPECT_EQ(PQnparams(described), 0);
