@@ -59,6 +59,16 @@ bool ReadWholeFile(const std::string& path, std::string& text) {
     return ok;
 }
 
+// Comments are allowed. A document nested too deeply for the reader counts as invalid.
+bool ParseDocument(const std::string& text, Json::Value& root) {
+    try {
+        Json::Reader reader;
+        return reader.parse(text, root, true);
+    } catch (const Json::Exception&) {
+        return false;
+    }
+}
+
 void InsertIfResolvable(FolderMap& folders, const std::string& sharePath, const std::string& name) {
     std::string path = GetAbsolutePath(sharePath);
     if (!path.empty()) {
@@ -133,8 +143,7 @@ FolderMap CollectIndexLocations(const std::string& word) {
         return folders;
     }
     Json::Value root;
-    Json::Reader reader;
-    if (!reader.parse(text, root, true)) {
+    if (!ParseDocument(text, root)) {
         if (DMSLOGGetLevel() >= 0) {
             DMSPrintf(DMSLOG_ERR, "Error: Json::Reader::parse %s failed\n", file.c_str());
         }

@@ -216,6 +216,24 @@ TEST(GetIndexLoacationPath, InvalidJsonIsLoggedAndGivesEmptyMap) {
     EXPECT_NE(lines[0].find("Error: Json::Reader::parse " + file + " failed"), std::string::npos);
 }
 
+TEST(GetIndexLoacationPath, DeeplyNestedFileIsInvalidJson) {
+    ScopedRoot root;
+    WriteShares(root);
+    std::string file = root.write(kIndexFile, std::string(100000, '[') + std::string(100000, ']'));
+    LogFile log;
+    EXPECT_EQ(Music(), Folders{});
+    EXPECT_EQ(CountContaining(log.Lines(), "Error: Json::Reader::parse " + file + " failed"), 1u);
+}
+
+TEST(GetIndexLoacationPath, EmptyFileIsInvalidJson) {
+    ScopedRoot root;
+    WriteShares(root);
+    std::string file = root.write(kIndexFile, "");
+    LogFile log;
+    EXPECT_EQ(Music(), Folders{});
+    EXPECT_EQ(CountContaining(log.Lines(), "Error: Json::Reader::parse " + file + " failed"), 1u);
+}
+
 TEST(GetIndexLoacationPath, UnopenableFileIsLoggedAndGivesEmptyMap) {
     ScopedRoot root;
     WriteShares(root);
