@@ -13,7 +13,9 @@ if [ ! -x "$calyx" ]; then
     echo "demo: $calyx is not built (run 'make build' first)" >&2
     exit 1
 fi
-data=$src/data
+calyx=$(cd "$(dirname "$calyx")" && pwd)/$(basename "$calyx")
+cd "$src"
+data=data  # relative, so the output names files as a reader of the repository sees them
 root=$(mktemp -d "${TMPDIR:-/tmp}/calyx-demo.XXXXXX")
 trap 'rm -rf "$root"' EXIT
 

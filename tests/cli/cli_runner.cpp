@@ -30,9 +30,15 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::str
     for (std::string& a : argStore) argv.push_back(a.data());
     argv.push_back(nullptr);
 
-    std::vector<std::string> envStore;
-    for (char** e = environ; *e != nullptr; ++e) envStore.emplace_back(*e);
-    envStore.insert(envStore.end(), env.begin(), env.end());
+    // The given variables replace the test's own of the same name.
+    std::vector<std::string> envStore(env.begin(), env.end());
+    for (char** e = environ; *e != nullptr; ++e) {
+        const std::string entry(*e);
+        const std::string name = entry.substr(0, entry.find('=') + 1);
+        bool replaced = false;
+        for (const std::string& given : env) replaced = replaced || given.compare(0, name.size(), name) == 0;
+        if (!replaced) envStore.push_back(entry);
+    }
     std::vector<char*> envp;
     for (std::string& e : envStore) envp.push_back(e.data());
     envp.push_back(nullptr);

@@ -15,8 +15,8 @@ struct ToolRun {
     std::string err;
 };
 
-// Runs the tool with `args` (no shell), environment variables `env` ("NAME=value")
-// added to the test's own, and collects its output.
+// Runs the tool with `args` (no shell) and the test's environment, in which the
+// variables of `env` ("NAME=value") replace those of the same name; collects its output.
 ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::string>& env = {});
 
 // Parses JSON output; fails the current test when it does not parse.

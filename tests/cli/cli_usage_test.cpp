@@ -34,6 +34,7 @@ TEST(CliUsage, BadUsageExitsTwoWithOneLine) {
         {"identify", "-p", DataPath("profiles.json"), "-H", "User-Agent: x"},  // neither --ip nor --mac
         {"identify", "-p", DataPath("profiles.json"), "--ip", "10.0.0.1"},     // nothing to send
         {"identify", "-p", DataPath("profiles.json"), "--mac", "m", "-H", "no colon here"},
+        {"identify", "-p", DataPath("profiles.json"), "--mac", "m", "-H", "a: b", "--handler", "Open"},
         {"video-profile", "-p", DataPath("profiles.json"), "-n", "Roku"},      // no item
         {"video-profile", "-p", DataPath("profiles.json"), "-n", "Roku", "--path", "a.mkv",
          "--items", DataPath("media/items.json")},  // two item sources

@@ -295,7 +295,8 @@ void AddIdentifyCommand(CLI::App& app) {
     cmd->add_option("--mac", o->mac, "Client hardware address (default: looked up for --ip in the ARP table)");
     cmd->add_option("--ip", o->ip, "Client IP address");
     cmd->add_option("--handler", o->handler, "Handler of -H headers and of unmarked recorded headers: "
-                                             "HandleDiscovery, HandleActionRequest or WebSerOpen (default)");
+                                             "HandleDiscovery, HandleActionRequest or WebSerOpen (default)")
+        ->check(CLI::IsMember({"HandleDiscovery", "HandleActionRequest", "WebSerOpen"}));
     cmd->add_option("-H,--header", o->headers, "Request header 'Name: value' (repeatable; names are lower-cased except for HandleDiscovery)");
     cmd->add_option("--requests", o->requestsFile, "File of recorded requests (POST: HandleActionRequest, GET: WebSerOpen)");
     cmd->add_option("--description", o->description, "Device description XML (sent as HandleDiscovery fields)");
