@@ -42,8 +42,7 @@ struct JsonFileError {
 /// Parses the file at `path` the way the library's loaders do (comments allowed and
 /// collected) into `root`. On failure returns false, leaves `root` unspecified and, when
 /// `error` is not null, fills it with the first error.
-CALYX_EXPORT bool ReadJsonFile(const std::string& path, Json::Value& root,
-                               JsonFileError* error);
+CALYX_EXPORT bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* error);
 
 // ---------------------------------------------------------------------------------------
 // Name tables of agent profiles (the vocabularies of Agent::setPair and video profiles)
@@ -60,8 +59,8 @@ CALYX_EXPORT std::vector<std::string> AgentCapabilityNamesOf(uint32_t bits);
 
 /// One condition of a video-profile rule as the matcher reads it.
 struct VideoRuleCondition {
-    std::string key;    ///< the key text with its "@", e.g. "resolutionx@"
-    std::string value;  ///< the condition value, e.g. "1~1920"
+    std::string key;      ///< the key text with its "@", e.g. "resolutionx@"
+    std::string value;    ///< the condition value, e.g. "1~1920"
     bool isList = false;  ///< true: alternatives separated by "&"; false: a range
 };
 
@@ -82,9 +81,9 @@ struct ProfileIDStep {
     bool matched = false;     ///< every member of its "profileID" held
     /// The first failing member, in the order the members are tried (empty when matched).
     std::string failedKey;
-    std::string required;      ///< the text that member requires
+    std::string required;       ///< the text that member requires
     bool clientHasKey = false;  ///< whether the entry had the key at all
-    std::string clientValue;   ///< the entry's value of the key ("" when absent)
+    std::string clientValue;    ///< the entry's value of the key ("" when absent)
 };
 
 /// Walks the profile identification records of `list` in order against `entry`, as
@@ -100,8 +99,7 @@ CALYX_EXPORT Json::Value ClientListDocument(DMSClientList& list);
 
 /// Copies the entry of `mac` (found as the specified lookups find it) into `entry` under
 /// the list's lock. False when there is no such entry.
-CALYX_EXPORT bool ClientListEntry(DMSClientList& list, const std::string& mac,
-                                  Json::Value& entry);
+CALYX_EXPORT bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& entry);
 
 /// Edits the entry of `mac` under the list's lock, the way the package's settings screen
 /// does: sets member `key` to `value` (a null `value` removes the member), then

@@ -17,7 +17,9 @@ namespace detail {
 struct ClientListAccess {
     static pthread_mutex_t& Mutex(DMSClientList& list) { return list.m_mutex; }
     static Json::Value& Root(DMSClientList& list) { return list.m_root; }
-    static const Json::Value& ProfileIDList(const DMSClientList& list) { return list.m_profileIDList; }
+    static const Json::Value& ProfileIDList(const DMSClientList& list) {
+        return list.m_profileIDList;
+    }
 };
 
 }  // namespace detail
@@ -28,7 +30,9 @@ using detail::ClientListAccess;
 
 class ListLock {
 public:
-    explicit ListLock(DMSClientList& list) : mutex_(&ClientListAccess::Mutex(list)) { pthread_mutex_lock(mutex_); }
+    explicit ListLock(DMSClientList& list) : mutex_(&ClientListAccess::Mutex(list)) {
+        pthread_mutex_lock(mutex_);
+    }
     ~ListLock() { pthread_mutex_unlock(mutex_); }
     ListLock(const ListLock&) = delete;
     ListLock& operator=(const ListLock&) = delete;
@@ -42,18 +46,22 @@ private:
 // position stays valid, and it is checked again under the lock.
 Json::Value* LockedEntry(DMSClientList& list, const std::string& mac, unsigned int index) {
     Json::Value& root = ClientListAccess::Root(list);
-    if (!root.isObject()) return nullptr;
+    if (!root.isObject())
+        return nullptr;
     const Json::Value* clients = detail::FindMember(root, "ClientList");
-    if (clients == nullptr || !clients->isArray() || index >= clients->size()) return nullptr;
+    if (clients == nullptr || !clients->isArray() || index >= clients->size())
+        return nullptr;
     Json::Value& entry = root["ClientList"][index];
     const Json::Value* stored = detail::FindMember(entry, "macAddr");
-    if (stored == nullptr || !stored->isString() || stored->asString() != mac) return nullptr;
+    if (stored == nullptr || !stored->isString() || stored->asString() != mac)
+        return nullptr;
     return &entry;
 }
 
 }  // namespace
 
-std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list, const Json::Value& entry) {
+std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list,
+                                                  const Json::Value& entry) {
     std::vector<ProfileIDStep> steps;
     try {
         // The records prepared exactly as LoadProfileIDList prepares them for matching.
@@ -61,8 +69,8 @@ std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list, con
         std::vector<detail::IdentificationRecord> records;
         if (json.isArray())
             for (const Json::Value& record : json)
-                records.push_back(detail::IdentificationRecord{record["profileName"].asString(),
-                                                               detail::PrepareRules(record["profileID"])});
+                records.push_back(detail::IdentificationRecord{
+                    record["profileName"].asString(), detail::PrepareRules(record["profileID"])});
         for (const detail::RecordVerdict& verdict : detail::ExplainMatches(records, entry)) {
             ProfileIDStep step;
             step.profileName = verdict.record->profileName;
@@ -92,11 +100,13 @@ Json::Value ClientListDocument(DMSClientList& list) {
 
 bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& entry) {
     unsigned int index = 0;
-    if (!list.VerifyMacIsExist(mac, index)) return false;
+    if (!list.VerifyMacIsExist(mac, index))
+        return false;
     ListLock lock(list);
     try {
         const Json::Value* found = LockedEntry(list, mac, index);
-        if (found == nullptr) return false;
+        if (found == nullptr)
+            return false;
         entry = *found;
         return true;
     } catch (const std::exception&) {
@@ -107,13 +117,16 @@ bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& e
 int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::string& key,
                         const Json::Value& value) {
     // The identity keys feed the list's position index; they are not edited here.
-    if (key == "macAddr" || key == "ipAddr") return 0;
+    if (key == "macAddr" || key == "ipAddr")
+        return 0;
     unsigned int index = 0;
-    if (!list.VerifyMacIsExist(mac, index)) return 0;
+    if (!list.VerifyMacIsExist(mac, index))
+        return 0;
     ListLock lock(list);
     try {
         Json::Value* entry = LockedEntry(list, mac, index);
-        if (entry == nullptr) return 0;
+        if (entry == nullptr)
+            return 0;
         if (value.isNull())
             entry->removeMember(key);
         else
@@ -131,14 +144,18 @@ int ClientListWriteTo(DMSClientList& list, const std::string& path, std::string*
     ListLock lock(list);
     int failure = 0;
     try {
-        failure = detail::ReplaceFileAtomically(path, detail::SerializeClientDocument(ClientListAccess::Root(list)));
+        failure = detail::ReplaceFileAtomically(
+            path, detail::SerializeClientDocument(ClientListAccess::Root(list)));
     } catch (const std::exception&) {
         failure = ENOMEM;
     }
-    if (failure == 0) return 1;
+    if (failure == 0)
+        return 1;
     // The same report as WriteToFile's save.
-    if (DMSLOGGetLevel() >= 0) DMSPrintf(DMSLOG_ERR, "Error - %s could not open\n", path.c_str());
-    if (error != nullptr) *error = strerror(failure);
+    if (DMSLOGGetLevel() >= 0)
+        DMSPrintf(DMSLOG_ERR, "Error - %s could not open\n", path.c_str());
+    if (error != nullptr)
+        *error = strerror(failure);
     return 0;
 }
 

@@ -17,7 +17,8 @@ namespace {
 void LocateOffset(const std::string& text, size_t offset, int& line, int& column) {
     line = 1;
     column = 1;
-    if (offset > text.size()) offset = text.size();
+    if (offset > text.size())
+        offset = text.size();
     for (size_t i = 0; i < offset; ++i) {
         if (text[i] == '\n') {
             ++line;
@@ -48,7 +49,8 @@ bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* err
         }
         const std::string text = buffer.str();
         Json::Reader reader;
-        if (reader.parse(text, root, true)) return true;
+        if (reader.parse(text, root, true))
+            return true;
         std::vector<Json::Reader::StructuredError> errors = reader.getStructuredErrors();
         if (errors.empty()) {
             err.message = "not valid JSON";

@@ -1,7 +1,7 @@
 // calyx clients: list, show and the edits of the settings screen, saved crash-safe.
 #include <dirent.h>
-#include <sys/stat.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "cli_runner.h"
 #include "support/test_support.h"
@@ -20,7 +20,8 @@ std::vector<std::string> Names(const std::string& dir) {
     std::vector<std::string> names;
     if (DIR* d = opendir(dir.c_str())) {
         while (dirent* e = readdir(d))
-            if (e->d_name[0] != '.') names.emplace_back(e->d_name);
+            if (e->d_name[0] != '.')
+                names.emplace_back(e->d_name);
         closedir(d);
     }
     return names;
@@ -35,11 +36,13 @@ TEST(CliClients, ListAndShow) {
     EXPECT_NE(run.out.find("denied"), std::string::npos);
     EXPECT_NE(run.out.find("2 clients"), std::string::npos);
 
-    Json::Value list = ParseJson(RunTool({"clients", "list", "--file", dir.file("c.json"), "--json"}).out);
+    Json::Value list =
+        ParseJson(RunTool({"clients", "list", "--file", dir.file("c.json"), "--json"}).out);
     ASSERT_EQ(list["clients"].size(), 2u);
     EXPECT_EQ(list["clients"][1]["isAccess"].asBool(), false);
 
-    Json::Value show = ParseJson(RunTool({"clients", "--file", dir.file("c.json"), "show", "aa:02", "--json"}).out);
+    Json::Value show = ParseJson(
+        RunTool({"clients", "--file", dir.file("c.json"), "show", "aa:02", "--json"}).out);
     EXPECT_EQ(show["entry"]["custom"].size(), 2u);
     EXPECT_EQ(ReadFile(dir.file("c.json")), kList);  // reading never rewrites the file
 }
@@ -47,8 +50,8 @@ TEST(CliClients, ListAndShow) {
 TEST(CliClients, EditsSaveTheFileAndKeepEverythingElse) {
     TempDir dir;
     WriteFile(dir.file("c.json"), kList);
-    ToolRun run = RunTool({"clients", "--file", dir.file("c.json"), "set-profile", "aa:02", "Xbox 360", "--profiles",
-                           DataPath("profiles.json")});
+    ToolRun run = RunTool({"clients", "--file", dir.file("c.json"), "set-profile", "aa:02",
+                           "Xbox 360", "--profiles", DataPath("profiles.json")});
     ASSERT_EQ(run.status, 0) << run.err;
     run = RunTool({"clients", "--file", dir.file("c.json"), "allow", "aa:02"});
     ASSERT_EQ(run.status, 0) << run.err;
@@ -81,7 +84,8 @@ TEST(CliClients, EraseKeepsIdentityAccessAndUserAgents) {
     WriteFile(dir.file("c.json"), kList);
     ASSERT_EQ(RunTool({"clients", "--file", dir.file("c.json"), "erase", "aa:01"}).status, 0);
     Json::Value entry = ParseJson(ReadFile(dir.file("c.json")))["ClientList"][0];
-    EXPECT_EQ(entry.getMemberNames(), (std::vector<std::string>{"isAccess", "macAddr", "open_user-agent"}));
+    EXPECT_EQ(entry.getMemberNames(),
+              (std::vector<std::string>{"isAccess", "macAddr", "open_user-agent"}));
 }
 
 TEST(CliClients, RootSelectsTheFixedPath) {
@@ -95,7 +99,8 @@ TEST(CliClients, RootSelectsTheFixedPath) {
 TEST(CliClients, ErrorsNameTheFile) {
     TempDir dir;
     WriteFile(dir.file("c.json"), kList);
-    ToolRun run = RunTool({"clients", "--file", dir.file("c.json"), "show", "AA:01"});  // exact MAC match
+    ToolRun run =
+        RunTool({"clients", "--file", dir.file("c.json"), "show", "AA:01"});  // exact MAC match
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find("no client with MAC \"AA:01\""), std::string::npos) << run.err;
     run = RunTool({"clients", "--file", dir.file("c.json"), "set-profile", "aa:01", "Nope", "-p",
@@ -111,7 +116,8 @@ TEST(CliClients, ErrorsNameTheFile) {
 }
 
 TEST(CliClients, UnwritableDirectoryFailsAndKeepsTheOldFile) {
-    if (RunningAsRoot()) GTEST_SKIP() << "root writes anywhere";
+    if (RunningAsRoot())
+        GTEST_SKIP() << "root writes anywhere";
     TempDir dir;
     WriteFile(dir.file("sub/c.json"), kList);
     chmod(dir.file("sub").c_str(), 0555);

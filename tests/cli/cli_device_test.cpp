@@ -8,7 +8,8 @@ namespace calyx_test {
 namespace {
 
 void BuildMachine(const TempDir& root) {
-    WriteFile(root.path() + "/etc.defaults/zevoinfo.conf", "upnpmodelname=X-100\ncustom_serial=C1\n");
+    WriteFile(root.path() + "/etc.defaults/zevoinfo.conf",
+              "upnpmodelname=X-100\ncustom_serial=C1\n");
     WriteFile(root.path() + "/proc/cpuinfo", "processor\t: 0\nmodel name\t: Example CPU\n");
     WriteFile(root.path() + "/proc/net/arp",
               "IP address       HW type     Flags       HW address            Mask     Device\n"
@@ -22,7 +23,8 @@ void BuildMachine(const TempDir& root) {
 TEST(CliDevice, FactsOfARootTree) {
     TempDir root;
     BuildMachine(root);
-    ToolRun run = RunTool({"device", "--root", root.path(), "--arp", "10.0.0.5", "--arp", "10.0.0.6", "--json"});
+    ToolRun run = RunTool(
+        {"device", "--root", root.path(), "--arp", "10.0.0.5", "--arp", "10.0.0.6", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     Json::Value out = ParseJson(run.out);
     EXPECT_EQ(out["model"].asString(), "X-100");
@@ -36,7 +38,8 @@ TEST(CliDevice, FactsOfARootTree) {
 
     ToolRun text = RunTool({"device", "--root", root.path()});
     EXPECT_EQ(text.status, 0);
-    EXPECT_NE(text.out.find("uuid:001132aa-bbcc-0011-ccbb-ccbbaa321100"), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("uuid:001132aa-bbcc-0011-ccbb-ccbbaa321100"), std::string::npos)
+        << text.out;
     EXPECT_NE(text.out.find("X-100"), std::string::npos);
 }
 

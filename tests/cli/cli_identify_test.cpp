@@ -10,8 +10,9 @@ namespace {
 const char kClientList[] = "/var/packages/Calyx/etc/client_list.json";
 
 std::vector<std::string> SampleArgs(const SampleClient& c, const std::string& root) {
-    std::vector<std::string> args{"identify", "--root", root, "--profiles", DataPath("profiles.json"),
-                                  "--mac", c.mac, "--ip", c.ip, "--json"};
+    std::vector<std::string> args{
+        "identify", "--root", root,   "--profiles", DataPath("profiles.json"),
+        "--mac",    c.mac,    "--ip", c.ip,         "--json"};
     const std::string dir = DataPath("clients/" + c.name);
     if (FileExists(dir + "/description.xml")) {
         args.push_back("--description");
@@ -40,7 +41,8 @@ TEST(CliIdentify, EverySampleClientGetsItsIntendedProfile) {
 TEST(CliIdentify, CheckerShowsFlagsOptionsAndOffendChars) {
     TempDir root;
     for (const SampleClient& c : SampleClients()) {
-        if (c.name != "xbox-360" && c.name != "sony-bravia-2012") continue;
+        if (c.name != "xbox-360" && c.name != "sony-bravia-2012")
+            continue;
         Json::Value out = ParseJson(RunTool(SampleArgs(c, root.path())).out);
         const Json::Value& checker = out["checker"];
         if (c.name == "xbox-360") {
@@ -64,8 +66,9 @@ TEST(CliIdentify, MacComesFromTheArpTableUnderTheRootAndSaveWritesTheFixedPath) 
     WriteFile(root.path() + "/proc/net/arp",
               "IP address       HW type     Flags       HW address            Mask     Device\n"
               "10.0.0.7         0x1         0x2         02:00:00:00:00:07     *        eth0\n");
-    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--ip", "10.0.0.7",
-                           "-H", "User-Agent: Roku/DVP-9.10 (519.10E04111A)", "--save", "--json"});
+    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
+                           "--ip", "10.0.0.7", "-H", "User-Agent: Roku/DVP-9.10 (519.10E04111A)",
+                           "--save", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     Json::Value out = ParseJson(run.out);
     EXPECT_EQ(out["mac"].asString(), "02:00:00:00:00:07");
@@ -77,9 +80,9 @@ TEST(CliIdentify, MacComesFromTheArpTableUnderTheRootAndSaveWritesTheFixedPath) 
     EXPECT_NE(ReadFile(saved).find("\t\t\t\"macAddr\" : \"02:00:00:00:00:07\""), std::string::npos);
 
     // A second request from another address refreshes the same saved entry.
-    run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "02:00:00:00:00:07",
-                   "--ip", "10.0.0.8", "--handler", "HandleActionRequest", "-H", "User-Agent: other", "--save",
-                   "--json"});
+    run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac",
+                   "02:00:00:00:00:07", "--ip", "10.0.0.8", "--handler", "HandleActionRequest",
+                   "-H", "User-Agent: other", "--save", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     ToolRun list = RunTool({"clients", "--root", root.path(), "list", "--json"});
     Json::Value clients = ParseJson(list.out)["clients"];
@@ -91,8 +94,8 @@ TEST(CliIdentify, MacComesFromTheArpTableUnderTheRootAndSaveWritesTheFixedPath) 
 TEST(CliIdentify, UnknownIpInTheArpTableIsAnError) {
     TempDir root;
     WriteFile(root.path() + "/proc/net/arp", "IP address HW type Flags HW address Mask Device\n");
-    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--ip", "10.0.0.9",
-                           "-H", "User-Agent: x"});
+    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
+                           "--ip", "10.0.0.9", "-H", "User-Agent: x"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(LineCount(run.err), 1u);
     EXPECT_NE(run.err.find(root.path() + "/proc/net/arp"), std::string::npos) << run.err;
@@ -106,8 +109,8 @@ TEST(CliIdentify, ExplainWalksEveryRecordAndNamesTheFirstFailingMember) {
         {"profileName": "B", "profileID": {"modelName": "TV"}},
         {"profileName": "C", "profileID": {"friendlyName": "Den"}},
         {"profileName": "D"} ]})");
-    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", root.file("p.json"), "--mac", "m1",
-                           "--handler", "HandleDiscovery", "-H", "modelName: Smart TV", "-H",
+    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", root.file("p.json"), "--mac",
+                           "m1", "--handler", "HandleDiscovery", "-H", "modelName: Smart TV", "-H",
                            "manufacturer: Other", "--explain", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     Json::Value out = ParseJson(run.out);
@@ -122,16 +125,19 @@ TEST(CliIdentify, ExplainWalksEveryRecordAndNamesTheFirstFailingMember) {
     EXPECT_FALSE(steps[2]["clientHasKey"].asBool());
     EXPECT_EQ(steps[2]["failedKey"].asString(), "friendlyName");
 
-    ToolRun text = RunTool({"identify", "--root", root.path(), "-p", root.file("p.json"), "--mac", "m1",
-                            "--handler", "HandleDiscovery", "-H", "modelName: Smart TV", "--explain"});
+    ToolRun text =
+        RunTool({"identify", "--root", root.path(), "-p", root.file("p.json"), "--mac", "m1",
+                 "--handler", "HandleDiscovery", "-H", "modelName: Smart TV", "--explain"});
     EXPECT_NE(text.out.find("MATCHED"), std::string::npos) << text.out;
-    EXPECT_NE(text.out.find("\"friendlyName\" absent (needs \"Den\")"), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("\"friendlyName\" absent (needs \"Den\")"), std::string::npos)
+        << text.out;
 }
 
 TEST(CliIdentify, SuggestGivesAnEntryThatMatchesTheClientAndLintsClean) {
     TempDir root;
-    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m2",
-                           "-H", "User-Agent: FooStream/2.4 (Linux) DLNADOC/1.50", "--suggest", "--json"});
+    ToolRun run =
+        RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m2",
+                 "-H", "User-Agent: FooStream/2.4 (Linux) DLNADOC/1.50", "--suggest", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     Json::Value out = ParseJson(run.out);
     EXPECT_EQ(out["profileName"].asString(), "Default Profile");
@@ -142,21 +148,24 @@ TEST(CliIdentify, SuggestGivesAnEntryThatMatchesTheClientAndLintsClean) {
     EXPECT_EQ(out["suggestionLint"]["errors"].asInt(), 0);
 
     // Adding the suggested entry makes the same client match it.
-    Json::Value document = ParseJson(ReadFile(DataPath("profiles.json")).substr(
-        ReadFile(DataPath("profiles.json")).find('{')));
+    Json::Value document = ParseJson(
+        ReadFile(DataPath("profiles.json")).substr(ReadFile(DataPath("profiles.json")).find('{')));
     document["ProfileList"].append(suggestion);
     WriteFile(root.file("extended.json"), document.toStyledString());
-    out = ParseJson(RunTool({"identify", "--root", root.path(), "-p", root.file("extended.json"), "--mac", "m2",
-                             "-H", "User-Agent: FooStream/2.4 (Linux) DLNADOC/1.50", "--json"})
-                        .out);
+    out = ParseJson(
+        RunTool({"identify", "--root", root.path(), "-p", root.file("extended.json"), "--mac", "m2",
+                 "-H", "User-Agent: FooStream/2.4 (Linux) DLNADOC/1.50", "--json"})
+            .out);
     EXPECT_EQ(out["profileName"].asString(), suggestion["profileName"].asString());
 
     // A device description gives the model name as the most specific field.
     WriteFile(root.file("d.xml"),
-              "<root><device><manufacturer>Acme</manufacturer><modelName>Box 9</modelName></device></root>");
-    out = ParseJson(RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m3",
-                             "--description", root.file("d.xml"), "--suggest", "--json"})
-                        .out);
+              "<root><device><manufacturer>Acme</manufacturer><modelName>Box "
+              "9</modelName></device></root>");
+    out = ParseJson(
+        RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m3",
+                 "--description", root.file("d.xml"), "--suggest", "--json"})
+            .out);
     EXPECT_EQ(out["suggestion"]["profileID"]["modelName"].asString(), "Box 9");
     EXPECT_EQ(out["suggestion"]["profileName"].asString(), "Acme Box 9");
 }
@@ -164,25 +173,27 @@ TEST(CliIdentify, SuggestGivesAnEntryThatMatchesTheClientAndLintsClean) {
 TEST(CliIdentify, MalformedInputsAreOneLineErrors) {
     TempDir root;
     WriteFile(root.file("bad.json"), "{\n \"ProfileList\": [ }\n");
-    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", root.file("bad.json"), "--mac", "m", "-H", "a: b"});
+    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", root.file("bad.json"), "--mac",
+                           "m", "-H", "a: b"});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find(root.file("bad.json") + ":2:"), std::string::npos) << run.err;
     EXPECT_EQ(LineCount(run.err), 1u);
 
     WriteFile(root.file("x.xml"), "<root><device>");
-    run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m", "--description",
-                   root.file("x.xml")});
+    run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m",
+                   "--description", root.file("x.xml")});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find(root.file("x.xml")), std::string::npos) << run.err;
 
     WriteFile(root.file("h.txt"), "GET / HTTP/1.1\nUser-Agent: x\nthis is not a header\n");
-    run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m", "--requests",
-                   root.file("h.txt")});
+    run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m",
+                   "--requests", root.file("h.txt")});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find(root.file("h.txt") + ":3:"), std::string::npos) << run.err;
 
     WriteFile(root.path() + kClientList, "{ \"ClientList\": [ \n");
-    run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m", "-H", "a: b"});
+    run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m",
+                   "-H", "a: b"});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find(root.path() + kClientList + ":2:"), std::string::npos) << run.err;
 }
@@ -190,10 +201,12 @@ TEST(CliIdentify, MalformedInputsAreOneLineErrors) {
 TEST(CliIdentify, RecordedRequestsChooseTheirHandlerByMethod) {
     TempDir root;
     WriteFile(root.file("h.txt"),
-              "# recorded\nPOST /ctl HTTP/1.1\nUser-Agent: Ctl/1\nSOAPAction: x\n\nGET /m HTTP/1.1\nUser-Agent: Get/1\n");
-    Json::Value out = ParseJson(RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac",
-                                         "m", "--requests", root.file("h.txt"), "--json"})
-                                    .out);
+              "# recorded\nPOST /ctl HTTP/1.1\nUser-Agent: Ctl/1\nSOAPAction: x\n\nGET /m "
+              "HTTP/1.1\nUser-Agent: Get/1\n");
+    Json::Value out =
+        ParseJson(RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
+                           "--mac", "m", "--requests", root.file("h.txt"), "--json"})
+                      .out);
     EXPECT_EQ(out["entry"]["browse_user-agent"].asString(), "Ctl/1");
     EXPECT_EQ(out["entry"]["open_user-agent"].asString(), "Get/1");
     EXPECT_FALSE(out["entry"].isMember("browse_soapaction"));  // skipped by the client list

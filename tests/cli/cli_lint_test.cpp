@@ -17,7 +17,8 @@ Json::Value LintJson(const std::string& content, int expectedStatus) {
 }
 
 // The findings of one profile position whose message contains `text`.
-int Count(const Json::Value& report, int position, const std::string& severity, const std::string& text) {
+int Count(const Json::Value& report, int position, const std::string& severity,
+          const std::string& text) {
     int n = 0;
     for (const Json::Value& f : report["findings"])
         if (f["position"].asInt() == position && f["severity"].asString() == severity &&
@@ -26,7 +27,9 @@ int Count(const Json::Value& report, int position, const std::string& severity, 
     return n;
 }
 
-std::string Profiles(const std::string& entries) { return "{ \"ProfileList\": [" + entries + "] }"; }
+std::string Profiles(const std::string& entries) {
+    return "{ \"ProfileList\": [" + entries + "] }";
+}
 
 TEST(CliLint, ShippedProfileListHasNoErrorsAndManyFamilies) {
     ToolRun run = RunTool({"lint", DataPath("profiles.json")});
@@ -39,7 +42,8 @@ TEST(CliLint, ShippedProfileListHasNoErrorsAndManyFamilies) {
 
 TEST(CliLint, SyntaxErrorGivesLineAndColumn) {
     TempDir dir;
-    WriteFile(dir.file("p.json"), "{\n  \"ProfileList\": [\n    { \"profileName\": \"A\" \n  ]\n}\n");
+    WriteFile(dir.file("p.json"),
+              "{\n  \"ProfileList\": [\n    { \"profileName\": \"A\" \n  ]\n}\n");
     ToolRun run = RunTool({"lint", dir.file("p.json")});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.out.find(dir.file("p.json") + ":4:"), std::string::npos) << run.out;
@@ -61,17 +65,18 @@ TEST(CliLint, EntryWithoutNameDuplicateAndDefaultProfile) {
 }
 
 TEST(CliLint, UnknownKeysAreWarningsOnly) {
-    Json::Value r = LintJson(Profiles(R"({"profileName":"A","colour":"red","profileX":"1","profile@v":"ext@mkv"})"), 0);
+    Json::Value r = LintJson(
+        Profiles(R"({"profileName":"A","colour":"red","profileX":"1","profile@v":"ext@mkv"})"), 0);
     EXPECT_EQ(Count(r, 1, "warning", "unknown key \"colour\""), 1);
     EXPECT_EQ(Count(r, 1, "warning", "unknown key \"profileX\""), 1);
     EXPECT_EQ(r["errors"].asInt(), 0);
 }
 
 TEST(CliLint, AgentTypeValuesAndOptionTokens) {
-    Json::Value r = LintJson(
-        Profiles(R"({"profileName":"A","dlna":"Yes","xbox":"true","roku":"no","wmp":"yes",
+    Json::Value r =
+        LintJson(Profiles(R"({"profileName":"A","dlna":"Yes","xbox":"true","roku":"no","wmp":"yes",
                     "agentopt":"xmres  bogus\tXMRES transwav"})"),
-        1);
+                 1);
     EXPECT_EQ(Count(r, 1, "error", "\"Yes\" is neither"), 1);
     EXPECT_EQ(Count(r, 1, "error", "\"true\" is neither"), 1);
     EXPECT_EQ(Count(r, 1, "error", "unknown option \"bogus\""), 1);
@@ -94,8 +99,12 @@ TEST(CliLint, VideoProfileRules) {
     EXPECT_EQ(Count(r, 1, "error", "\"MKV\" of \"ext@MKV&mp4\" holds upper-case"), 1);
     EXPECT_EQ(Count(r, 1, "error", "low bound above its high bound"), 1);
     EXPECT_EQ(Count(r, 1, "error", "three or more \"~\" pieces"), 1);
-    EXPECT_EQ(Count(r, 1, "error", "bound \"two\" of \"channel@two\" is not a number (read as 0)"), 1);
-    EXPECT_EQ(Count(r, 1, "error", "bound \"1080p\" of \"video_bitrate@1080p~2000\" is not a number (read as 1080)"), 1);
+    EXPECT_EQ(Count(r, 1, "error", "bound \"two\" of \"channel@two\" is not a number (read as 0)"),
+              1);
+    EXPECT_EQ(
+        Count(r, 1, "error",
+              "bound \"1080p\" of \"video_bitrate@1080p~2000\" is not a number (read as 1080)"),
+        1);
     EXPECT_EQ(Count(r, 1, "error", "\"channel@~\" has no bound"), 1);
     EXPECT_EQ(r["errors"].asInt(), 7);  // g is clean
 }
@@ -112,15 +121,19 @@ TEST(CliLint, ProfileIDNotAnObjectAndUnreachableRecords) {
     EXPECT_EQ(Count(r, 2, "error", "profile #1 \"TV\""), 1);
     EXPECT_EQ(Count(r, 3, "error", "never reached"), 0);  // does not require modelName
     EXPECT_EQ(Count(r, 4, "error", "matches every client"), 1);
-    EXPECT_EQ(Count(r, 5, "error", "never reached: every client it matches is matched first by profile #4"), 1);
+    EXPECT_EQ(Count(r, 5, "error",
+                    "never reached: every client it matches is matched first by profile #4"),
+              1);
 }
 
 TEST(CliLint, HumanOutputNamesProfileAndPosition) {
     TempDir dir;
-    WriteFile(dir.file("p.json"), Profiles(R"({"profileName":"Ok"}, {"profileName":"Bad","dlna":"Yes"})"));
+    WriteFile(dir.file("p.json"),
+              Profiles(R"({"profileName":"Ok"}, {"profileName":"Bad","dlna":"Yes"})"));
     ToolRun run = RunTool({"lint", dir.file("p.json")});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.out.find("profile #2 \"Bad\": error: dlna: agent type value"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("profile #2 \"Bad\": error: dlna: agent type value"), std::string::npos)
+        << run.out;
     EXPECT_NE(run.out.find("2 profiles, 1 error, 0 warnings"), std::string::npos) << run.out;
 }
 

@@ -15,10 +15,11 @@ class CliMedia : public ::testing::Test {
 protected:
     void SetUp() override {
         conn_ = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
-        ASSERT_NE(conn_, nullptr) << "no media index server (PGHOST/PGPORT); the test command starts one";
+        ASSERT_NE(conn_, nullptr)
+            << "no media index server (PGHOST/PGPORT); the test command starts one";
         schema_ = "calyx_cli_" + std::to_string(getpid());
-        Exec("DROP SCHEMA IF EXISTS " + schema_ + " CASCADE; CREATE SCHEMA " + schema_ + "; SET search_path TO " +
-             schema_);
+        Exec("DROP SCHEMA IF EXISTS " + schema_ + " CASCADE; CREATE SCHEMA " + schema_ +
+             "; SET search_path TO " + schema_);
         Exec(ReadFile(std::string(CALYX_DATA_DIR) + "/../sql/media_index.sql"));
         const char* rows[][6] = {
             {"/v/a.mkv", "A", "matroska", "h264", "1920", "1080"},
@@ -27,10 +28,11 @@ protected:
             {"/v/d.avi", "D", "avi", "mpeg4", "640", "352"},
         };
         for (const auto& r : rows)
-            Exec(std::string("INSERT INTO video (path, title, container_type, video_codec, audio_codec, "
-                             "resolutionx, resolutiony, channel, duration) VALUES ('") +
-                 r[0] + "', '" + r[1] + "', '" + r[2] + "', '" + r[3] + "', 'aac', " + r[4] + ", " + r[5] +
-                 ", 2, 125)");
+            Exec(std::string(
+                     "INSERT INTO video (path, title, container_type, video_codec, audio_codec, "
+                     "resolutionx, resolutiony, channel, duration) VALUES ('") +
+                 r[0] + "', '" + r[1] + "', '" + r[2] + "', '" + r[3] + "', 'aac', " + r[4] + ", " +
+                 r[5] + ", 2, 125)");
         env_ = {"PGOPTIONS=-c search_path=" + schema_};
     }
     void TearDown() override {
@@ -64,7 +66,9 @@ TEST_F(CliMedia, CountHonoursTheExclusions) {
 }
 
 TEST_F(CliMedia, ListWithOrderLimitAndOffset) {
-    ToolRun run = RunTool({"media", "list", "--order", "title DESC", "--limit", "2", "--offset", "1", "--json"}, env_);
+    ToolRun run = RunTool(
+        {"media", "list", "--order", "title DESC", "--limit", "2", "--offset", "1", "--json"},
+        env_);
     ASSERT_EQ(run.status, 0) << run.err;
     Json::Value rows = ParseJson(run.out);
     ASSERT_EQ(rows.size(), 2u);
@@ -77,8 +81,8 @@ TEST_F(CliMedia, ListWithOrderLimitAndOffset) {
 }
 
 TEST_F(CliMedia, VideoProfilesForRowsOfTheIndex) {
-    ToolRun run = RunTool({"video-profile", "-p", DataPath("profiles.json"), "-n", "Samsung TV 2014+ (Tizen)",
-                           "--from-index", "--order", "id", "--json"},
+    ToolRun run = RunTool({"video-profile", "-p", DataPath("profiles.json"), "-n",
+                           "Samsung TV 2014+ (Tizen)", "--from-index", "--order", "id", "--json"},
                           env_);
     ASSERT_EQ(run.status, 0) << run.err;
     Json::Value items = ParseJson(run.out)["items"];
@@ -89,7 +93,8 @@ TEST_F(CliMedia, VideoProfilesForRowsOfTheIndex) {
 
 TEST(CliMediaServer, UnreachableServerIsOneLineErrorExitOne) {
     TempDir empty;
-    ToolRun run = RunTool({"media", "count"}, {"PGHOST=" + empty.path(), "PGPORT=1", "PGCONNECT_TIMEOUT=2"});
+    ToolRun run =
+        RunTool({"media", "count"}, {"PGHOST=" + empty.path(), "PGPORT=1", "PGCONNECT_TIMEOUT=2"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(LineCount(run.err), 1u) << run.err;
     EXPECT_NE(run.err.find("cannot connect to the media index"), std::string::npos) << run.err;

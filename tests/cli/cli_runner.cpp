@@ -20,14 +20,17 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::str
     const std::string outPath = dir.file("out"), errPath = dir.file("err");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
 
     std::vector<std::string> argStore{CALYX_TOOL_PATH};
     argStore.insert(argStore.end(), args.begin(), args.end());
     std::vector<char*> argv;
-    for (std::string& a : argStore) argv.push_back(a.data());
+    for (std::string& a : argStore)
+        argv.push_back(a.data());
     argv.push_back(nullptr);
 
     // The given variables replace the test's own of the same name.
@@ -36,11 +39,14 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::str
         const std::string entry(*e);
         const std::string name = entry.substr(0, entry.find('=') + 1);
         bool replaced = false;
-        for (const std::string& given : env) replaced = replaced || given.compare(0, name.size(), name) == 0;
-        if (!replaced) envStore.push_back(entry);
+        for (const std::string& given : env)
+            replaced = replaced || given.compare(0, name.size(), name) == 0;
+        if (!replaced)
+            envStore.push_back(entry);
     }
     std::vector<char*> envp;
-    for (std::string& e : envStore) envp.push_back(e.data());
+    for (std::string& e : envStore)
+        envp.push_back(e.data());
     envp.push_back(nullptr);
 
     ToolRun run;
@@ -63,23 +69,28 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::str
 Json::Value ParseJson(const std::string& text) {
     Json::Value value;
     Json::Reader reader;
-    if (!reader.parse(text, value, false)) ADD_FAILURE() << "output is not JSON:\n" << text;
+    if (!reader.parse(text, value, false))
+        ADD_FAILURE() << "output is not JSON:\n" << text;
     return value;
 }
 
-std::string DataPath(const std::string& relative) { return std::string(CALYX_DATA_DIR) + "/" + relative; }
+std::string DataPath(const std::string& relative) {
+    return std::string(CALYX_DATA_DIR) + "/" + relative;
+}
 
 size_t LineCount(const std::string& text) {
     size_t n = 0;
     for (const std::string& line : SplitLines(text))
-        if (!line.empty()) ++n;
+        if (!line.empty())
+            ++n;
     return n;
 }
 
 std::vector<SampleClient> SampleClients() {
     std::vector<SampleClient> clients;
     for (const std::string& line : SplitLines(ReadFile(DataPath("clients/clients.tsv")))) {
-        if (line.empty() || line[0] == '#') continue;
+        if (line.empty() || line[0] == '#')
+            continue;
         std::istringstream in(line);
         SampleClient c;
         std::getline(in, c.name, '\t');

@@ -28,7 +28,8 @@ TEST(CliTranslate, ShippedTextsTranslateBareAndBracedKeys) {
 TEST(CliTranslate, OtherLanguageAndMissingKeys) {
     TempDir root;
     WriteFile(root.path() + kTexts + "ger/strings", ReadFile(DataPath("texts/ger/strings")));
-    ToolRun run = RunTool({"translate", "--root", root.path(), "-l", "ger", "cancel", "{}", "no_such_key", "--json"});
+    ToolRun run = RunTool(
+        {"translate", "--root", root.path(), "-l", "ger", "cancel", "{}", "no_such_key", "--json"});
     EXPECT_EQ(run.status, 1);  // a key without text is a failed check
     Json::Value out = ParseJson(run.out);
     EXPECT_EQ(out["texts"][0]["text"].asString(), "Abbrechen");

@@ -9,11 +9,14 @@ namespace {
 TEST(CliUsage, HelpOfTheToolAndOfEverySubcommandExitsZero) {
     ToolRun top = RunTool({"--help"});
     EXPECT_EQ(top.status, 0);
-    for (const char* cmd : {"identify", "video-profile", "lint", "clients", "device", "media", "translate"}) {
+    for (const char* cmd :
+         {"identify", "video-profile", "lint", "clients", "device", "media", "translate"}) {
         EXPECT_NE(top.out.find(cmd), std::string::npos) << cmd;
         ToolRun sub = RunTool({cmd, "--help"});
         EXPECT_EQ(sub.status, 0) << cmd;
-        if (std::string(cmd) != "media") EXPECT_NE(sub.out.find("--json"), std::string::npos) << cmd;
+        if (std::string(cmd) != "media") {
+            EXPECT_NE(sub.out.find("--json"), std::string::npos) << cmd;
+        }
     }
     ToolRun media = RunTool({"media", "count", "--help"});
     EXPECT_EQ(media.status, 0);
@@ -26,29 +29,32 @@ TEST(CliUsage, HelpOfTheToolAndOfEverySubcommandExitsZero) {
 
 TEST(CliUsage, BadUsageExitsTwoWithOneLine) {
     const std::vector<std::vector<std::string>> cases = {
-        {},                                              // no subcommand
-        {"frobnicate"},                                  // unknown subcommand
-        {"lint"},                                        // missing file argument
-        {"lint", "--no-such-option", "x.json"},          // unknown option
-        {"identify", "--ip", "10.0.0.1"},                // --profiles missing
-        {"identify", "-p", DataPath("profiles.json"), "-H", "User-Agent: x"},  // neither --ip nor --mac
-        {"identify", "-p", DataPath("profiles.json"), "--ip", "10.0.0.1"},     // nothing to send
+        {},                                      // no subcommand
+        {"frobnicate"},                          // unknown subcommand
+        {"lint"},                                // missing file argument
+        {"lint", "--no-such-option", "x.json"},  // unknown option
+        {"identify", "--ip", "10.0.0.1"},        // --profiles missing
+        {"identify", "-p", DataPath("profiles.json"), "-H",
+         "User-Agent: x"},  // neither --ip nor --mac
+        {"identify", "-p", DataPath("profiles.json"), "--ip", "10.0.0.1"},  // nothing to send
         {"identify", "-p", DataPath("profiles.json"), "--mac", "m", "-H", "no colon here"},
-        {"identify", "-p", DataPath("profiles.json"), "--mac", "m", "-H", "a: b", "--handler", "Open"},
-        {"video-profile", "-p", DataPath("profiles.json"), "-n", "Roku"},      // no item
+        {"identify", "-p", DataPath("profiles.json"), "--mac", "m", "-H", "a: b", "--handler",
+         "Open"},
+        {"video-profile", "-p", DataPath("profiles.json"), "-n", "Roku"},  // no item
         {"video-profile", "-p", DataPath("profiles.json"), "-n", "Roku", "--path", "a.mkv",
          "--items", DataPath("media/items.json")},  // two item sources
         {"video-profile", "-p", DataPath("profiles.json"), "-n", "Roku", "--frame-rate", "fast"},
         {"video-profile", "-p", DataPath("profiles.json"), "-n", "Roku", "--width", "wide"},
-        {"clients"},                                     // no clients subcommand
-        {"clients", "show"},                             // MAC missing
-        {"media", "count", "--type", "books"},           // unknown table
-        {"translate"},                                   // no key
+        {"clients"},                            // no clients subcommand
+        {"clients", "show"},                    // MAC missing
+        {"media", "count", "--type", "books"},  // unknown table
+        {"translate"},                          // no key
     };
     for (const auto& args : cases) {
         ToolRun run = RunTool(args);
         std::string shown;
-        for (const auto& a : args) shown += a + " ";
+        for (const auto& a : args)
+            shown += a + " ";
         EXPECT_EQ(run.status, 2) << shown << "\n" << run.err;
         EXPECT_EQ(LineCount(run.err), 1u) << shown << "\n" << run.err;
         EXPECT_EQ(run.err.rfind("calyx: ", 0), 0u) << run.err;

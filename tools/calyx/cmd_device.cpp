@@ -21,7 +21,8 @@ struct DeviceOptions {
 // GetCPUInfo returns the raw text after the colon; people want it trimmed.
 std::string Trimmed(const std::string& text) {
     size_t begin = text.find_first_not_of(" \t\r\n");
-    if (begin == std::string::npos) return "";
+    if (begin == std::string::npos)
+        return "";
     size_t end = text.find_last_not_of(" \t\r\n");
     return text.substr(begin, end - begin + 1);
 }
@@ -47,11 +48,13 @@ void RunDevice(const DeviceOptions& options) {
     out["cpu"] = Json::Value(Json::objectValue);
     for (const char* key : {"model name", "Hardware", "Processor", "cpu cores", "BogoMIPS"}) {
         std::string value = Trimmed(Calyx::GetCPUInfo(key));
-        if (!value.empty()) out["cpu"][key] = value;
+        if (!value.empty())
+            out["cpu"][key] = value;
     }
 
     out["arp"] = Json::Value(Json::objectValue);
-    for (const std::string& ip : options.arpIPs) out["arp"][ip] = Calyx::GetMACAddressFromARPTable(ip);
+    for (const std::string& ip : options.arpIPs)
+        out["arp"][ip] = Calyx::GetMACAddressFromARPTable(ip);
 
     if (options.json) {
         PrintJson(out);
@@ -61,9 +64,12 @@ void RunDevice(const DeviceOptions& options) {
     table.add({"serial number", OrNone(out["serial"].asString())});
     table.add({"model", OrNone(out["model"].asString())});
     table.add({"UDN", out["udn"].asString()});
-    for (const auto& [mac, name] : cards) table.add({"network card", mac + "  " + name});
-    if (cards.empty()) table.add({"network card", "(none)"});
-    for (const std::string& key : out["cpu"].getMemberNames()) table.add({"cpu " + key, out["cpu"][key].asString()});
+    for (const auto& [mac, name] : cards)
+        table.add({"network card", mac + "  " + name});
+    if (cards.empty())
+        table.add({"network card", "(none)"});
+    for (const std::string& key : out["cpu"].getMemberNames())
+        table.add({"cpu " + key, out["cpu"][key].asString()});
     for (const std::string& ip : options.arpIPs)
         table.add({"ARP " + ip, OrNone(out["arp"][ip].asString())});
     std::cout << table.render();
@@ -73,7 +79,9 @@ void RunDevice(const DeviceOptions& options) {
 
 void AddDeviceCommand(CLI::App& app) {
     auto options = std::make_shared<DeviceOptions>();
-    CLI::App* cmd = app.add_subcommand("device", "Show the serial number, model, UDN, network cards and processor of this machine");
+    CLI::App* cmd = app.add_subcommand(
+        "device",
+        "Show the serial number, model, UDN, network cards and processor of this machine");
     cmd->add_option("--root", options->root, "Read the machine's files under this root prefix");
     cmd->add_option("--arp", options->arpIPs, "Also look these IP addresses up in the ARP table");
     cmd->add_flag("--json", options->json, "Machine-readable output");

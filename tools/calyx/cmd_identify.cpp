@@ -2,9 +2,9 @@
 #include <CLI/CLI.hpp>
 
 #include <errno.h>
+#include <json/writer.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <json/writer.h>
 #include <upnp/ixml.h>
 
 #include <iostream>
@@ -44,9 +44,9 @@ struct IdentifyOptions {
 
 // The description fields a server stores for a discovered device.
 const char* const kDescriptionFields[] = {
-    "deviceType",  "friendlyName", "manufacturer", "manufacturerURL", "modelDescription",
-    "modelName",   "modelNumber",  "modelURL",     "serialNumber",    "UDN",
-    "presentationURL"};
+    "deviceType",       "friendlyName", "manufacturer",   "manufacturerURL",
+    "modelDescription", "modelName",    "modelNumber",    "modelURL",
+    "serialNumber",     "UDN",          "presentationURL"};
 
 struct DocumentDeleter {
     void operator()(IXML_Document* doc) const { ixmlDocument_free(doc); }
@@ -54,28 +54,34 @@ struct DocumentDeleter {
 
 RecordedRequest ReadDescription(const std::string& path) {
     struct stat st;
-    if (stat(path.c_str(), &st) != 0) Fail(path + ": cannot open: " + strerror(errno));
+    if (stat(path.c_str(), &st) != 0)
+        Fail(path + ": cannot open: " + strerror(errno));
     std::unique_ptr<IXML_Document, DocumentDeleter> doc(ixmlLoadDocument(path.c_str()));
-    if (!doc) Fail(path + ": not a well-formed XML document");
+    if (!doc)
+        Fail(path + ": not a well-formed XML document");
     RecordedRequest request;
     request.handler = "HandleDiscovery";
     request.requestLine = "device description " + path;
     for (const char* field : kDescriptionFields) {
         bool found = false;
         std::string value = Calyx::XMLGetFirstDocumentItem(doc.get(), field, &found);
-        if (found) request.headers[field] = value;
+        if (found)
+            request.headers[field] = value;
     }
-    if (request.headers.empty()) Fail(path + ": no device description fields (friendlyName, modelName, ...)");
+    if (request.headers.empty())
+        Fail(path + ": no device description fields (friendlyName, modelName, ...)");
     return request;
 }
 
 // The requests to replay, in order: the description, the recorded file, then -H.
 std::vector<RecordedRequest> CollectRequests(const IdentifyOptions& o) {
     std::vector<RecordedRequest> requests;
-    if (!o.description.empty()) requests.push_back(ReadDescription(o.description));
+    if (!o.description.empty())
+        requests.push_back(ReadDescription(o.description));
     if (!o.requestsFile.empty()) {
         for (RecordedRequest& r : ReadRequestFile(o.requestsFile)) {
-            if (r.handler.empty()) r.handler = o.handler.empty() ? "WebSerOpen" : o.handler;
+            if (r.handler.empty())
+                r.handler = o.handler.empty() ? "WebSerOpen" : o.handler;
             requests.push_back(r);
         }
     }
@@ -89,15 +95,18 @@ std::vector<RecordedRequest> CollectRequests(const IdentifyOptions& o) {
         }
         requests.push_back(r);
     }
-    if (requests.empty()) UsageFail("identify: give --description, --requests or -H headers");
-    for (RecordedRequest& r : requests) NormaliseHeaderNames(r);
+    if (requests.empty())
+        UsageFail("identify: give --description, --requests or -H headers");
+    for (RecordedRequest& r : requests)
+        NormaliseHeaderNames(r);
     return requests;
 }
 
 // First token of a user-agent text, cut after its "/" ("VLC/3.0 LibVLC/3.0" -> "VLC/").
 std::string ProductToken(const std::string& userAgent) {
     std::vector<std::string> tokens = Calyx::StringExplode(userAgent, " ");
-    if (tokens.empty()) return "";
+    if (tokens.empty())
+        return "";
     size_t slash = tokens[0].find('/');
     return slash == std::string::npos ? tokens[0] : tokens[0].substr(0, slash + 1);
 }
@@ -109,14 +118,20 @@ Json::Value SuggestEntry(const Json::Value& entry, const std::string& userAgentK
     std::string model = EntryText(entry, "modelName");
     std::string userAgent = userAgentKey.empty() ? "" : EntryText(entry, userAgentKey.c_str());
     std::string token = ProductToken(userAgent);
-    if (!model.empty()) id["modelName"] = model;
-    if (!manufacturer.empty() && model.empty()) id["manufacturer"] = manufacturer;
-    if (!token.empty()) id[userAgentKey] = token;
-    std::string name = manufacturer.empty() ? model : manufacturer + (model.empty() ? "" : " " + model);
-    if (name.empty()) name = token.empty() ? "New client" : token.substr(0, token.size() - (token.back() == '/'));
+    if (!model.empty())
+        id["modelName"] = model;
+    if (!manufacturer.empty() && model.empty())
+        id["manufacturer"] = manufacturer;
+    if (!token.empty())
+        id[userAgentKey] = token;
+    std::string name =
+        manufacturer.empty() ? model : manufacturer + (model.empty() ? "" : " " + model);
+    if (name.empty())
+        name = token.empty() ? "New client" : token.substr(0, token.size() - (token.back() == '/'));
     suggestion["profileName"] = name;
     suggestion["profileID"] = id;
-    suggestion["dlna"] = (!model.empty() || userAgent.find("DLNADOC") != std::string::npos) ? "yes" : "no";
+    suggestion["dlna"] =
+        (!model.empty() || userAgent.find("DLNADOC") != std::string::npos) ? "yes" : "no";
     suggestion["agentopt"] = "";
     return suggestion;
 }
@@ -129,7 +144,8 @@ std::string StyledJson(const Json::Value& value) {
 }
 
 void RunIdentify(const IdentifyOptions& o) {
-    if (o.mac.empty() && o.ip.empty()) UsageFail("identify: give --ip (the MAC then comes from the ARP table) or --mac");
+    if (o.mac.empty() && o.ip.empty())
+        UsageFail("identify: give --ip (the MAC then comes from the ARP table) or --mac");
     ApplyRoot(o.root);
     std::vector<RecordedRequest> requests = CollectRequests(o);
 
@@ -141,17 +157,19 @@ void RunIdentify(const IdentifyOptions& o) {
     bool clientListExisted = stat(clientListPath.c_str(), &st) == 0;
     if (clientListExisted) {
         LoadJsonOrFail(clientListPath);
-        if (!list.LoadClientList(clientListPath)) Fail(clientListPath + ": cannot load the client list");
+        if (!list.LoadClientList(clientListPath))
+            Fail(clientListPath + ": cannot load the client list");
     }
-    if (!list.LoadProfileIDList(o.profiles)) Fail(o.profiles + ": cannot load the profile list");
-    Calyx::DMSClientChecker::ReleaseClientList();
-    if (!Calyx::DMSClientChecker::InitProfileList(o.profiles)) Fail(o.profiles + ": cannot load the profile list");
+    if (!list.LoadProfileIDList(o.profiles))
+        Fail(o.profiles + ": cannot load the profile list");
+    ScopedProfileList checkerProfiles(o.profiles);
 
     std::string mac = o.mac;
     if (mac.empty()) {
         mac = Calyx::GetMACAddressFromARPTable(o.ip);
         if (mac.empty())
-            Fail(Calyx::ResolveFixedPath("/proc/net/arp") + ": no hardware address for " + o.ip + "; give --mac");
+            Fail(Calyx::ResolveFixedPath("/proc/net/arp") + ": no hardware address for " + o.ip +
+                 "; give --mac");
     }
 
     Json::Value out(Json::objectValue);
@@ -163,7 +181,8 @@ void RunIdentify(const IdentifyOptions& o) {
     for (const RecordedRequest& r : requests) {
         list.UpdateKeys(r.handler, mac, o.ip, r.headers);
         auto ua = r.headers.find("user-agent");
-        if (ua != r.headers.end()) userAgent = ua->second;
+        if (ua != r.headers.end())
+            userAgent = ua->second;
         Json::Value item(Json::objectValue);
         item["handler"] = r.handler;
         item["source"] = r.requestLine;
@@ -172,7 +191,8 @@ void RunIdentify(const IdentifyOptions& o) {
     }
 
     Json::Value entry;
-    if (!Calyx::ClientListEntry(list, mac, entry)) Fail("the client list holds no entry for " + mac + " after the update");
+    if (!Calyx::ClientListEntry(list, mac, entry))
+        Fail("the client list holds no entry for " + mac + " after the update");
     const std::string profileName = EntryText(entry, "profileName");
     const std::string orig = EntryText(entry, "profileName_Orig");
     Calyx::DMSClientChecker checker(userAgent, profileName, o.defaultDLNA);
@@ -180,28 +200,37 @@ void RunIdentify(const IdentifyOptions& o) {
     out["entry"] = entry;
     out["profileName"] = profileName;
     out["profileNameOrig"] = orig;
-    out["userSelected"] = entry.isMember("profileName_UserSelected") && !entry["profileName_UserSelected"].isNull();
+    out["userSelected"] =
+        entry.isMember("profileName_UserSelected") && !entry["profileName_UserSelected"].isNull();
     out["displayName"] = EntryText(entry, "displayName");
     out["access"] = AccessText(entry);
     out["userAgent"] = userAgent;
     out["checker"] = CheckerToJson(checker);
 
     std::string text;
-    text += "client " + mac + (o.mac.empty() ? " (from the ARP table)" : "") + "  ip " + OrNone(o.ip) + "\n";
-    std::string how = out["userSelected"].asBool() ? "chosen by the user; automatic match " + Quoted(orig)
-                      : orig == "Default Profile" ? "no record matched" : "matched";
+    text += "client " + mac + (o.mac.empty() ? " (from the ARP table)" : "") + "  ip " +
+            OrNone(o.ip) + "\n";
+    std::string how = out["userSelected"].asBool()
+                          ? "chosen by the user; automatic match " + Quoted(orig)
+                      : orig == "Default Profile" ? "no record matched"
+                                                  : "matched";
     std::vector<std::string> types;
     for (const auto& [name, on] : CheckerFlags(checker))
-        if (on) types.push_back(name);
+        if (on)
+            types.push_back(name);
     TextTable facts({"", "", ""});
     for (const RecordedRequest& r : requests)
-        facts.add({"  request", r.handler, std::to_string(r.headers.size()) + " fields  (" + r.requestLine + ")"});
+        facts.add({"  request", r.handler,
+                   std::to_string(r.headers.size()) + " fields  (" + r.requestLine + ")"});
     facts.add({"  profile", profileName, "(" + how + ")"});
     facts.add({"  display name", Quoted(EntryText(entry, "displayName")), ""});
     facts.add({"  access", AccessText(entry), ""});
-    facts.add({"  checker types", OrNone(Join(types, " ")), checker.m_agent ? "" : "(profile not in the list: user-agent DLNA test)"});
-    facts.add({"  checker options", OrNone(Join(Calyx::AgentCapabilityNamesOf(checker.m_capability), " ")), ""});
-    facts.add({"  offend chars", checker.m_offendChars.empty() ? "(none)" : Quoted(checker.m_offendChars), ""});
+    facts.add({"  checker types", OrNone(Join(types, " ")),
+               checker.m_agent ? "" : "(profile not in the list: user-agent DLNA test)"});
+    facts.add({"  checker options",
+               OrNone(Join(Calyx::AgentCapabilityNamesOf(checker.m_capability), " ")), ""});
+    facts.add({"  offend chars",
+               checker.m_offendChars.empty() ? "(none)" : Quoted(checker.m_offendChars), ""});
     std::string rendered = facts.render();
     text += rendered.substr(rendered.find('\n') + 1);
 
@@ -229,13 +258,15 @@ void RunIdentify(const IdentifyOptions& o) {
             } else if (!s.clientHasKey) {
                 verdict = Quoted(s.failedKey) + " absent (needs " + Quoted(s.required) + ")";
             } else {
-                verdict = Quoted(s.failedKey) + " = " + Quoted(s.clientValue) + " lacks " + Quoted(s.required);
+                verdict = Quoted(s.failedKey) + " = " + Quoted(s.clientValue) + " lacks " +
+                          Quoted(s.required);
             }
             steps.add({"  #" + std::to_string(position), s.profileName, verdict});
         }
         rendered = steps.render();
         text += rendered.substr(rendered.find('\n') + 1);
-        if (!chosen) text += "  no record matched: \"Default Profile\"\n";
+        if (!chosen)
+            text += "  no record matched: \"Default Profile\"\n";
     }
 
     if (o.suggest) {
@@ -243,19 +274,23 @@ void RunIdentify(const IdentifyOptions& o) {
             out["suggestion"] = Json::Value();
             text += "suggestion: none needed, the client matched " + Quoted(orig) + "\n";
         } else {
-            std::string uaKey = !EntryText(entry, "open_user-agent").empty()     ? "open_user-agent"
-                                : !EntryText(entry, "browse_user-agent").empty() ? "browse_user-agent"
-                                                                                 : "";
+            std::string uaKey = !EntryText(entry, "open_user-agent").empty() ? "open_user-agent"
+                                : !EntryText(entry, "browse_user-agent").empty()
+                                    ? "browse_user-agent"
+                                    : "";
             Json::Value suggestion = SuggestEntry(entry, uaKey);
             Json::Value extended = profileDocument;
-            if (!extended.isObject()) extended = Json::Value(Json::objectValue);
-            if (!extended["ProfileList"].isArray()) extended["ProfileList"] = Json::Value(Json::arrayValue);
+            if (!extended.isObject())
+                extended = Json::Value(Json::objectValue);
+            if (!extended["ProfileList"].isArray())
+                extended["ProfileList"] = Json::Value(Json::arrayValue);
             extended["ProfileList"].append(suggestion);
             LintReport report = LintProfileList(extended);
             out["suggestion"] = suggestion;
             out["suggestionLint"] = LintReportToJson(o.profiles, report);
-            text += "suggested profile list entry (append to \"ProfileList\" and edit):\n" + StyledJson(suggestion) +
-                    "\nlint of " + o.profiles + " with this entry added:\n" + FormatLintReport(o.profiles, report);
+            text += "suggested profile list entry (append to \"ProfileList\" and edit):\n" +
+                    StyledJson(suggestion) + "\nlint of " + o.profiles +
+                    " with this entry added:\n" + FormatLintReport(o.profiles, report);
         }
     }
 
@@ -269,17 +304,17 @@ void RunIdentify(const IdentifyOptions& o) {
                 mkdir(partial.c_str(), 0755);
             }
         }
-        if (!list.WriteToFile()) Fail(clientListPath + ": cannot save the client list");
+        if (!list.WriteToFile())
+            Fail(clientListPath + ": cannot save the client list");
         out["saved"] = clientListPath;
         text += "saved " + clientListPath + "\n";
     }
-    Calyx::DMSClientChecker::ReleaseClientList();
     if (o.json)
         PrintJson(out);
     else if (o.brief)
         std::cout << mac << "\t" << profileName << "\t" << EntryText(entry, "displayName") << "\t"
-                  << OrNone(Join(types, " ")) << "\t" << OrNone(Join(Calyx::AgentCapabilityNamesOf(checker.m_capability), " "))
-                  << "\n";
+                  << OrNone(Join(types, " ")) << "\t"
+                  << OrNone(Join(Calyx::AgentCapabilityNamesOf(checker.m_capability), " ")) << "\n";
     else
         std::cout << text;
 }
@@ -288,24 +323,37 @@ void RunIdentify(const IdentifyOptions& o) {
 
 void AddIdentifyCommand(CLI::App& app) {
     auto o = std::make_shared<IdentifyOptions>();
-    CLI::App* cmd = app.add_subcommand("identify", "Follow one client request: client list update, profile match, checker");
+    CLI::App* cmd = app.add_subcommand(
+        "identify", "Follow one client request: client list update, profile match, checker");
     cmd->add_option("--profiles,-p", o->profiles, "Profile list file")->required();
-    cmd->add_option("--root", o->root, "Root prefix: the client list is read from and saved to "
-                                       "ROOT/var/packages/Calyx/etc/client_list.json, the ARP table is ROOT/proc/net/arp");
-    cmd->add_option("--mac", o->mac, "Client hardware address (default: looked up for --ip in the ARP table)");
+    cmd->add_option(
+        "--root", o->root,
+        "Root prefix: the client list is read from and saved to "
+        "ROOT/var/packages/Calyx/etc/client_list.json, the ARP table is ROOT/proc/net/arp");
+    cmd->add_option("--mac", o->mac,
+                    "Client hardware address (default: looked up for --ip in the ARP table)");
     cmd->add_option("--ip", o->ip, "Client IP address");
-    cmd->add_option("--handler", o->handler, "Handler of -H headers and of unmarked recorded headers: "
-                                             "HandleDiscovery, HandleActionRequest or WebSerOpen (default)")
+    cmd->add_option("--handler", o->handler,
+                    "Handler of -H headers and of unmarked recorded headers: "
+                    "HandleDiscovery, HandleActionRequest or WebSerOpen (default)")
         ->check(CLI::IsMember({"HandleDiscovery", "HandleActionRequest", "WebSerOpen"}));
-    cmd->add_option("-H,--header", o->headers, "Request header 'Name: value' (repeatable; names are lower-cased except for HandleDiscovery)");
-    cmd->add_option("--requests", o->requestsFile, "File of recorded requests (POST: HandleActionRequest, GET: WebSerOpen)");
-    cmd->add_option("--description", o->description, "Device description XML (sent as HandleDiscovery fields)");
+    cmd->add_option("-H,--header", o->headers,
+                    "Request header 'Name: value' (repeatable; names are lower-cased except for "
+                    "HandleDiscovery)");
+    cmd->add_option("--requests", o->requestsFile,
+                    "File of recorded requests (POST: HandleActionRequest, GET: WebSerOpen)");
+    cmd->add_option("--description", o->description,
+                    "Device description XML (sent as HandleDiscovery fields)");
     cmd->add_flag("--save", o->save, "Save the client list to its fixed path afterwards");
-    cmd->add_flag("--explain", o->explain, "Show every identification record tried and its first failing member");
-    cmd->add_flag("--suggest", o->suggest, "For an unmatched client, print a profile list entry that would match it");
-    cmd->add_flag("--default-dlna", o->defaultDLNA, "Checker's default DLNA answer for a client without user agent");
+    cmd->add_flag("--explain", o->explain,
+                  "Show every identification record tried and its first failing member");
+    cmd->add_flag("--suggest", o->suggest,
+                  "For an unmatched client, print a profile list entry that would match it");
+    cmd->add_flag("--default-dlna", o->defaultDLNA,
+                  "Checker's default DLNA answer for a client without user agent");
     cmd->add_flag("--deny-new-clients", o->denyNewClients, "New clients get \"isAccess\" false");
-    cmd->add_flag("--brief", o->brief, "One tab-separated line: MAC, profile, display name, types, options");
+    cmd->add_flag("--brief", o->brief,
+                  "One tab-separated line: MAC, profile, display name, types, options");
     cmd->add_flag("--json", o->json, "Machine-readable output");
     cmd->callback([o] { RunIdentify(*o); });
 }

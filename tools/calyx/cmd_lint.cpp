@@ -20,7 +20,8 @@ void RunLint(const LintOptions& options) {
     Json::Value document;
     Calyx::JsonFileError error;
     if (!Calyx::ReadJsonFile(options.file, document, &error)) {
-        if (error.line == 0) Fail(options.file + ": " + error.message);
+        if (error.line == 0)
+            Fail(options.file + ": " + error.message);
         // A syntax error is a finding of its own: the library would load nothing.
         if (options.json) {
             Json::Value out(Json::objectValue);
@@ -55,7 +56,8 @@ void RunLint(const LintOptions& options) {
 
 void AddLintCommand(CLI::App& app) {
     auto options = std::make_shared<LintOptions>();
-    CLI::App* cmd = app.add_subcommand("lint", "Check a profile list for entries the library would ignore or never match");
+    CLI::App* cmd = app.add_subcommand(
+        "lint", "Check a profile list for entries the library would ignore or never match");
     cmd->add_option("PROFILE_LIST", options->file, "Profile list file (JSON)")->required();
     cmd->add_flag("--json", options->json, "Machine-readable output");
     cmd->footer("Exit status 1 when any finding is an error; warnings alone give 0.");

@@ -14,11 +14,15 @@ namespace calyx_tool {
 namespace {
 
 void AddQueryOptions(CLI::App* cmd, MediaQuery& query, bool listing) {
-    cmd->add_option("--type", query.type, "Table: music, video, photo, playlist or directory")->capture_default_str();
-    cmd->add_option("--exclude-codec", query.excludeCodecs, "Leave out items with this video codec (repeatable)");
-    cmd->add_option("--exclude-ext", query.excludeExts, "Leave out paths ending in .EXT, any case (repeatable)");
+    cmd->add_option("--type", query.type, "Table: music, video, photo, playlist or directory")
+        ->capture_default_str();
+    cmd->add_option("--exclude-codec", query.excludeCodecs,
+                    "Leave out items with this video codec (repeatable)");
+    cmd->add_option("--exclude-ext", query.excludeExts,
+                    "Leave out paths ending in .EXT, any case (repeatable)");
     if (listing) {
-        cmd->add_option("--limit", query.limit, "At most this many rows (0: all)")->capture_default_str();
+        cmd->add_option("--limit", query.limit, "At most this many rows (0: all)")
+            ->capture_default_str();
         cmd->add_option("--offset", query.offset, "Skip this many rows first");
         cmd->add_option("--order", query.order, "ORDER BY expression (default: id)");
     }
@@ -54,10 +58,15 @@ void RunList(const MediaQuery& query, bool json) {
     TextTable table({"ID", "TITLE", "DURATION", "FORMAT", "PATH"});
     for (const ZEVO_MEDIA_INFO& item : items) {
         std::string format = item.container_type;
-        if (item.video_codec[0]) format += " " + std::string(item.video_codec);
-        if (item.audio_codec[0]) format += (item.video_codec[0] ? "/" : " ") + std::string(item.audio_codec);
-        if (item.resolutionx > 0) format += " " + std::to_string(item.resolutionx) + "x" + std::to_string(item.resolutiony);
-        table.add({std::to_string(item.id), item.title, Calyx::DMSFormatUPNPDuration(item.duration), format, item.path});
+        if (item.video_codec[0])
+            format += " " + std::string(item.video_codec);
+        if (item.audio_codec[0])
+            format += (item.video_codec[0] ? "/" : " ") + std::string(item.audio_codec);
+        if (item.resolutionx > 0)
+            format +=
+                " " + std::to_string(item.resolutionx) + "x" + std::to_string(item.resolutiony);
+        table.add({std::to_string(item.id), item.title, Calyx::DMSFormatUPNPDuration(item.duration),
+                   format, item.path});
     }
     std::cout << table.render() << items.size() << " rows\n";
 }
@@ -65,10 +74,12 @@ void RunList(const MediaQuery& query, bool json) {
 }  // namespace
 
 void AddMediaCommand(CLI::App& app) {
-    CLI::App* cmd = app.add_subcommand("media", "Count or list items of the media index (PostgreSQL)");
+    CLI::App* cmd =
+        app.add_subcommand("media", "Count or list items of the media index (PostgreSQL)");
     cmd->require_subcommand(1);
-    cmd->footer("The server is reached as the library does: database \"calyx\", user \"admin\";\n"
-                "PGHOST and PGPORT select another server.");
+    cmd->footer(
+        "The server is reached as the library does: database \"calyx\", user \"admin\";\n"
+        "PGHOST and PGPORT select another server.");
 
     auto countQuery = std::make_shared<MediaQuery>();
     auto countJson = std::make_shared<bool>(false);

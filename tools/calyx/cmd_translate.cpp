@@ -41,7 +41,8 @@ void RunTranslate(const TranslateOptions& options) {
         std::string text = bundle.Translate(key);
         // An untranslated key comes back unchanged.
         bool found = text != key;
-        if (!found) ++missing;
+        if (!found)
+            ++missing;
         Json::Value item(Json::objectValue);
         item["key"] = key;
         item["text"] = text;
@@ -53,17 +54,21 @@ void RunTranslate(const TranslateOptions& options) {
         PrintJson(out);
     else
         std::cout << table.render();
-    if (missing > 0) ExitStatus() = kExitFailed;
+    if (missing > 0)
+        ExitStatus() = kExitFailed;
 }
 
 }  // namespace
 
 void AddTranslateCommand(CLI::App& app) {
     auto options = std::make_shared<TranslateOptions>();
-    CLI::App* cmd = app.add_subcommand("translate", "Translate text keys (\"title\" or \"{title}\") as the string bundle does");
+    CLI::App* cmd = app.add_subcommand(
+        "translate", "Translate text keys (\"title\" or \"{title}\") as the string bundle does");
     cmd->add_option("KEY", options->keys, "Text keys")->required();
-    cmd->add_option("--language,-l", options->language, "Language directory name")->capture_default_str();
-    cmd->add_option("--root", options->root, "Root prefix for the texts directory " + std::string(kTextsDir) + "LANGUAGE");
+    cmd->add_option("--language,-l", options->language, "Language directory name")
+        ->capture_default_str();
+    cmd->add_option("--root", options->root,
+                    "Root prefix for the texts directory " + std::string(kTextsDir) + "LANGUAGE");
     cmd->add_flag("--json", options->json, "Machine-readable output");
     cmd->footer("Exit status 1 when a key has no text (it is shown unchanged).");
     cmd->callback([options] { RunTranslate(*options); });

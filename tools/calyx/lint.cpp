@@ -16,33 +16,41 @@ namespace {
 
 // Present as the library counts it: not null, not an empty array or object.
 bool IsPresent(const Json::Value& value) {
-    if (value.isNull()) return false;
-    if ((value.isArray() || value.isObject()) && value.empty()) return false;
+    if (value.isNull())
+        return false;
+    if ((value.isArray() || value.isObject()) && value.empty())
+        return false;
     return true;
 }
 
 // The text the library reads for a scalar value; "" for arrays and objects.
 std::string ScalarText(const Json::Value& value) {
-    if (value.isArray() || value.isObject()) return "";
+    if (value.isArray() || value.isObject())
+        return "";
     return value.asString();
 }
 
 // A bound written as a plain decimal number (optional blanks and sign before it).
 bool IsPlainNumber(const std::string& text) {
     size_t i = 0;
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t')) ++i;
-    if (i < text.size() && (text[i] == '+' || text[i] == '-')) ++i;
-    if (i == text.size()) return false;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
+        ++i;
+    if (i < text.size() && (text[i] == '+' || text[i] == '-'))
+        ++i;
+    if (i == text.size())
+        return false;
     for (; i < text.size(); ++i)
-        if (!isdigit(static_cast<unsigned char>(text[i]))) return false;
+        if (!isdigit(static_cast<unsigned char>(text[i])))
+            return false;
     return true;
 }
 
-long ReadBound(const std::string& text) { return strtol(text.c_str(), nullptr, 10); }
+long ReadBound(const std::string& text) {
+    return strtol(text.c_str(), nullptr, 10);
+}
 
 bool HasUpper(const std::string& text) {
-    return std::any_of(text.begin(), text.end(),
-                       [](unsigned char c) { return isupper(c) != 0; });
+    return std::any_of(text.begin(), text.end(), [](unsigned char c) { return isupper(c) != 0; });
 }
 
 class Linter {
@@ -83,22 +91,26 @@ public:
             if (c.isList) {
                 std::vector<std::string> alternatives = Calyx::StringExplode(c.value, "&");
                 if (alternatives.empty())
-                    add(true, position, name, key, Quoted(where) + " has no alternative, so it never matches");
+                    add(true, position, name, key,
+                        Quoted(where) + " has no alternative, so it never matches");
                 for (const std::string& a : alternatives)
                     if (HasUpper(a))
                         add(true, position, name, key,
                             "alternative " + Quoted(a) + " of " + Quoted(where) +
-                                " holds upper-case letters and can never match (item values are lowered)");
+                                " holds upper-case letters and can never match (item values are "
+                                "lowered)");
                 continue;
             }
             std::vector<std::string> bounds = Calyx::StringExplode(c.value, "~");
             if (bounds.empty()) {
-                add(true, position, name, key, "range " + Quoted(where) + " has no bound, so it never matches");
+                add(true, position, name, key,
+                    "range " + Quoted(where) + " has no bound, so it never matches");
                 continue;
             }
             if (bounds.size() >= 3) {
                 add(true, position, name, key,
-                    "range " + Quoted(where) + " has three or more \"~\" pieces, so it never matches");
+                    "range " + Quoted(where) +
+                        " has three or more \"~\" pieces, so it never matches");
                 continue;
             }
             bool numeric = true;
@@ -106,15 +118,17 @@ public:
                 if (!IsPlainNumber(b)) {
                     numeric = false;
                     add(true, position, name, key,
-                        "bound " + Quoted(b) + " of " + Quoted(where) + " is not a number (read as " +
-                            std::to_string(ReadBound(b)) + ")");
+                        "bound " + Quoted(b) + " of " + Quoted(where) +
+                            " is not a number (read as " + std::to_string(ReadBound(b)) + ")");
                 }
             if (bounds.size() == 1 && c.value.find('~') != std::string::npos)
                 add(false, position, name, key,
-                    "range " + Quoted(where) + " has one bound only and means exactly " + bounds[0]);
+                    "range " + Quoted(where) + " has one bound only and means exactly " +
+                        bounds[0]);
             if (numeric && bounds.size() == 2 && ReadBound(bounds[0]) > ReadBound(bounds[1]))
                 add(true, position, name, key,
-                    "range " + Quoted(where) + " has its low bound above its high bound, so it never matches");
+                    "range " + Quoted(where) +
+                        " has its low bound above its high bound, so it never matches");
         }
     }
 
@@ -126,7 +140,8 @@ public:
         const Json::Value& nameValue = entry["profileName"];
         std::string name;
         if (!IsPresent(nameValue) || nameValue.isArray() || nameValue.isObject()) {
-            add(true, position, "", "profileName", "entry has no \"profileName\" and is skipped whole");
+            add(true, position, "", "profileName",
+                "entry has no \"profileName\" and is skipped whole");
             return;
         }
         name = nameValue.asString();
@@ -147,7 +162,8 @@ public:
         std::map<std::string, std::string> settings;  // setting key -> member that set it
         for (const std::string& key : entry.getMemberNames()) {
             const Json::Value& value = entry[key];
-            if (key == "profileName" || key == "profileID") continue;
+            if (key == "profileName" || key == "profileID")
+                continue;
             if (key == "offendchars") {
                 if (value.isArray() || value.isObject())
                     add(true, position, name, key, "\"offendchars\" must be a string");
@@ -156,7 +172,9 @@ public:
             if (key.compare(0, 7, "profile") == 0) {
                 size_t at = key.find('@');
                 if (at == std::string::npos) {
-                    add(false, position, name, key, "unknown key " + Quoted(key) + " (a video profile key needs \"@\"); ignored");
+                    add(false, position, name, key,
+                        "unknown key " + Quoted(key) +
+                            " (a video profile key needs \"@\"); ignored");
                     continue;
                 }
                 if (!value.isString()) {
@@ -167,8 +185,8 @@ public:
                 auto earlier = settings.find(setting);
                 if (earlier != settings.end()) {
                     add(false, position, name, key,
-                        "video profile " + Quoted(setting) + " is already set by " + Quoted(earlier->second) +
-                            "; this rule is ignored");
+                        "video profile " + Quoted(setting) + " is already set by " +
+                            Quoted(earlier->second) + "; this rule is ignored");
                     continue;
                 }
                 settings[setting] = key;
@@ -179,7 +197,8 @@ public:
                 std::string text = ScalarText(value);
                 if (!value.isString() || (text != "yes" && text != "no"))
                     add(true, position, name, key,
-                        "agent type value " + (value.isString() ? Quoted(text) : std::string("of the wrong type")) +
+                        "agent type value " +
+                            (value.isString() ? Quoted(text) : std::string("of the wrong type")) +
                             " is neither \"yes\" nor \"no\" (only \"yes\" switches the type on)");
                 continue;
             }
@@ -190,7 +209,8 @@ public:
                 }
                 for (const std::string& token : Calyx::StringExplode(value.asString(), " \t"))
                     if (std::find(options.begin(), options.end(), token) == options.end())
-                        add(true, position, name, key, "unknown option " + Quoted(token) + " (ignored)");
+                        add(true, position, name, key,
+                            "unknown option " + Quoted(token) + " (ignored)");
                 continue;
             }
             add(false, position, name, key, "unknown key " + Quoted(key) + " (ignored)");
@@ -199,9 +219,11 @@ public:
     }
 
     void lintProfileID(int position, const std::string& name, const Json::Value& id) {
-        if (id.isNull()) return;  // a profile chosen only by the user
+        if (id.isNull())
+            return;  // a profile chosen only by the user
         if ((id.isArray() || id.isObject()) && id.empty()) {
-            add(false, position, name, "profileID", "empty \"profileID\": the profile is never matched automatically");
+            add(false, position, name, "profileID",
+                "empty \"profileID\": the profile is never matched automatically");
             return;
         }
         Record record{position, name, {}, !id.isObject()};
@@ -241,11 +263,14 @@ private:
     // True when every client that `later` matches is also matched by `earlier`: each
     // member of `earlier` is required by `later` too, with a text containing it.
     static bool covers(const Record& earlier, const Record& later) {
-        if (earlier.matchesAll) return true;
-        if (later.matchesAll) return false;
+        if (earlier.matchesAll)
+            return true;
+        if (later.matchesAll)
+            return false;
         for (const auto& [key, text] : earlier.members) {
             auto it = later.members.find(key);
-            if (it == later.members.end() || it->second.find(text) == std::string::npos) return false;
+            if (it == later.members.end() || it->second.find(text) == std::string::npos)
+                return false;
         }
         return true;
     }
@@ -270,12 +295,15 @@ LintReport LintProfileList(const Json::Value& document) {
         return report;
     }
     if (!list.isArray()) {
-        linter.add(true, 0, "", "ProfileList", "\"ProfileList\" is not an array; nothing is loaded");
+        linter.add(true, 0, "", "ProfileList",
+                   "\"ProfileList\" is not an array; nothing is loaded");
         return report;
     }
-    for (Json::ArrayIndex i = 0; i < list.size(); ++i) linter.lintEntry(static_cast<int>(i) + 1, list[i]);
+    for (Json::ArrayIndex i = 0; i < list.size(); ++i)
+        linter.lintEntry(static_cast<int>(i) + 1, list[i]);
     for (const std::string& key : document.getMemberNames())
-        if (key != "ProfileList") linter.add(false, 0, "", key, "unknown top-level key " + Quoted(key) + " (ignored)");
+        if (key != "ProfileList")
+            linter.add(false, 0, "", key, "unknown top-level key " + Quoted(key) + " (ignored)");
     return report;
 }
 
@@ -285,16 +313,18 @@ std::string FormatLintReport(const std::string& file, const LintReport& report) 
         out += file + ": ";
         if (f.position > 0) {
             out += "profile #" + std::to_string(f.position);
-            if (!f.profileName.empty()) out += " " + Quoted(f.profileName);
+            if (!f.profileName.empty())
+                out += " " + Quoted(f.profileName);
             out += ": ";
         }
         out += f.error ? "error: " : "warning: ";
-        if (!f.key.empty() && f.message.find(Quoted(f.key)) == std::string::npos) out += f.key + ": ";
+        if (!f.key.empty() && f.message.find(Quoted(f.key)) == std::string::npos)
+            out += f.key + ": ";
         out += f.message + "\n";
     }
-    out += file + ": " + std::to_string(report.profiles) + " profiles, " + std::to_string(report.errors) +
-           (report.errors == 1 ? " error, " : " errors, ") + std::to_string(report.warnings) +
-           (report.warnings == 1 ? " warning\n" : " warnings\n");
+    out += file + ": " + std::to_string(report.profiles) + " profiles, " +
+           std::to_string(report.errors) + (report.errors == 1 ? " error, " : " errors, ") +
+           std::to_string(report.warnings) + (report.warnings == 1 ? " warning\n" : " warnings\n");
     return out;
 }
 

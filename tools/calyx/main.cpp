@@ -10,11 +10,13 @@
 #include "tool.h"
 
 int main(int argc, char** argv) {
-    CLI::App app{"calyx: identify media clients, check profile lists and inspect what libcalyx sees"};
+    CLI::App app{
+        "calyx: identify media clients, check profile lists and inspect what libcalyx sees"};
     app.set_version_flag("--version", std::string("calyx ") + CALYX_VERSION_STRING);
     app.require_subcommand(1);
-    app.footer("Exit status: 0 success, 1 a failed check or unusable file, 2 bad usage.\n"
-               "Run 'calyx COMMAND --help' for the options of a command.");
+    app.footer(
+        "Exit status: 0 success, 1 a failed check or unusable file, 2 bad usage.\n"
+        "Run 'calyx COMMAND --help' for the options of a command.");
 
     calyx_tool::AddIdentifyCommand(app);
     calyx_tool::AddVideoProfileCommand(app);

@@ -11,22 +11,27 @@ namespace {
 
 int IntMember(const Json::Value& object, const char* name, const std::string& where) {
     const Json::Value& v = object[name];
-    if (v.isNull()) return 0;
-    if (!v.isNumeric()) Fail(where + ": \"" + name + "\" must be a number");
+    if (v.isNull())
+        return 0;
+    if (!v.isNumeric())
+        Fail(where + ": \"" + name + "\" must be a number");
     return v.isUInt() && v.asUInt() > 0x7fffffffu ? static_cast<int>(v.asUInt()) : v.asInt();
 }
 
 std::string TextMember(const Json::Value& object, const char* name, const std::string& where) {
     const Json::Value& v = object[name];
-    if (v.isNull()) return "";
-    if (!v.isString()) Fail(where + ": \"" + name + "\" must be a string");
+    if (v.isNull())
+        return "";
+    if (!v.isString())
+        Fail(where + ": \"" + name + "\" must be a string");
     return v.asString();
 }
 
 }  // namespace
 
 void MediaItemFromJson(const Json::Value& object, const std::string& where, ZEVO_MEDIA_INFO& item) {
-    if (!object.isObject()) Fail(where + ": a media item must be an object");
+    if (!object.isObject())
+        Fail(where + ": a media item must be an object");
     memset(&item, 0, sizeof item);
     try {
         CopyField(item.path, TextMember(object, "path", where));
@@ -66,11 +71,12 @@ Json::Value MediaItemToJson(const ZEVO_MEDIA_INFO& item) {
 
 std::string MediaItemSummary(const ZEVO_MEDIA_INFO& item) {
     std::string out = Calyx::FileGetPathBaseName(item.path);
-    if (out.empty()) out = "(no path)";
+    if (out.empty())
+        out = "(no path)";
     out += "  " + std::string(item.container_type[0] ? item.container_type : "?") + " " +
-           (item.video_codec[0] ? item.video_codec : "?") + "/" + (item.audio_codec[0] ? item.audio_codec : "?") +
-           " " + std::to_string(item.resolutionx) + "x" + std::to_string(item.resolutiony) + " " +
-           std::to_string(item.channel) + "ch";
+           (item.video_codec[0] ? item.video_codec : "?") + "/" +
+           (item.audio_codec[0] ? item.audio_codec : "?") + " " + std::to_string(item.resolutionx) +
+           "x" + std::to_string(item.resolutiony) + " " + std::to_string(item.channel) + "ch";
     return out;
 }
 

@@ -20,24 +20,32 @@ using Connection = std::unique_ptr<DBConnect, ConnectionCloser>;
 Connection Connect() {
     Connection conn(ZEVODBConnect(nullptr, "admin", nullptr, "calyx"));
     if (!conn)
-        Fail("cannot connect to the media index (database \"calyx\", user \"admin\"; "
-             "PGHOST and PGPORT choose the server)");
+        Fail(
+            "cannot connect to the media index (database \"calyx\", user \"admin\"; "
+            "PGHOST and PGPORT choose the server)");
     return conn;
 }
 
 void ApplyFilters(Calyx::MediaDB& db, const MediaQuery& query) {
-    for (const std::string& codec : query.excludeCodecs) db.AddExcludeVideoCodec(codec);
-    for (const std::string& ext : query.excludeExts) db.AddExcludeExt(ext.c_str());
+    for (const std::string& codec : query.excludeCodecs)
+        db.AddExcludeVideoCodec(codec);
+    for (const std::string& ext : query.excludeExts)
+        db.AddExcludeExt(ext.c_str());
 }
 
 }  // namespace
 
 Calyx::MEDIA_TABLE_TYPE MediaTypeFromWord(const std::string& word) {
-    if (word == "music") return Calyx::MEDIA_TABLE_MUSIC;
-    if (word == "video") return Calyx::MEDIA_TABLE_VIDEO;
-    if (word == "photo") return Calyx::MEDIA_TABLE_PHOTO;
-    if (word == "playlist") return Calyx::MEDIA_TABLE_PLAYLIST;
-    if (word == "directory") return Calyx::MEDIA_TABLE_DIRECTORY;
+    if (word == "music")
+        return Calyx::MEDIA_TABLE_MUSIC;
+    if (word == "video")
+        return Calyx::MEDIA_TABLE_VIDEO;
+    if (word == "photo")
+        return Calyx::MEDIA_TABLE_PHOTO;
+    if (word == "playlist")
+        return Calyx::MEDIA_TABLE_PLAYLIST;
+    if (word == "directory")
+        return Calyx::MEDIA_TABLE_DIRECTORY;
     UsageFail("--type " + Quoted(word) + ": expected music, video, photo, playlist or directory");
 }
 
@@ -59,12 +67,15 @@ std::vector<ZEVO_MEDIA_INFO> ListMediaItems(const MediaQuery& query) {
     {
         Calyx::MediaDB db(type, conn.get());
         ApplyFilters(db, query);
-        int rows = db.Select("*", query.order.empty() ? "id" : query.order, query.offset, query.limit, "");
-        if (rows < 0) Fail("media index query failed on table " + Quoted(query.type));
+        int rows =
+            db.Select("*", query.order.empty() ? "id" : query.order, query.offset, query.limit, "");
+        if (rows < 0)
+            Fail("media index query failed on table " + Quoted(query.type));
         items.reserve(static_cast<size_t>(rows));
         while (db.NextRow()) {
             items.emplace_back();
-            if (!db.FetchMediaItem(items.back())) items.pop_back();
+            if (!db.FetchMediaItem(items.back()))
+                items.pop_back();
         }
     }
     return items;

@@ -15,9 +15,9 @@ class App;
 namespace calyx_tool {
 
 enum ExitCode : int {
-    kExitOk = 0,       // the command did what was asked, every check passed
-    kExitFailed = 1,   // a check failed, or a file or service was unusable
-    kExitUsage = 2,    // the command line itself was wrong
+    kExitOk = 0,      // the command did what was asked, every check passed
+    kExitFailed = 1,  // a check failed, or a file or service was unusable
+    kExitUsage = 2,   // the command line itself was wrong
 };
 
 // Thrown by subcommands; main prints "calyx: <message>" on one line and exits with `code`.
@@ -43,6 +43,17 @@ Json::Value LoadJsonOrFail(const std::string& path);
 // Points the library's fixed paths at `root` (CALYX_ROOT) when `root` is not empty. The
 // directory must exist.
 void ApplyRoot(const std::string& root);
+
+// The process-wide profile list, loaded from `path` for the scope and released at its
+// end, also when an error ends the command. Throws ToolError (naming the line and
+// column of a syntax error) when the file cannot be loaded.
+class ScopedProfileList {
+public:
+    explicit ScopedProfileList(const std::string& path);
+    ~ScopedProfileList();
+    ScopedProfileList(const ScopedProfileList&) = delete;
+    ScopedProfileList& operator=(const ScopedProfileList&) = delete;
+};
 
 // Writes `value` as indented JSON followed by a newline on standard output.
 void PrintJson(const Json::Value& value);
