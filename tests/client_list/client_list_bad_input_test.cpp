@@ -48,7 +48,8 @@ void ExpectUnusable(Calyx::DMSClientList& list) {
 }
 
 TEST_F(ClientListBadInput, RootThatIsNotAnObject) {
-    for (const char* doc : {"[{\"macAddr\": \"aa:00\", \"ipAddr\": \"1\"}]", "\"text\"", "5", "true"}) {
+    for (const char* doc :
+         {"[{\"macAddr\": \"aa:00\", \"ipAddr\": \"1\"}]", "\"text\"", "5", "true"}) {
         ASSERT_EQ(LoadClients(doc), 1) << doc;
         ExpectUnusable(list_);
         EXPECT_EQ(ParseJson(SavedText()), ParseJson(doc)) << doc;
@@ -56,8 +57,8 @@ TEST_F(ClientListBadInput, RootThatIsNotAnObject) {
 }
 
 TEST_F(ClientListBadInput, ClientListOfTheWrongType) {
-    for (const char* list : {"{\"macAddr\": \"aa:00\", \"ipAddr\": \"1\"}", "\"aa:00\"", "5",
-                             "-1", "true"}) {
+    for (const char* list :
+         {"{\"macAddr\": \"aa:00\", \"ipAddr\": \"1\"}", "\"aa:00\"", "5", "-1", "true"}) {
         std::string doc = std::string("{\"ClientList\": ") + list + "}";
         ASSERT_EQ(LoadClients(doc), 1) << doc;
         ExpectUnusable(list_);
@@ -151,10 +152,11 @@ TEST_F(ClientListBadInput, ProfileIdMembersOfOtherTypes) {
 }
 
 TEST_F(ClientListBadInput, ProfileListsOfOtherShapes) {
-    for (const char* doc : {"[1, 2]", "{\"ProfileList\": {\"profileName\": \"A\"}}",
-                            "{\"ProfileList\": \"A\"}", "{\"ProfileList\": [\"A\", 3, null, []]}",
-                            "{\"ProfileList\": [{\"profileName\": [\"A\"], \"profileID\": \"x\"}]}",
-                            "{\"ProfileList\": [{\"profileName\": {\"a\": 1}, \"profileID\": \"x\"}]}"}) {
+    for (const char* doc :
+         {"[1, 2]", "{\"ProfileList\": {\"profileName\": \"A\"}}", "{\"ProfileList\": \"A\"}",
+          "{\"ProfileList\": [\"A\", 3, null, []]}",
+          "{\"ProfileList\": [{\"profileName\": [\"A\"], \"profileID\": \"x\"}]}",
+          "{\"ProfileList\": [{\"profileName\": {\"a\": 1}, \"profileID\": \"x\"}]}"}) {
         EXPECT_EQ(LoadProfiles(doc), 1) << doc;
     }
     EXPECT_EQ(Matched("{}"), "Default Profile");
@@ -189,7 +191,8 @@ TEST_F(ClientListBadInput, NonUtf8HeaderTakesPartInMatching) {
     ASSERT_EQ(LoadProfiles("{\"ProfileList\": [{\"profileName\": \"Odd\", "
                            "\"profileID\": {\"open_user-agent\": \"Pl\\u00e4yer\"}}]}"),
               1);
-    ASSERT_EQ(list_.UpdateKeys("WebSerOpen", "aa:00", "1", {{"user-agent", "My Pl\xc3\xa4yer"}}), 1);
+    ASSERT_EQ(list_.UpdateKeys("WebSerOpen", "aa:00", "1", {{"user-agent", "My Pl\xc3\xa4yer"}}),
+              1);
     EXPECT_EQ(list_.FindKey("aa:00", "profileName"), "Odd");
     ASSERT_EQ(list_.UpdateKeys("WebSerOpen", "aa:01", "1", {{"user-agent", "My Pl\xe4yer"}}), 1);
     EXPECT_EQ(list_.FindKey("aa:01", "profileName"), "Default Profile");

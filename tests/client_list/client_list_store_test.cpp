@@ -232,14 +232,16 @@ TEST_F(ClientListStore, InvalidJsonIsReportedForBothFiles) {
     LogWatch log;
     EXPECT_EQ(list.LoadClientList(ClientPath()), 0);
     EXPECT_EQ(list.LoadProfileIDList(ProfilePath()), 0);
-    EXPECT_TRUE(log.Contains("Error: DMSClientList::LoadClientList - Json::Reader::parse failed\n"));
+    EXPECT_TRUE(
+        log.Contains("Error: DMSClientList::LoadClientList - Json::Reader::parse failed\n"));
     EXPECT_TRUE(
         log.Contains("Error: DMSClientList::LoadProfileIDList - Json::Reader::parse failed\n"));
 }
 
 TEST_F(ClientListStore, SaveIsTabIndentedAndKeepsComments) {
-    WriteClients("// clients seen by the server\n{\n  \"ClientList\": [\n    {\"macAddr\": \"aa:00\", "
-                 "/* kept */ \"ipAddr\": \"1\"}\n  ],\n  \"unknown\": {\"x\": 1}\n}\n");
+    WriteClients(
+        "// clients seen by the server\n{\n  \"ClientList\": [\n    {\"macAddr\": \"aa:00\", "
+        "/* kept */ \"ipAddr\": \"1\"}\n  ],\n  \"unknown\": {\"x\": 1}\n}\n");
     WriteProfiles("{}");
     Calyx::DMSClientList list;
     ASSERT_TRUE(LoadBoth(list));

@@ -185,9 +185,9 @@ TEST_F(ClientListUpdate, NoDescriptionAndNoMatchGivesGeneralDma) {
 
 TEST_F(ClientListUpdate, DisplayNameRules) {
     UseProfiles(R"({"ProfileList": [{"profileName": "Radio", "profileID": {"open_x": "r"}}]})");
-    ASSERT_EQ(list_.UpdateKeys("HandleDiscovery", "aa:00", "1",
-                               {{"manufacturer", "Acme"}, {"friendlyName", "Living Room"},
-                                {"modelName", "M"}}),
+    ASSERT_EQ(list_.UpdateKeys(
+                  "HandleDiscovery", "aa:00", "1",
+                  {{"manufacturer", "Acme"}, {"friendlyName", "Living Room"}, {"modelName", "M"}}),
               1);
     EXPECT_EQ(list_.FindKey("aa:00", "displayName"), "Acme Living Room");
     ASSERT_EQ(list_.UpdateKeys("HandleDiscovery", "aa:01", "1", {{"modelName", "M"}}), 1);

@@ -202,10 +202,9 @@ int ReferenceClientList::EraseObject(const std::string& mac) {
 void ReferenceClientList::StoreHeaders(const std::string& source,
                                        const std::map<std::string, std::string>& headers,
                                        Json::Value& entry) const {
-    static const char* const kSkip[] = {"Cache-Control", "Pragma",       "Connection",
-                                        "Host",          "Host",         "DATE",
-                                        "Accept",        "content-length", "content-type",
-                                        "soapaction"};
+    static const char* const kSkip[] = {
+        "Cache-Control", "Pragma", "Connection",     "Host",         "Host",
+        "DATE",          "Accept", "content-length", "content-type", "soapaction"};
     for (const auto& header : headers) {
         bool skip = false;
         for (const char* s : kSkip) {
