@@ -17,9 +17,8 @@
 //    clients; lookups find nothing and add nothing, EraseObject returns 0, UpdateKeys
 //    returns 0 (level-2 message) and the document is saved back unchanged;
 //  - "ClientList" that is neither an array nor null (an object, a string, a bool, a
-//    number other than the integer 0): treated the same way, except that the lookups
-//    still behave as for a missing list. The integer 0 is the placeholder document,
-//    which UpdateKeys throws away and rebuilds;
+//    number other than the integer 0): treated the same way. The integer 0 marks the
+//    placeholder document, which UpdateKeys throws away and rebuilds;
 //  - an entry that is not an object (string, array, number, null) counts as an entry
 //    without "macAddr" and without "ipAddr": it ends the scans of VerifyMacIsExist and
 //    FindMacByIP like any such entry;
@@ -28,11 +27,12 @@
 //    object has no text: a "macAddr" or "ipAddr" of that kind never equals any address
 //    (but, being present, does not end the scan), FindKey returns "" for it, and
 //    matching, DetermineProfileName and DetermineDisplayName treat it as absent;
-//  - in the profile list: a "profileName" that is an array or object makes the element
-//    unusable (skipped); a "profileID" that is not an object (string, number, bool,
-//    non-empty array) has no members and so matches every client; a "profileID" member
-//    whose value is an array or object never matches, one whose value is null requires
-//    only that the key be present.
+//  - in the profile list: a root that is not an object, a "ProfileList" that is not an
+//    array and elements that are not objects give no records; a "profileName" that is
+//    an array or object makes the element unusable (skipped); a "profileID" that is not an object
+//    (string, number, bool, non-empty array) has no members and so matches every client; a
+//    "profileID" member whose value is an array or object never matches, one whose value is null
+//    requires only that the key be present.
 // Header values of any size and any bytes (empty, several MB, not UTF-8) are kept in
 // memory exactly as given; on disk they are as the JSON writer escapes them.
 #ifndef CALYX_CLIENT_LIST_H

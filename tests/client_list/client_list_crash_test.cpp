@@ -55,7 +55,7 @@ TEST(ClientListCrash, KilledSaverLeavesTheOldOrTheNewDocument) {
         if (child == 0) {
             SaveForever(path);
         }
-        usleep(std::uniform_int_distribution<unsigned>(0, 40000)(rng));
+        usleep(std::uniform_int_distribution<unsigned>(0, 25000)(rng));
         ASSERT_EQ(kill(child, SIGKILL), 0);
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);

@@ -144,11 +144,11 @@ TEST(ClientListDifferential, RandomOperationsMatchTheReference) {
                 std::string mac = run.Mac();
                 std::string key = run.Pick(kKeys);
                 ASSERT_EQ(lib.FindKey(mac, key), ref.FindKey(mac, key));
-            } else if (op < 992) {
+            } else if (op < 995) {
                 bool deny = run.Number(2) == 0;
                 lib.m_denyNewClients = deny;
                 ref.denyNewClients = deny;
-            } else if (op < 997) {
+            } else if (op < 998) {
                 ASSERT_EQ(lib.WriteToFile(), 1);
                 ASSERT_EQ(ReadFile(clientPath), ref.Serialize());
                 ++saves;

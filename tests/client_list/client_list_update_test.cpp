@@ -131,7 +131,7 @@ TEST_F(ClientListUpdate, UserAccessDecisionInTheFileSurvivesUpdates) {
     EXPECT_EQ(Entry(0)["isAccess"], Json::Value(false));
 }
 
-TEST_F(ClientListUpdate, FirstMatchingRecordWinsEvenWhenALaterOneIsMoreSpecific) {
+TEST_F(ClientListUpdate, FirstMatchingRecordWinsEvenWhenALaterOneIsNarrower) {
     UseProfiles(R"({"ProfileList": [
       {"profileName": "A", "profileID": {"modelName": "TV"}},
       {"profileName": "B", "profileID": {"modelName": "TV", "manufacturer": "Acme"}}]})");
