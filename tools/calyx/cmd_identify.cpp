@@ -179,7 +179,10 @@ void RunIdentify(const IdentifyOptions& o) {
     out["requests"] = Json::Value(Json::arrayValue);
     std::string userAgent;
     for (const RecordedRequest& r : requests) {
-        list.UpdateKeys(r.handler, mac, o.ip, r.headers);
+        if (!list.UpdateKeys(r.handler, mac, o.ip, r.headers))
+            Fail(clientListPath +
+                 ": the document cannot hold clients (its root or \"ClientList\" has the wrong "
+                 "type)");
         auto ua = r.headers.find("user-agent");
         if (ua != r.headers.end())
             userAgent = ua->second;
@@ -192,7 +195,7 @@ void RunIdentify(const IdentifyOptions& o) {
 
     Json::Value entry;
     if (!Calyx::ClientListEntry(list, mac, entry))
-        Fail("the client list holds no entry for " + mac + " after the update");
+        Fail(clientListPath + ": no entry for " + mac + " after the update");
     const std::string profileName = EntryText(entry, "profileName");
     const std::string orig = EntryText(entry, "profileName_Orig");
     Calyx::DMSClientChecker checker(userAgent, profileName, o.defaultDLNA);

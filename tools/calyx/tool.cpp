@@ -47,7 +47,9 @@ ScopedProfileList::ScopedProfileList(const std::string& path) {
     }
 }
 
-ScopedProfileList::~ScopedProfileList() { Calyx::DMSClientChecker::ReleaseClientList(); }
+ScopedProfileList::~ScopedProfileList() {
+    Calyx::DMSClientChecker::ReleaseClientList();
+}
 
 void ApplyRoot(const std::string& root) {
     if (root.empty())
