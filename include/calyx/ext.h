@@ -97,7 +97,7 @@ CALYX_EXPORT std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientLi
 /// A copy of the whole client list document, taken under the list's lock.
 CALYX_EXPORT Json::Value ClientListDocument(DMSClientList& list);
 
-/// Copies the entry of `mac` (found as the specified lookups find it) into `entry` under
+/// Copies the entry of `mac` (found as VerifyMacIsExist finds it) into `entry` under
 /// the list's lock. False when there is no such entry.
 CALYX_EXPORT bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& entry);
 

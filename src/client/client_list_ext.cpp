@@ -1,5 +1,5 @@
 // Extension: match reports, entry access and saving to any path for DMSClientList, built
-// on the matcher and the save that the specified operations use.
+// on the matcher and the save that DMSClientList itself uses.
 #include <errno.h>
 #include <string.h>
 

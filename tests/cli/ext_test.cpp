@@ -1,4 +1,4 @@
-// The extensions of calyx/ext.h agree with the specified operations they are built on.
+// The extensions of calyx/ext.h agree with the library operations they are built on.
 #include <gtest/gtest.h>
 #include <json/reader.h>
 
