@@ -31,6 +31,7 @@ if [ "$(id -u)" -eq 0 ]; then
     if ! runuser -u "$test_user" -- test -r "$src/CMakeLists.txt"; then
         copy=/var/tmp/calyx-src
         log "copying the sources to $copy (not readable by $test_user where they are)"
+        rm -rf "$copy"
         mkdir -p "$copy"
         tar -C "$src" --exclude=./build -cf - . | tar -C "$copy" -xf -
         chmod -R a+rX "$copy"
