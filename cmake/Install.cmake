@@ -20,5 +20,8 @@ install(FILES ${PROJECT_BINARY_DIR}/CalyxConfig.cmake ${PROJECT_BINARY_DIR}/Caly
     DESTINATION ${CALYX_CMAKE_DIR})
 
 get_filename_component(CALYX_IXML_LIBDIR ${IXML_LIBRARY} DIRECTORY)
+# The .pc file finds its prefix relative to itself, so an install moved or made with
+# `cmake --install --prefix` still works.
+file(RELATIVE_PATH CALYX_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(cmake/calyx.pc.in ${PROJECT_BINARY_DIR}/calyx.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/calyx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -2,15 +2,15 @@
 #ifndef CALYX_CALYX_H
 #define CALYX_CALYX_H
 
-#include "calyx/types.h"
-#include "calyx/core.h"
-#include "calyx/host.h"
-#include "calyx/i18n.h"
 #include "calyx/client.h"
 #include "calyx/client_list.h"
+#include "calyx/core.h"
+#include "calyx/ext.h"
+#include "calyx/host.h"
+#include "calyx/i18n.h"
 #include "calyx/media_db.h"
 #include "calyx/platform.h"
-#include "calyx/ext.h"
+#include "calyx/types.h"
 #include "calyx/version.h"
 
 #endif  // CALYX_CALYX_H

@@ -1,4 +1,5 @@
-// Client identification: agent profiles, the process-wide profile list, client matching and video profile selection.
+// Client identification: agent profiles, the process-wide profile list, client matching and video
+// profile selection.
 #ifndef CALYX_CLIENT_H
 #define CALYX_CLIENT_H
 
@@ -9,8 +10,6 @@
 #include "calyx/export.h"
 #include "calyx/types.h"
 
-namespace Calyx {
-
-}  // namespace Calyx
+namespace Calyx {}  // namespace Calyx
 
 #endif  // CALYX_CLIENT_H

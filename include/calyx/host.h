@@ -1,4 +1,5 @@
-// Host and device information: device identity, network cards, UPnP formatting, transcoding estimates and media folders.
+// Host and device information: device identity, network cards, UPnP formatting, transcoding
+// estimates and media folders.
 #ifndef CALYX_HOST_H
 #define CALYX_HOST_H
 
@@ -9,8 +10,6 @@
 #include "calyx/export.h"
 #include "calyx/types.h"
 
-namespace Calyx {
-
-}  // namespace Calyx
+namespace Calyx {}  // namespace Calyx
 
 #endif  // CALYX_HOST_H

@@ -9,8 +9,6 @@
 #include "calyx/export.h"
 #include "calyx/types.h"
 
-namespace Calyx {
-
-}  // namespace Calyx
+namespace Calyx {}  // namespace Calyx
 
 #endif  // CALYX_MEDIA_DB_H

@@ -26,14 +26,14 @@
 /// One network card as ZEVONetGetCard1 describes it: a record of 72 bytes whose usable
 /// flag stands at offset 4, hardware address at 24 and text entry at 30.
 typedef struct ZEVO_NET_CARD {
-    int32_t index;      ///< offset 0: position in the card order
-    int32_t usable;     ///< offset 4: non-zero when the card is up
-    uint32_t ipv4;      ///< offset 8: IPv4 address, network byte order (0: none)
-    uint32_t netmask;   ///< offset 12: IPv4 netmask, network byte order
-    uint32_t mtu;       ///< offset 16
-    uint32_t speed;     ///< offset 20: link speed in Mbit/s (0: unknown)
-    uint8_t mac[6];     ///< offset 24: hardware address, first byte first
-    char name[42];      ///< offset 30: text entry (the interface name), NUL-terminated
+    int32_t index;     ///< offset 0: position in the card order
+    int32_t usable;    ///< offset 4: non-zero when the card is up
+    uint32_t ipv4;     ///< offset 8: IPv4 address, network byte order (0: none)
+    uint32_t netmask;  ///< offset 12: IPv4 netmask, network byte order
+    uint32_t mtu;      ///< offset 16
+    uint32_t speed;    ///< offset 20: link speed in Mbit/s (0: unknown)
+    uint8_t mac[6];    ///< offset 24: hardware address, first byte first
+    char name[42];     ///< offset 30: text entry (the interface name), NUL-terminated
 } ZEVO_NET_CARD;
 
 /// A result set of ZEVODBExecute. Opaque; released by ZEVODBFreeResult.
@@ -56,8 +56,7 @@ extern "C" {
 /// without a shell, and waits for it. Returns 0 when it exited with status 0, the wait
 /// status when it failed, -1 when it could not be started.
 CALYX_EXPORT int QLIBCExec(const char* program, const char* arg1, const char* arg2,
-                           const char* arg3, const char* arg4, const char* arg5,
-                           const char* arg6);
+                           const char* arg3, const char* arg4, const char* arg5, const char* arg6);
 
 /// Looks `key` up in the key=value file `path` (the first line with the key wins;
 /// "#"/";" comments, blank and "[section]" lines ignored; one pair of surrounding double

@@ -25,34 +25,34 @@ typedef struct DBConnect DBConnect;
 /// Video profile selection reads path, the three bit rates, the frame rate, channel,
 /// the resolution and the three codec/container texts.
 typedef struct ZEVO_MEDIA_INFO {
-    int64_t id;                 ///< row id in its media table
-    int64_t parent_id;          ///< id of the directory row that holds the item (0: none)
+    int64_t id;                   ///< row id in its media table
+    int64_t parent_id;            ///< id of the directory row that holds the item (0: none)
     char path[ZEVO_MAXPATH + 1];  ///< absolute path of the media file
-    char title[512];            ///< display title
-    char artist[256];           ///< performer (music) or author
-    char album[256];            ///< album (music) or series (video)
-    char genre[128];            ///< genre text
-    char mime_type[64];         ///< MIME type, e.g. "video/mp4"
-    int64_t filesize;           ///< size of the file in bytes
-    int32_t duration;           ///< playing time in whole seconds
-    uint32_t audio_bitrate;     ///< audio bit rate, bits per second
-    uint32_t frame_bitrate;     ///< the overall (frame) bit rate recorded for the item
-    uint32_t video_bitrate;     ///< video bit rate, bits per second
-    int frame_rate_num;         ///< frame-rate numerator
-    int frame_rate_den;         ///< frame-rate denominator
-    int samplerate;             ///< audio sampling rate in Hz
-    int channel;                ///< audio channel count
-    int resolutionx;            ///< frame or picture width in pixels
-    int resolutiony;            ///< frame or picture height in pixels
-    char video_codec[255];      ///< video codec name, e.g. "h264"
-    char container_type[64];    ///< container format name, e.g. "mpegts"
-    char audio_codec[64];       ///< audio codec name, e.g. "aac"
-    int track;                  ///< track number on its album (0: unknown)
-    int year;                   ///< year of recording or release (0: unknown)
-    int rotation;               ///< picture rotation in degrees (photo, video)
-    char date[32];              ///< date taken or recorded, "YYYY-MM-DD hh:mm:ss" (may be empty)
-    int64_t mdate;              ///< file modification time, seconds since the epoch
-    int64_t cdate;              ///< time the item entered the index, seconds since the epoch
+    char title[512];              ///< display title
+    char artist[256];             ///< performer (music) or author
+    char album[256];              ///< album (music) or series (video)
+    char genre[128];              ///< genre text
+    char mime_type[64];           ///< MIME type, e.g. "video/mp4"
+    int64_t filesize;             ///< size of the file in bytes
+    int32_t duration;             ///< playing time in whole seconds
+    uint32_t audio_bitrate;       ///< audio bit rate, bits per second
+    uint32_t frame_bitrate;       ///< the overall (frame) bit rate recorded for the item
+    uint32_t video_bitrate;       ///< video bit rate, bits per second
+    int frame_rate_num;           ///< frame-rate numerator
+    int frame_rate_den;           ///< frame-rate denominator
+    int samplerate;               ///< audio sampling rate in Hz
+    int channel;                  ///< audio channel count
+    int resolutionx;              ///< frame or picture width in pixels
+    int resolutiony;              ///< frame or picture height in pixels
+    char video_codec[255];        ///< video codec name, e.g. "h264"
+    char container_type[64];      ///< container format name, e.g. "mpegts"
+    char audio_codec[64];         ///< audio codec name, e.g. "aac"
+    int track;                    ///< track number on its album (0: unknown)
+    int year;                     ///< year of recording or release (0: unknown)
+    int rotation;                 ///< picture rotation in degrees (photo, video)
+    char date[32];                ///< date taken or recorded, "YYYY-MM-DD hh:mm:ss" (may be empty)
+    int64_t mdate;                ///< file modification time, seconds since the epoch
+    int64_t cdate;                ///< time the item entered the index, seconds since the epoch
     char thumbnail[ZEVO_MAXPATH + 1];  ///< path of a cached thumbnail (may be empty)
 } ZEVO_MEDIA_INFO;
 

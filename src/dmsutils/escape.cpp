@@ -14,8 +14,8 @@ namespace {
 const char kHexDigits[] = "0123456789ABCDEF";
 
 bool IsUnreserved(unsigned char c) {
-    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-           c == '-' || c == '.' || c == '_';
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-' ||
+           c == '.' || c == '_';
 }
 
 std::string PercentEncode(const std::string& s, bool keepSlash) {
@@ -36,9 +36,13 @@ std::string PercentEncode(const std::string& s, bool keepSlash) {
 
 }  // namespace
 
-std::string URLEncode(const std::string& s) { return PercentEncode(s, false); }
+std::string URLEncode(const std::string& s) {
+    return PercentEncode(s, false);
+}
 
-std::string URLEncodeNoSlash(const std::string& s) { return PercentEncode(s, true); }
+std::string URLEncodeNoSlash(const std::string& s) {
+    return PercentEncode(s, true);
+}
 
 std::string XMLEscape(const std::string& s, const char* dashChars) {
     std::string result;

@@ -34,7 +34,9 @@ time_t gStampSecond = static_cast<time_t>(-1);
 char gStamp[kStampSize];
 size_t gStampLength = 0;
 
-time_t CurrentTime() { return gClock != nullptr ? gClock() : time(nullptr); }
+time_t CurrentTime() {
+    return gClock != nullptr ? gClock() : time(nullptr);
+}
 
 // The threshold is a plain word written under the lock and read without it; the
 // relaxed atomic access keeps that cheap and well defined.
@@ -127,7 +129,9 @@ void DMSLOGSetLevel(DMSLOG_LEVEL level) {
     pthread_mutex_unlock(&gLogLock);
 }
 
-DMSLOG_LEVEL DMSLOGGetLevel() { return LoadLevel(); }
+DMSLOG_LEVEL DMSLOGGetLevel() {
+    return LoadLevel();
+}
 
 char* DMSNow() {
     detail::FormatLogTimestamp(CurrentTime(), gNowBuffer, sizeof gNowBuffer);

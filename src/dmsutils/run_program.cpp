@@ -18,8 +18,7 @@ int RunProgramAndWait(const char* const argv[]) {
     // posix_spawn rather than fork: it is safe in a multi-threaded host and reports a
     // program that cannot be executed as an error instead of a child that exits 127.
     pid_t pid = 0;
-    int rc = posix_spawn(&pid, argv[0], nullptr, nullptr, const_cast<char* const*>(argv),
-                         environ);
+    int rc = posix_spawn(&pid, argv[0], nullptr, nullptr, const_cast<char* const*>(argv), environ);
     if (rc != 0) {
         return -1;
     }

@@ -2,9 +2,8 @@
 #include "calyx/platform.h"
 #include "dmsutils/run_program.h"
 
-extern "C" int QLIBCExec(const char* program, const char* arg1, const char* arg2,
-                         const char* arg3, const char* arg4, const char* arg5,
-                         const char* arg6) {
+extern "C" int QLIBCExec(const char* program, const char* arg1, const char* arg2, const char* arg3,
+                         const char* arg4, const char* arg5, const char* arg6) {
     if (program == nullptr) {
         return -1;
     }

@@ -14,7 +14,9 @@
 
 namespace {
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+bool IsBlank(char c) {
+    return c == ' ' || c == '\t';
+}
 
 std::string Trim(const char* begin, const char* end) {
     while (begin < end && IsBlank(*begin)) {

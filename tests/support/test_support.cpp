@@ -26,12 +26,15 @@ int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
 
 void RemoveTree(const std::string& path) {
     // First pass restores permissions so the second can remove everything.
-    nftw(path.c_str(), [](const char* p, const struct stat* st, int type, struct FTW*) {
-        if (type == FTW_D || type == FTW_DNR) {
-            chmod(p, 0700);
-        }
-        return 0;
-    }, 32, FTW_PHYS);
+    nftw(
+        path.c_str(),
+        [](const char* p, const struct stat* st, int type, struct FTW*) {
+            if (type == FTW_D || type == FTW_DNR) {
+                chmod(p, 0700);
+            }
+            return 0;
+        },
+        32, FTW_PHYS);
     nftw(path.c_str(), RemoveEntry, 32, FTW_DEPTH | FTW_PHYS);
 }
 
@@ -39,8 +42,8 @@ void RemoveTree(const std::string& path) {
 
 TempDir::TempDir() {
     const char* base = getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") +
-                          "/calyx-test-XXXXXX";
+    std::string pattern =
+        std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/calyx-test-XXXXXX";
     std::vector<char> buffer(pattern.begin(), pattern.end());
     buffer.push_back('\0');
     if (mkdtemp(buffer.data()) == nullptr) {
@@ -49,9 +52,13 @@ TempDir::TempDir() {
     path_ = buffer.data();
 }
 
-TempDir::~TempDir() { RemoveTree(path_); }
+TempDir::~TempDir() {
+    RemoveTree(path_);
+}
 
-std::string TempDir::file(const std::string& relative) const { return path_ + "/" + relative; }
+std::string TempDir::file(const std::string& relative) const {
+    return path_ + "/" + relative;
+}
 
 ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
     const char* old = getenv(name);
@@ -141,7 +148,9 @@ std::vector<std::string> SplitLines(const std::string& text) {
     return lines;
 }
 
-bool RunningAsRoot() { return geteuid() == 0; }
+bool RunningAsRoot() {
+    return geteuid() == 0;
+}
 
 SyslogCapture::SyslogCapture() : active_(true) {
     openlog("calyx-test", LOG_PERROR, LOG_USER);
