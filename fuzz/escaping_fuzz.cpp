@@ -19,12 +19,13 @@ int HexValue(char c) {
     return -1;  // lower-case digits are not produced
 }
 
-bool IsUnreserved(unsigned char c) { return isalnum(c) || c == '-' || c == '.' || c == '_'; }
+bool IsUnreserved(unsigned char c) {
+    return isalnum(c) || c == '-' || c == '.' || c == '_';
+}
 
 // Checks that `encoded` holds only unreserved bytes (plus "/" when kept) and "%XX"
 // triples, and that it decodes to `original`.
-void CheckPercentEncoding(const std::string& original, const std::string& encoded,
-                          bool keepSlash) {
+void CheckPercentEncoding(const std::string& original, const std::string& encoded, bool keepSlash) {
     std::string decoded;
     for (size_t i = 0; i < encoded.size(); ++i) {
         unsigned char c = static_cast<unsigned char>(encoded[i]);
@@ -51,8 +52,8 @@ std::string XMLUnescape(const std::string& escaped) {
     static const struct {
         const char* entity;
         char byte;
-    } kEntities[] = {{"&quot;", '"'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&apos;", '\''},
-                     {"&amp;", '&'}};
+    } kEntities[] = {
+        {"&quot;", '"'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&apos;", '\''}, {"&amp;", '&'}};
     std::string out;
     for (size_t i = 0; i < escaped.size();) {
         if (escaped[i] != '&') {

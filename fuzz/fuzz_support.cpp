@@ -42,18 +42,16 @@ void MakeParents(const std::string& path) {
 
 }  // namespace
 
-void PropertyFailed(const char* file, int line, const char* condition,
-                    const std::string& detail) {
-    fprintf(stderr, "%s:%d: property failed: %s\n  %s\n", file, line, condition,
-            detail.c_str());
+void PropertyFailed(const char* file, int line, const char* condition, const std::string& detail) {
+    fprintf(stderr, "%s:%d: property failed: %s\n  %s\n", file, line, condition, detail.c_str());
     abort();
 }
 
 const std::string& Root() {
     if (gRoot.empty()) {
         const char* tmp = getenv("TMPDIR");
-        std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
-                              "/calyx-fuzz-XXXXXX";
+        std::string pattern =
+            std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/calyx-fuzz-XXXXXX";
         if (mkdtemp(pattern.data()) == nullptr) {
             perror("mkdtemp");
             abort();
@@ -78,7 +76,9 @@ std::string WriteUnderRoot(const std::string& absolute, const std::string& conte
     return path;
 }
 
-void RemoveUnderRoot(const std::string& absolute) { RemoveTree(Root() + absolute); }
+void RemoveUnderRoot(const std::string& absolute) {
+    RemoveTree(Root() + absolute);
+}
 
 void OpenLogUnderRoot() {
     static bool opened = false;

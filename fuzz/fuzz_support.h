@@ -32,11 +32,11 @@ std::string Show(const std::string& bytes);
 
 }  // namespace calyx_fuzz
 
-#define FUZZ_CHECK(condition, detail)                                                  \
-    do {                                                                               \
-        if (!(condition)) {                                                            \
-            ::calyx_fuzz::PropertyFailed(__FILE__, __LINE__, #condition, (detail));    \
-        }                                                                              \
+#define FUZZ_CHECK(condition, detail)                                               \
+    do {                                                                            \
+        if (!(condition)) {                                                         \
+            ::calyx_fuzz::PropertyFailed(__FILE__, __LINE__, #condition, (detail)); \
+        }                                                                           \
     } while (0)
 
 #endif  // CALYX_FUZZ_SUPPORT_H

@@ -65,9 +65,9 @@ const char kShareDir[] = "/volume1/Music Library";
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static bool prepared = [] {
         calyx_fuzz::OpenLogUnderRoot();
-        calyx_fuzz::WriteUnderRoot("/usr/zevo/etc/shares.conf",
-                                   std::string("# shares\nmusic=") + kShareDir +
-                                       "\nempty=\nvideo=\"/volume1/video\"\n");
+        calyx_fuzz::WriteUnderRoot(
+            "/usr/zevo/etc/shares.conf",
+            std::string("# shares\nmusic=") + kShareDir + "\nempty=\nvideo=\"/volume1/video\"\n");
         return true;
     }();
     (void)prepared;
@@ -88,11 +88,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } else {
         std::string name = path.substr(slash + 1);
         FUZZ_CHECK(name.compare(0, noExt.size(), noExt) == 0, "not a prefix of the name");
-        FUZZ_CHECK(noExt.size() == name.size() || name[noExt.size()] == '.',
-                   "cut not at a dot");
-        FUZZ_CHECK(noExt.size() == name.size() || name.find('.', noExt.size() + 1) ==
-                                                     std::string::npos,
-                   "cut not at the last dot");
+        FUZZ_CHECK(noExt.size() == name.size() || name[noExt.size()] == '.', "cut not at a dot");
+        FUZZ_CHECK(
+            noExt.size() == name.size() || name.find('.', noExt.size() + 1) == std::string::npos,
+            "cut not at the last dot");
     }
 
     std::string ext = Calyx::FileGetFileExt(path);
@@ -108,8 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string trimmed = visible.substr(visible.find_first_not_of('/') == std::string::npos
                                              ? visible.size()
                                              : visible.find_first_not_of('/'));
-    bool music = path.size() <= ZEVO_MAXPATH &&
-                 trimmed.compare(0, 5, "music") == 0 &&
+    bool music = path.size() <= ZEVO_MAXPATH && trimmed.compare(0, 5, "music") == 0 &&
                  (trimmed.size() == 5 || trimmed[5] == '/');
     if (music) {
         FUZZ_CHECK(absolute.compare(0, sizeof kShareDir - 1, kShareDir) == 0,
