@@ -16,6 +16,13 @@
 #include "calyx/export.h"
 #include "calyx/types.h"
 
+// The ixml DOM types, declared exactly as <ixml.h> declares them, so that this header
+// does not need the ixml include directory.
+struct _IXML_Node;
+typedef struct _IXML_Node IXML_Node;
+struct _IXML_Document;
+typedef struct _IXML_Document IXML_Document;
+
 namespace Calyx {
 
 // ---------------------------------------------------------------------------------
@@ -139,7 +146,46 @@ CALYX_EXPORT std::string GetAbsolutePath(const std::string& sharePath);
 
 // ---------------------------------------------------------------------------------
 // XML helpers over the ixml DOM.
+//
+// The tree stays the caller's: node results are borrowed pointers into it (valid as long
+// as the tree), strings and vectors are new. Every node list or attribute map a helper
+// obtains from ixml is freed before it returns. Names are compared byte for byte,
+// namespace prefix included ("dlna:X_DLNADOC" and "X_DLNADOC" differ). The helpers keep
+// no state: several threads may use them at once as long as no thread changes a tree
+// that another one walks.
 // ---------------------------------------------------------------------------------
+
+/// The first direct child element of `parent` named `name` (note: name first). Null when
+/// `parent` is null or has no children. When no child matches, the LAST child is
+/// returned, whatever it is (another element, a text node): a caller that cannot be sure
+/// the child exists compares the result's name with `name`.
+CALYX_EXPORT IXML_Node* XMLFindChildElement(const std::string& name, IXML_Node* parent);
+
+/// Every direct child element of `parent` named `name`, in document order (deeper
+/// descendants are not searched). Empty for a null parent.
+CALYX_EXPORT std::vector<IXML_Node*> XMLEnumElements(IXML_Node* parent, const std::string& name);
+
+/// XMLGetElmentTextValue of every direct child element of `parent` named `name`, in
+/// document order: one entry per matching child, "" for a child without text.
+CALYX_EXPORT std::vector<std::string> XMLEnumTagValues(IXML_Node* parent, const std::string& name);
+
+/// The value of the attribute `name` of `element`; "" when the attribute is missing or
+/// `element` is null or not an element.
+CALYX_EXPORT std::string XMLGetAttributeValue(IXML_Node* element, const std::string& name);
+
+/// The value of the first child node of `element`, whatever its kind: "x" for
+/// "<a>x</a>", but "" for "<a><b/>x</a>" (an element has no value). Only the first piece
+/// of a text split over several nodes: "x" for "<a>x<![CDATA[y]]>z</a>" or
+/// "<a>x<!--c-->z</a>". "" when there is no first child or `element` is null.
+CALYX_EXPORT std::string XMLGetElmentTextValue(IXML_Node* element);
+
+/// The text of the first element named `tagName` anywhere in `doc` (document order, all
+/// depths; ixml's "*" matches every element). "" when there is none or it has no text.
+/// When `found` is not null it is set to true only when such an element with a text was
+/// found, so an empty or missing text ("<b/>") leaves it false. A null `doc` or
+/// `tagName` yields "" and false.
+CALYX_EXPORT std::string XMLGetFirstDocumentItem(IXML_Document* doc, const char* tagName,
+                                                 bool* found);
 
 }  // namespace Calyx
 

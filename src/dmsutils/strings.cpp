@@ -27,7 +27,8 @@ bool StringIsNumeric(const std::string& s, bool allowMinus) {
     return true;
 }
 
-std::string StringReplace(std::string src, std::string from, std::string to) {
+// The by-value parameters are part of the published signature.
+std::string StringReplace(std::string src, std::string from, std::string to) {  // NOLINT
     // An empty pattern would match forever; leave the text as it is.
     if (from.empty() || src.find(from) == std::string::npos) {
         return src;
