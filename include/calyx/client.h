@@ -1,8 +1,16 @@
-// Client identification: agent profiles, the process-wide profile list, client matching and video
-// profile selection.
+// Client identification: agent profiles, the process-wide profile list, client matching and
+// video profile selection.
+//
+// Thread safety: the profile list has no lock. Load it (InitProfileList) before other
+// threads use it and release it (ReleaseClientList) after they stop; in between, GetAgent,
+// checker construction and getVideoProfileName may run on any number of threads at once.
+// Nothing here throws.
 #ifndef CALYX_CLIENT_H
 #define CALYX_CLIENT_H
 
+#include <stdint.h>
+
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -10,6 +18,199 @@
 #include "calyx/export.h"
 #include "calyx/types.h"
 
-namespace Calyx {}  // namespace Calyx
+namespace Calyx {
+
+namespace client_detail {
+struct CompiledVideoProfiles;
+
+// Holds an agent's video-profile rules in their compiled form. Built on first use (safe
+// from several threads at once), dropped whenever the settings change through setPair.
+// Copies start empty: the copy compiles its own rules when first asked.
+class CALYX_EXPORT CompiledRulesCache {
+public:
+    CompiledRulesCache() = default;
+    CompiledRulesCache(const CompiledRulesCache&) {}
+    CompiledRulesCache& operator=(const CompiledRulesCache&) {
+        reset();
+        return *this;
+    }
+    ~CompiledRulesCache() { reset(); }
+
+    void reset();
+    const CompiledVideoProfiles* get(const std::map<std::string, std::string>& settings) const;
+
+private:
+    mutable std::atomic<const CompiledVideoProfiles*> compiled_{nullptr};
+};
+}  // namespace client_detail
+
+/// One client profile of the profile list: its name, the renderer families it belongs to
+/// (agent types), the optional behaviours switched on for it (capability options), the
+/// characters the client cannot display and its profile settings (video-profile rules).
+///
+/// Agents are filled through setPair while the profile list loads and are read-only
+/// afterwards. The fields are public for the host to read; change the settings only
+/// through setPair, which also refreshes the compiled video-profile rules (a direct write
+/// to m_profileSettings is not seen by getVideoProfileName until the next setPair).
+class CALYX_EXPORT Agent {
+public:
+    /// Renderer families, as bits of m_agentType.
+    enum AGENT_TYPE : uint32_t {
+        AGENT_TYPE_DLNA = 1u << 0,       ///< "dlna"
+        AGENT_TYPE_XBOX = 1u << 1,       ///< "xbox"
+        AGENT_TYPE_MSCLIENT = 1u << 2,   ///< "msclient"
+        AGENT_TYPE_WMP = 1u << 3,        ///< "wmp"
+        AGENT_TYPE_ROKU = 1u << 4,       ///< "roku"
+        AGENT_TYPE_MUSICONLY = 1u << 5,  ///< "musiconly"
+        AGENT_TYPE_WDTVLIVE = 1u << 6,   ///< "wdtvlive"
+        AGENT_TYPE_SAMSUNGTV = 1u << 7,  ///< "samsungtv"
+    };
+
+    /// Capability options, as bits of m_capability. The host decides what each one means.
+    enum AGENT_CAPOPT : uint32_t {
+        AGENT_CAPOPT_XMRES = 1u << 0,               ///< "xmres"
+        AGENT_CAPOPT_TRANSWAV = 1u << 1,            ///< "transwav"
+        AGENT_CAPOPT_TRANSPCM = 1u << 2,            ///< "transpcm"
+        AGENT_CAPOPT_XALBART = 1u << 3,             ///< "xalbart"
+        AGENT_CAPOPT_REVIMGRES = 1u << 4,           ///< "revimgres"
+        AGENT_CAPOPT_XVCOVER = 1u << 5,             ///< "xvcover"
+        AGENT_CAPOPT_TRANSMKV = 1u << 6,            ///< "transmkv"
+        AGENT_CAPOPT_VIDEOALBART = 1u << 7,         ///< "videoalbart"
+        AGENT_CAPOPT_VIDEOSRT = 1u << 8,            ///< "videosrt"
+        AGENT_CAPOPT_PHOTOWITHXLTHUMB = 1u << 9,    ///< "photowithxlthumb"
+        AGENT_CAPOPT_VIDEOSUBTITLEITEM = 1u << 10,  ///< "videosubtitleitem"
+        AGENT_CAPOPT_PHOTOFORCEJPEGPN = 1u << 11,   ///< "photoforcejpegpn"
+        AGENT_CAPOPT_XLIBDLNAMODULE = 1u << 12,     ///< "xlibdlnamodule"
+        AGENT_CAPOPT_PHOTOFORCEBGTHUMB = 1u << 13,  ///< "photoforcebgthumb"
+        AGENT_CAPOPT_CUSTOMIZESYMBOL = 1u << 14,    ///< "customizesymbol"
+        AGENT_CAPOPT_ORIGCOVER = 1u << 15,          ///< "origcover"
+        AGENT_CAPOPT_SENDVSMETADATA = 1u << 16,     ///< "sendvsmetadata"
+        AGENT_CAPOPT_VIDEOWITHEXT = 1u << 17,       ///< "videowithext"
+    };
+
+    /// An agent named `profileName` with no types, options, offend chars or settings.
+    explicit Agent(const std::string& profileName);
+    virtual ~Agent();
+
+    /// Sets (`on`) or clears the bits of `type` in m_agentType; any mask is accepted.
+    void setAgentType(AGENT_TYPE type, bool on);
+    /// Sets (`on`) or clears the bits of `opt` in m_capability; any mask is accepted.
+    void setCapability(AGENT_CAPOPT opt, bool on);
+    /// True when `name` equals the profile name byte for byte (case matters).
+    bool checkProfileName(const std::string& name);
+
+    /// Takes one key/value pair of a profile entry; the first rule that applies decides:
+    /// - a key beginning with "profile": when it holds an "@", the text after the first
+    ///   "@" becomes a setting key whose first value is kept (later ones are dropped);
+    ///   without an "@" the pair is ignored;
+    /// - an agent type name ("dlna", "xbox", ...; exact bytes): the type is switched on
+    ///   when `value` is exactly "yes", off otherwise;
+    /// - "agentopt": every option name among the blank- or tab-separated words of `value`
+    ///   is switched on (unknown words are ignored; nothing is switched off);
+    /// - anything else is ignored.
+    void setPair(const std::string& key, const std::string& value);
+
+    std::string m_offendChars;  ///< characters this client cannot display
+    uint32_t m_agentType;       ///< bits of AGENT_TYPE
+    uint32_t m_capability;      ///< bits of AGENT_CAPOPT
+    /// Profile settings by the text after the "@" of their key: video-profile rules.
+    std::map<std::string, std::string> m_profileSettings;
+    std::string m_profileName;  ///< the profile's name; never changed after construction
+
+    /// The compiled form of m_profileSettings used by getVideoProfileName (internal).
+    client_detail::CompiledRulesCache m_compiledRules;
+};
+
+/// The result of matching one client to a profile, made per request, plus the class-wide
+/// profile list.
+///
+/// Profile list file: a JSON object (comments allowed) whose "ProfileList" array holds one
+/// object per profile. Of each entry, "profileName" names the agent (an entry without it is
+/// skipped), "offendchars" becomes m_offendChars, "profileID" is not read here, and every
+/// other member goes to Agent::setPair in ascending byte order of the member names. Values
+/// are read as text: a number as its decimal text, a boolean as "true"/"false", null as "".
+///
+/// Wrong-typed input is loaded as far as it makes sense and never throws: a top level that
+/// is not an object, or a "ProfileList" that is not an array, adds nothing (the load still
+/// succeeds); an entry that is not an object, or whose "profileName" is an array or object,
+/// is skipped; any other member whose value is an array or object is ignored, and the rest
+/// of its entry is loaded.
+class CALYX_EXPORT DMSClientChecker {
+public:
+    /// Appends one agent per usable entry of the profile list file at `path` (earlier
+    /// agents keep shadowing later ones of the same name). False, with an error logged and
+    /// the list unchanged, when the file cannot be opened or is not valid JSON.
+    static bool InitProfileList(const std::string& path);
+    /// Deletes every agent of the list and empties it. Checkers made earlier keep a
+    /// dangling m_agent, which the host must no longer use.
+    static void ReleaseClientList();
+    /// The first agent in list order named exactly `profileName`, or null. Borrowed.
+    static Agent* GetAgent(const std::string& profileName);
+    /// `text` up to its first newline, leading spaces dropped, with a backslash before each
+    /// of the characters .[]*+?|^${}\<>() so it can stand inside a regular expression. A
+    /// null `text` gives "".
+    static std::string EscapeRegex(const char* text);
+
+    /// Matches `profileName` to the profile list. A profile found by name (never for the
+    /// name "Default Profile") gives its type flags, capability bits and offend chars;
+    /// otherwise only m_isDLNA can be set: to `defaultDLNA` when `userAgent` is empty, to
+    /// true when `userAgent` contains "DLNADOC".
+    DMSClientChecker(const std::string& userAgent, const std::string& profileName,
+                     bool defaultDLNA);
+
+    /// A copy of m_offendChars.
+    std::string GetOffendChar();
+
+    /// The name of the first video profile of the matched agent (in ascending name order)
+    /// whose every condition `item` satisfies; "" when none does, when no agent matched or
+    /// when `item` is null. Allocates nothing but the returned name.
+    std::string getVideoProfileName(const ZEVO_MEDIA_INFO* item);
+    /// True when one of the "&"-separated alternatives of `setting` equals `value` lowered.
+    bool checkIsSatisfyValue(const std::string& setting, const std::string& value);
+    /// Splits `setting` at "~": one piece goes to `low`, two pieces to `low` and `high`;
+    /// any other count touches neither.
+    void getRangeBySetting(const std::string& setting, std::string& low, std::string& high);
+    /// True when `value` equals the single bound of `setting`, or lies within its two
+    /// bounds (inclusive). Bounds are read like strtol in base 10, saturated to 32 bits.
+    bool checkIsSatisfyRange(const std::string& setting, const int& value);
+
+    std::string m_offendChars;  ///< the matched agent's offend chars, or ""
+    std::string m_profileName;  ///< the profile name the checker was made for
+    bool m_isMSClient;
+    bool m_isXbox;
+    bool m_isDLNA;
+    bool m_isWMP;
+    bool m_isMusicOnly;
+    bool m_isRoku;
+    bool m_isWDTVLive;
+    bool m_isSamsungTV;
+    bool m_defaultDLNA;     ///< the constructor's `defaultDLNA`
+    uint32_t m_capability;  ///< the matched agent's capability bits, or 0
+    Agent* m_agent;         ///< the matched agent (borrowed from the profile list), or null
+};
+
+// ---------------------------------------------------------------------------------------
+// Diagnostics: why an item does or does not get a video profile.
+// ---------------------------------------------------------------------------------------
+
+/// How one video-profile rule judged one item.
+struct VideoProfileVerdict {
+    std::string profileName;  ///< the video profile (setting key)
+    std::string rule;         ///< its rule text
+    bool matched = false;     ///< every condition held
+    /// Why it did not match: the key text of the first failing condition (e.g.
+    /// "resolutionx@"), or "" when the rule names no known condition. "" when matched.
+    std::string failedKey;
+    std::string failedCondition;  ///< the failing condition's value, e.g. "1~1920"
+    std::string itemValue;        ///< the item's value it was held against, as text
+};
+
+/// Holds `item` against every video profile of `agent` in the order getVideoProfileName
+/// tries them, without stopping at the first match; the first verdict with `matched` set
+/// names the profile getVideoProfileName returns. Empty when either pointer is null.
+CALYX_EXPORT std::vector<VideoProfileVerdict> ExplainVideoProfiles(const Agent* agent,
+                                                                   const ZEVO_MEDIA_INFO* item);
+
+}  // namespace Calyx
 
 #endif  // CALYX_CLIENT_H
