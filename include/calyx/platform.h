@@ -36,7 +36,8 @@ typedef struct ZEVO_NET_CARD {
     char name[42];     ///< offset 30: text entry (the interface name), NUL-terminated
 } ZEVO_NET_CARD;
 
-/// A result set of ZEVODBExecute. Opaque; released by ZEVODBFreeResult.
+/// A result set of ZEVODBExecute. Opaque; released by ZEVODBFreeResult. One thread at a
+/// time may use a result set.
 typedef struct DBResult DBResult;
 
 /// Row cursor for ZEVODBFetchRow. ZEVODBFetchRow positions it from the result set it is
@@ -102,13 +103,16 @@ CALYX_EXPORT char* ZEVODBEscapeStrAlloc(const char* text);
 /// cut to `size`). Returns 0, or -1 when `out` is null or `size` is not positive.
 CALYX_EXPORT int ZEVODBEscapeBackslash(char* out, int size, const char* text);
 
-/// Connects to database `dbname` as `user`; a null host or password takes the client
-/// library's defaults (PGHOST, PGPORT, ...). Returns the connection, or null.
+/// Connects to database `dbname` as `user`; a null argument takes the client library's
+/// defaults (PGHOST, PGPORT, PGUSER, ...). The session uses the UTF-8 client encoding and
+/// standard-conforming strings, which SQLEscapeString and SQLEscapeCondition rely on.
+/// Returns the connection, or null. A connection is used by one thread at a time.
 CALYX_EXPORT DBConnect* ZEVODBConnect(const char* host, const char* user, const char* password,
                                       const char* dbname);
 
 /// Runs `sql` and stores its new result set in `*result`. Returns 0 on success (rows or
-/// command); on failure returns non-zero and stores nothing (`*result` is left null).
+/// command); on failure returns non-zero and stores no result (`*result` is set to null).
+/// A connection found broken is re-established once before the statement is sent.
 CALYX_EXPORT int ZEVODBExecute(DBConnect* conn, const char* sql, DBResult** result);
 
 /// Number of rows of `result` (0 for a null result).
@@ -119,7 +123,8 @@ CALYX_EXPORT int ZEVODBNumRows(DBResult* result);
 CALYX_EXPORT int ZEVODBFetchRow(DBResult* result, DBRow* row);
 
 /// The text of column `name` in the current row, or null for a missing column, an SQL
-/// NULL or a cursor that is not on a row. Valid until the result set is freed.
+/// NULL or a cursor that is not on a row. Column names follow SQL identifier rules
+/// (unquoted: any case; "double-quoted": exact). Valid until the result set is freed.
 CALYX_EXPORT const char* ZEVODBFetchField(DBResult* result, DBRow row, const char* name);
 
 /// Frees a result set; null is ignored.
@@ -129,7 +134,10 @@ CALYX_EXPORT void ZEVODBFreeResult(DBResult* result);
 CALYX_EXPORT void ZEVODBClose(DBConnect* conn);
 
 /// Fills every field of `info` from the current row's columns of the same name (absent
-/// columns give zero or empty). Returns 0 on success, non-zero when there is no row.
+/// columns and SQL NULLs give zero or empty; numbers beyond a field's range are clamped;
+/// texts too long for their array are cut and NUL-terminated; bytes after a text's
+/// terminator are left as they were). Column numbers are looked up once per result set.
+/// Returns 0 on success, non-zero when the cursor is not on a row or `info` is null.
 CALYX_EXPORT int MediaInfoDBGetRecoredData(DBResult* result, DBRow row, ZEVO_MEDIA_INFO* info);
 
 #ifdef __cplusplus

@@ -1,0 +1,177 @@
+// The folders indexed for one media type, from the platform's index folder file.
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <json/reader.h>
+#include <json/value.h>
+
+#include "calyx/core.h"
+#include "calyx/ext.h"
+#include "calyx/host.h"
+#include "host/media_type_word.h"
+
+namespace Calyx {
+
+namespace {
+
+using FolderMap = std::map<std::string, std::string>;
+
+// Present: the member exists and is not null, an empty array or an empty object.
+bool IsPresent(const Json::Value& entry, const char* key) {
+    if (!entry.isObject()) {
+        return false;
+    }
+    const Json::Value* member = entry.find(key, key + strlen(key));
+    return member != nullptr && !member->empty();
+}
+
+// The JSON library's boolean conversion; a value it cannot convert is not true.
+bool IsTrue(const Json::Value& value) {
+    try {
+        return value.asBool();
+    } catch (const Json::Exception&) {
+        return false;
+    }
+}
+
+bool ReadWholeFile(const std::string& path, std::string& text) {
+    FILE* file = fopen(path.c_str(), "re");
+    if (file == nullptr) {
+        return false;
+    }
+    struct stat st;
+    if (fstat(fileno(file), &st) != 0 || S_ISDIR(st.st_mode)) {
+        fclose(file);
+        return false;
+    }
+    char chunk[8192];
+    size_t n;
+    while ((n = fread(chunk, 1, sizeof chunk, file)) > 0) {
+        text.append(chunk, n);
+    }
+    bool ok = ferror(file) == 0;
+    fclose(file);
+    return ok;
+}
+
+// Comments are allowed. A document nested too deeply for the reader counts as invalid.
+bool ParseDocument(const std::string& text, Json::Value& root) {
+    try {
+        Json::Reader reader;
+        return reader.parse(text, root, true);
+    } catch (const Json::Exception&) {
+        return false;
+    }
+}
+
+void InsertIfResolvable(FolderMap& folders, const std::string& sharePath, const std::string& name) {
+    std::string path = GetAbsolutePath(sharePath);
+    if (!path.empty()) {
+        folders.emplace(path, name);
+    }
+}
+
+// No entry is a default folder: the type's share first, then every entry marked for
+// the type, under its "name".
+void CollectWithoutDefaults(const Json::Value& entries, const std::string& word,
+                            FolderMap& folders) {
+    InsertIfResolvable(folders, word, word);
+    for (const Json::Value& entry : entries) {
+        if (!IsPresent(entry, word.c_str()) || !IsPresent(entry, "path") ||
+            !IsPresent(entry, "name") || !IsTrue(entry[word])) {
+            continue;
+        }
+        try {
+            InsertIfResolvable(folders, entry["path"].asString(), entry["name"].asString());
+        } catch (const Json::Exception&) {
+            // "path" or "name" is not convertible to text: the entry is skipped.
+        }
+    }
+}
+
+// Some entry is a default folder: only entries that carry "default" count; a default
+// one shows under its share name. The type's share is added last, unchecked, so an
+// entry that named the same folder keeps its name and a missing share gives "".
+void CollectWithDefaults(const Json::Value& entries, const std::string& word, FolderMap& folders) {
+    for (const Json::Value& entry : entries) {
+        if (!IsPresent(entry, "default") || !IsPresent(entry, word.c_str()) ||
+            !IsPresent(entry, "path") || !IsPresent(entry, "name") || !IsTrue(entry[word])) {
+            continue;
+        }
+        try {
+            std::string path = entry["path"].asString();
+            std::vector<std::string> components = StringExplode(path, "/");
+            if (components.empty()) {
+                continue;
+            }
+            std::string name = IsTrue(entry["default"]) ? components[0] : entry["name"].asString();
+            InsertIfResolvable(folders, path, name);
+        } catch (const Json::Exception&) {
+            // "path" or "name" is not convertible to text: the entry is skipped.
+        }
+    }
+    folders.emplace(GetAbsolutePath(word), word);
+}
+
+bool HasDefaultEntry(const Json::Value& entries) {
+    for (const Json::Value& entry : entries) {
+        if (IsPresent(entry, "default") && IsTrue(entry["default"])) {
+            return true;
+        }
+    }
+    return false;
+}
+
+FolderMap CollectIndexLocations(const std::string& word) {
+    FolderMap folders;
+    std::string file = ResolveFixedPath("/usr/zevo/etc/index_folder.conf");
+    struct stat st;
+    if (stat(file.c_str(), &st) != 0) {
+        InsertIfResolvable(folders, word, word);
+        return folders;
+    }
+    std::string text;
+    if (!ReadWholeFile(file, text)) {
+        if (DMSLOGGetLevel() >= 0) {
+            DMSPrintf(DMSLOG_ERR, "Error: %s could not open\n", file.c_str());
+        }
+        return folders;
+    }
+    Json::Value root;
+    if (!ParseDocument(text, root)) {
+        if (DMSLOGGetLevel() >= 0) {
+            DMSPrintf(DMSLOG_ERR, "Error: Json::Reader::parse %s failed\n", file.c_str());
+        }
+        return folders;
+    }
+    // Any other top level is taken as a list without entries.
+    const Json::Value entries = root.isArray() ? root : Json::Value(Json::arrayValue);
+    if (HasDefaultEntry(entries)) {
+        CollectWithDefaults(entries, word, folders);
+    } else {
+        CollectWithoutDefaults(entries, word, folders);
+    }
+    return folders;
+}
+
+}  // namespace
+
+std::map<std::string, std::string> GetIndexLoacationPath(const MEDIA_TABLE_TYPE& type) {
+    const char* word = detail::MediaTypeWord(type);
+    if (word == nullptr) {
+        return {};
+    }
+    try {
+        return CollectIndexLocations(word);
+    } catch (const std::exception&) {
+        // Out of memory while building the map: nothing usable to return.
+        return {};
+    }
+}
+
+}  // namespace Calyx

@@ -1,0 +1,165 @@
+// Portable media index database layer over libpq: connections, statements, result sets
+// and their row cursors.
+#include <atomic>
+#include <new>
+
+#include "calyx/platform.h"
+#include "platform/pg_handles.h"
+
+namespace {
+
+// Serial numbers of result sets; 0 is never handed out, so a zeroed cursor is on no row.
+std::atomic<uint64_t> gNextResultSerial{1};
+
+// Session settings the library's escaping relies on: with standard-conforming strings a
+// backslash in a '...' literal is a plain byte, and with a UTF-8 client encoding a quote
+// byte can never be the tail of a multi-byte character.
+// (The encoding is a connection parameter; see ZEVODBConnect.)
+bool PrepareSession(PGconn* pg) {
+    PGresult* r = PQexec(pg, "SET standard_conforming_strings = on");
+    bool ok = PQresultStatus(r) == PGRES_COMMAND_OK;
+    PQclear(r);
+    return ok;
+}
+
+// A COPY started by a statement would leave the connection stuck in copy mode: end it
+// and drop every remaining result, so the next statement runs normally.
+void AbandonCopy(PGconn* pg, ExecStatusType status) {
+    if (status == PGRES_COPY_IN) {
+        PQputCopyEnd(pg, "COPY FROM STDIN is not supported here");
+    } else if (status == PGRES_COPY_OUT) {
+        char* buffer = nullptr;
+        while (PQgetCopyData(pg, &buffer, 0) > 0) {
+            PQfreemem(buffer);
+            buffer = nullptr;
+        }
+    }
+    while (PGresult* rest = PQgetResult(pg)) {
+        PQclear(rest);
+    }
+}
+
+// Server notices (NOTICE, WARNING) are not the host's business: libpq would print them on
+// the process's standard error.
+void IgnoreNotice(void*, const char*) {}
+
+}  // namespace
+
+extern "C" DBConnect* ZEVODBConnect(const char* host, const char* user, const char* password,
+                                    const char* dbname) {
+    const char* keys[7];
+    const char* values[7];
+    int n = 0;
+    auto add = [&](const char* key, const char* value) {
+        if (value != nullptr) {
+            keys[n] = key;
+            values[n] = value;
+            ++n;
+        }
+    };
+    add("host", host);
+    add("user", user);
+    add("password", password);
+    add("dbname", dbname);
+    add("client_encoding", "UTF8");
+    add("fallback_application_name", "calyx");
+    keys[n] = nullptr;
+    values[n] = nullptr;
+
+    // expand_dbname 0: a database name is only a name, never a connection string.
+    PGconn* pg = PQconnectdbParams(keys, values, 0);
+    if (pg == nullptr) {
+        return nullptr;
+    }
+    if (PQstatus(pg) != CONNECTION_OK || !PrepareSession(pg)) {
+        PQfinish(pg);
+        return nullptr;
+    }
+    PQsetNoticeProcessor(pg, IgnoreNotice, nullptr);
+    DBConnect* conn = new (std::nothrow) DBConnect{pg};
+    if (conn == nullptr) {
+        PQfinish(pg);
+    }
+    return conn;
+}
+
+extern "C" int ZEVODBExecute(DBConnect* conn, const char* sql, DBResult** result) {
+    if (result == nullptr) {
+        return -1;
+    }
+    *result = nullptr;
+    if (conn == nullptr || conn->pg == nullptr || sql == nullptr) {
+        return -1;
+    }
+    // A connection lost since the last statement is re-established once; nothing has
+    // been sent yet, so no statement can run twice.
+    if (PQstatus(conn->pg) == CONNECTION_BAD) {
+        PQreset(conn->pg);
+        if (PQstatus(conn->pg) != CONNECTION_OK || !PrepareSession(conn->pg)) {
+            return -1;
+        }
+    }
+    PGresult* pg = PQexec(conn->pg, sql);
+    ExecStatusType status = PQresultStatus(pg);
+    if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
+        PQclear(pg);
+        if (status == PGRES_COPY_IN || status == PGRES_COPY_OUT) {
+            AbandonCopy(conn->pg, status);
+        }
+        return -1;
+    }
+    DBResult* wrapped = new (std::nothrow) DBResult;
+    if (wrapped == nullptr) {
+        PQclear(pg);
+        return -1;
+    }
+    wrapped->pg = pg;
+    wrapped->serial = gNextResultSerial.fetch_add(1, std::memory_order_relaxed);
+    wrapped->rows = PQntuples(pg);
+    wrapped->mediaColumnsKnown = false;
+    *result = wrapped;
+    return 0;
+}
+
+extern "C" int ZEVODBNumRows(DBResult* result) {
+    return result != nullptr ? result->rows : 0;
+}
+
+extern "C" int ZEVODBFetchRow(DBResult* result, DBRow* row) {
+    if (result == nullptr || row == nullptr) {
+        return -1;
+    }
+    if (row->result_serial != result->serial) {
+        // The cursor last walked another result set (or none): start at the first row.
+        row->result_serial = result->serial;
+        row->index = 0;
+    } else if (row->index < result->rows) {
+        ++row->index;
+    }
+    return row->index < result->rows ? 0 : 1;
+}
+
+extern "C" const char* ZEVODBFetchField(DBResult* result, DBRow row, const char* name) {
+    if (name == nullptr || !Calyx::detail::CursorOnRow(result, row)) {
+        return nullptr;
+    }
+    int column = PQfnumber(result->pg, name);
+    if (column < 0 || PQgetisnull(result->pg, row.index, column)) {
+        return nullptr;
+    }
+    return PQgetvalue(result->pg, row.index, column);
+}
+
+extern "C" void ZEVODBFreeResult(DBResult* result) {
+    if (result != nullptr) {
+        PQclear(result->pg);
+        delete result;
+    }
+}
+
+extern "C" void ZEVODBClose(DBConnect* conn) {
+    if (conn != nullptr) {
+        PQfinish(conn->pg);
+        delete conn;
+    }
+}
