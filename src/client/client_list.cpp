@@ -1,0 +1,418 @@
+// DMSClientList: loading, saving, lookups and the discovery update of the client list.
+#include "calyx/client_list.h"
+
+#include <json/reader.h>
+#include <strings.h>
+
+#include <cstdio>
+#include <fstream>
+
+#include "calyx/core.h"
+#include "calyx/ext.h"
+#include "client/client_list_index.h"
+#include "client/client_list_json.h"
+#include "client/client_list_matcher.h"
+#include "client/client_list_save.h"
+
+namespace Calyx {
+
+namespace detail {
+
+// What the object keeps beside its documents: the position index of "ClientList" and
+// the identification records prepared from m_profileIDList.
+struct ClientListState {
+    ClientListIndex index;
+    std::vector<IdentificationRecord> records;
+};
+
+}  // namespace detail
+
+namespace {
+
+using detail::ClientListState;
+
+const char* const kClientListFile = "/var/packages/Calyx/etc/client_list.json";
+const char* const kGeneralDisplayName = "General DMA";
+constexpr size_t kHeaderKeySize = 50;
+constexpr size_t kDisplayNameSize = 200;
+
+void DeleteState(ClientListState* state) {
+    delete state;
+}
+
+class MutexLock {
+public:
+    explicit MutexLock(pthread_mutex_t* mutex) : mutex_(mutex) { pthread_mutex_lock(mutex_); }
+    ~MutexLock() { pthread_mutex_unlock(mutex_); }
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
+
+private:
+    pthread_mutex_t* mutex_;
+};
+
+// "ClientList" of the document, added as null when the document (null or an object)
+// lacks it, as a lookup by name does; null when the root cannot have members.
+Json::Value* ClientListOf(Json::Value& root) {
+    if (!root.isNull() && !root.isObject()) {
+        return nullptr;
+    }
+    return &root["ClientList"];
+}
+
+void RebuildIndex(const Json::Value& root, ClientListState& state) {
+    state.index.Rebuild(detail::FindMember(root, "ClientList"));
+}
+
+// The placeholder document holds "ClientList": 0, an integer (not 0.0, false or "0").
+bool IsPlaceholderList(const Json::Value& root) {
+    const Json::Value* list = detail::FindMember(root, "ClientList");
+    if (list == nullptr) {
+        return false;
+    }
+    if (list->type() == Json::intValue) {
+        return list->asLargestInt() == 0;
+    }
+    return list->type() == Json::uintValue && list->asLargestUInt() == 0;
+}
+
+bool FindEntryLocked(Json::Value& root, const ClientListState& state, const std::string& mac,
+                     unsigned int& index) {
+    if (ClientListOf(root) == nullptr) {
+        return false;
+    }
+    unsigned pos = 0;
+    if (!state.index.FindMac(mac, pos)) {
+        return false;
+    }
+    index = pos;
+    return true;
+}
+
+enum class HeaderTarget { kOpen, kBrowse, kDiscovery, kNone };
+
+HeaderTarget TargetOf(const std::string& source) {
+    if (source == "WebSerOpen") {
+        return HeaderTarget::kOpen;
+    }
+    if (source == "HandleActionRequest") {
+        return HeaderTarget::kBrowse;
+    }
+    if (source == "HandleDiscovery") {
+        return HeaderTarget::kDiscovery;
+    }
+    return HeaderTarget::kNone;
+}
+
+bool IsSkippedHeader(const std::string& name) {
+    static const char* const kSkipped[] = {"Cache-Control",  "Pragma",       "Connection",
+                                           "Host",           "DATE",         "Accept",
+                                           "content-length", "content-type", "soapaction"};
+    for (const char* skipped : kSkipped) {
+        if (strcasecmp(name.c_str(), skipped) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void StoreHeaders(HeaderTarget target, const std::map<std::string, std::string>& headers,
+                  Json::Value& entry) {
+    if (target == HeaderTarget::kNone) {
+        return;
+    }
+    char key[kHeaderKeySize];
+    for (const auto& header : headers) {
+        if (IsSkippedHeader(header.first)) {
+            continue;
+        }
+        if (target == HeaderTarget::kDiscovery) {
+            entry[header.first] = header.second;
+            continue;
+        }
+        // Composed keys are cut at 49 characters, the size of the key buffer.
+        snprintf(key, sizeof key, target == HeaderTarget::kOpen ? "open_%s" : "browse_%s",
+                 header.first.c_str());
+        entry[key] = header.second;
+    }
+}
+
+}  // namespace
+
+DMSClientList::DMSClientList()
+    : m_root(), m_profileIDList(), m_denyNewClients(false), m_state(nullptr, &DeleteState) {
+    pthread_mutex_init(&m_mutex, nullptr);
+    m_state.reset(new ClientListState);
+}
+
+bool DMSClientList::Load(const std::string& clientListPath, const std::string& profileListPath) {
+    if (LoadClientList(clientListPath) == 0) {
+        return false;
+    }
+    return LoadProfileIDList(profileListPath) != 0;
+}
+
+int DMSClientList::LoadClientList(const std::string& path) {
+    try {
+        std::ifstream in(path.c_str());
+        if (!in) {
+            if (DMSLOGGetLevel() >= 0) {
+                DMSPrintf(DMSLOG_ERR, "Error: DMSClientList::LoadClientList - %s could not open\n",
+                          path.c_str());
+            }
+            return 0;
+        }
+        Json::Value document;
+        bool parsed = false;
+        try {
+            Json::Reader reader;
+            parsed = reader.parse(in, document, true);
+        } catch (const std::exception&) {
+            // The reader gives up on pathological nesting by throwing; that is a parse
+            // failure like any other.
+            document = Json::Value();
+        }
+        {
+            MutexLock lock(&m_mutex);
+            m_root.swap(document);
+            RebuildIndex(m_root, *m_state);
+        }
+        if (!parsed) {
+            if (DMSLOGGetLevel() >= 0) {
+                DMSPrintf(DMSLOG_ERR,
+                          "Error: DMSClientList::LoadClientList - Json::Reader::parse failed\n");
+            }
+            return 0;
+        }
+        return 1;
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
+int DMSClientList::LoadProfileIDList(const std::string& path) {
+    try {
+        std::ifstream in(path.c_str());
+        if (!in) {
+            if (DMSLOGGetLevel() >= 0) {
+                DMSPrintf(DMSLOG_ERR,
+                          "Error: DMSClientList::LoadProfileIDList - %s could not open\n",
+                          path.c_str());
+            }
+            return 0;
+        }
+        Json::Value document;
+        bool parsed = false;
+        try {
+            Json::Reader reader;
+            parsed = reader.parse(in, document, true);
+        } catch (const std::exception&) {
+            parsed = false;
+        }
+        if (!parsed) {
+            if (DMSLOGGetLevel() >= 0) {
+                DMSPrintf(DMSLOG_ERR,
+                          "Error: DMSClientList::LoadProfileIDList - Json::Reader::parse failed\n");
+            }
+            return 0;
+        }
+        Json::Value jsonRecords(Json::arrayValue);
+        std::vector<detail::IdentificationRecord> records;
+        detail::CollectIdentificationRecords(document, &jsonRecords, records);
+
+        MutexLock lock(&m_mutex);
+        for (Json::ArrayIndex i = 0; i < jsonRecords.size(); ++i) {
+            m_profileIDList.append(std::move(jsonRecords[i]));
+        }
+        for (auto& record : records) {
+            m_state->records.push_back(std::move(record));
+        }
+        return 1;
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
+int DMSClientList::WriteToFile() {
+    MutexLock lock(&m_mutex);
+    try {
+        return detail::SaveClientDocument(ResolveFixedPath(kClientListFile), m_root);
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
+bool DMSClientList::VerifyMacIsExist(const std::string& mac, unsigned int& index) {
+    MutexLock lock(&m_mutex);
+    try {
+        return FindEntryLocked(m_root, *m_state, mac, index);
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+std::string DMSClientList::FindMacByIP(const std::string& ip) {
+    MutexLock lock(&m_mutex);
+    try {
+        Json::Value* list = ClientListOf(m_root);
+        unsigned pos = 0;
+        if (list == nullptr || !m_state->index.FindIp(ip, pos)) {
+            return std::string();
+        }
+        const Json::Value* mac = detail::FindMember((*list)[pos], "macAddr");
+        return mac != nullptr ? detail::TextOrEmpty(*mac) : std::string();
+    } catch (const std::exception&) {
+        return std::string();
+    }
+}
+
+std::string DMSClientList::FindKey(const std::string& mac, const std::string& key) {
+    MutexLock lock(&m_mutex);
+    try {
+        unsigned int pos = 0;
+        if (!FindEntryLocked(m_root, *m_state, mac, pos)) {
+            return std::string();
+        }
+        Json::Value& entry = m_root["ClientList"][pos];
+        bool existed = detail::FindMember(entry, key) != nullptr;
+        // Looking the member up by name adds it as null when the entry lacks it.
+        const Json::Value& member = entry[key];
+        std::string text;
+        if (detail::IsPresent(&member)) {
+            detail::TextOf(member, text);
+        }
+        if (!existed) {
+            m_state->index.Update(pos, entry);  // a null "ipAddr" no longer ends the scan
+        }
+        return text;
+    } catch (const std::exception&) {
+        RebuildIndex(m_root, *m_state);
+        return std::string();
+    }
+}
+
+int DMSClientList::EraseObject(const std::string& mac) {
+    MutexLock lock(&m_mutex);
+    try {
+        unsigned int pos = 0;
+        if (!FindEntryLocked(m_root, *m_state, mac, pos)) {
+            return 0;
+        }
+        Json::Value& entry = m_root["ClientList"][pos];
+        for (const std::string& name : entry.getMemberNames()) {
+            if (name != "macAddr" && name != "isAccess" && name != "browse_user-agent" &&
+                name != "open_user-agent") {
+                entry.removeMember(name);
+            }
+        }
+        m_state->index.Update(pos, entry);
+        return 1;
+    } catch (const std::exception&) {
+        RebuildIndex(m_root, *m_state);
+        return 0;
+    }
+}
+
+int DMSClientList::UpdateKeys(const std::string& source, const std::string& mac,
+                              const std::string& ip,
+                              const std::map<std::string, std::string>& headers) {
+    MutexLock lock(&m_mutex);
+    if (mac.empty()) {
+        if (DMSLOGGetLevel() > 1) {
+            DMSPrintf(DMSLOG_DEBUG,
+                      "Error: DMSClientList::UpdateKeys - MAC address is empty by %s from ARP "
+                      "talble\n",
+                      ip.c_str());
+        }
+        return 0;
+    }
+    try {
+        if (IsPlaceholderList(m_root)) {
+            m_root.clear();
+            RebuildIndex(m_root, *m_state);
+        }
+        Json::Value* list = ClientListOf(m_root);
+        if (list == nullptr || !(list->isNull() || list->isArray())) {
+            if (DMSLOGGetLevel() > 1) {
+                DMSPrintf(DMSLOG_DEBUG,
+                          "Error: DMSClientList::UpdateKeys - the client list document holds "
+                          "no client array\n");
+            }
+            return 0;
+        }
+        HeaderTarget target = TargetOf(source);
+        std::string text;
+        unsigned int pos = 0;
+        if (!m_state->index.FindMac(mac, pos)) {
+            Json::Value entry(Json::objectValue);
+            StoreHeaders(target, headers, entry);
+            entry["ipAddr"] = ip;
+            entry["macAddr"] = mac;
+            entry["isAccess"] = !m_denyNewClients;
+            DetermineOrigProfileName(entry, text);
+            entry["profileName_Orig"] = text;
+            DetermineProfileName(entry, text);
+            entry["profileName"] = text;
+            DetermineDisplayName(entry, text);
+            entry["displayName"] = text;
+            Json::ArrayIndex newPos = list->size();
+            list->append(std::move(entry));
+            m_state->index.Update(newPos, (*list)[newPos]);
+            return 1;
+        }
+        Json::Value& entry = (*list)[pos];
+        StoreHeaders(target, headers, entry);
+        entry["ipAddr"] = ip;
+        DetermineOrigProfileName(entry, text);
+        entry["profileName_Orig"] = text;
+        DetermineProfileName(entry, text);
+        entry["profileName"] = text;
+        DetermineDisplayName(entry, text);
+        entry["displayName"] = text;
+        m_state->index.Update(pos, entry);
+        return 1;
+    } catch (const std::exception&) {
+        // Out of memory half-way: the document may hold part of the update; the index
+        // must describe it as it is.
+        try {
+            RebuildIndex(m_root, *m_state);
+        } catch (const std::exception&) {
+        }
+        return 0;
+    }
+}
+
+void DMSClientList::DetermineDisplayName(const Json::Value& entry, std::string& out) const {
+    std::string manufacturer;
+    if (!detail::PresentText(entry, "manufacturer", manufacturer)) {
+        manufacturer.clear();
+    }
+    std::string field;
+    for (const char* name : {"friendlyName", "modelDescription", "modelName"}) {
+        if (detail::PresentText(entry, name, field)) {
+            char buffer[kDisplayNameSize];
+            snprintf(buffer, sizeof buffer, "%s %s", manufacturer.c_str(), field.c_str());
+            out = buffer;
+            return;
+        }
+    }
+    const Json::Value* orig = detail::FindMember(entry, "profileName_Orig");
+    std::string origName = orig != nullptr ? detail::TextOrEmpty(*orig) : std::string();
+    out = origName == detail::kDefaultProfileName ? kGeneralDisplayName : origName;
+}
+
+void DMSClientList::DetermineProfileName(const Json::Value& entry, std::string& out) const {
+    std::string selected;
+    if (detail::PresentText(entry, "profileName_UserSelected", selected)) {
+        out = selected;
+        return;
+    }
+    const Json::Value* orig = detail::FindMember(entry, "profileName_Orig");
+    out = orig != nullptr ? detail::TextOrEmpty(*orig) : std::string();
+}
+
+void DMSClientList::DetermineOrigProfileName(const Json::Value& entry, std::string& out) const {
+    out = detail::FirstMatchingProfile(m_state->records, entry);
+}
+
+}  // namespace Calyx

@@ -1,0 +1,64 @@
+// Shared helpers of the client list tests.
+#ifndef CALYX_TESTS_CLIENT_LIST_TEST_UTIL_H
+#define CALYX_TESTS_CLIENT_LIST_TEST_UTIL_H
+
+#include <json/reader.h>
+#include <json/value.h>
+
+#include <string>
+
+#include "calyx/core.h"
+#include "support/test_support.h"
+
+namespace calyx_test {
+
+inline const char* kClientListFixedPath = "/var/packages/Calyx/etc/client_list.json";
+
+// The library log of the test process, opened once in a private directory; a watch
+// returns what was logged since it was made.
+class LogWatch {
+public:
+    LogWatch() : start_(ReadFile(LogPath()).size()) {}
+    std::string Text() const { return ReadFile(LogPath()).substr(start_); }
+    bool Contains(const std::string& text) const { return Text().find(text) != std::string::npos; }
+
+    static const std::string& LogPath() {
+        static TempDir dir;
+        static const std::string path = [] {
+            std::string p = dir.file("calyx.log");
+            Calyx::DMSLOGInit(p.c_str());
+            return p;
+        }();
+        return path;
+    }
+
+private:
+    size_t start_;
+};
+
+// Sets the log threshold for the scope.
+class ScopedLogLevel {
+public:
+    explicit ScopedLogLevel(Calyx::DMSLOG_LEVEL level) : old_(Calyx::DMSLOGGetLevel()) {
+        LogWatch::LogPath();
+        Calyx::DMSLOGSetLevel(level);
+    }
+    ~ScopedLogLevel() { Calyx::DMSLOGSetLevel(old_); }
+
+private:
+    Calyx::DMSLOG_LEVEL old_;
+};
+
+inline Json::Value ParseJson(const std::string& text, bool* ok = nullptr) {
+    Json::Value value;
+    Json::Reader reader;
+    bool parsed = reader.parse(text, value, true);
+    if (ok != nullptr) {
+        *ok = parsed;
+    }
+    return value;
+}
+
+}  // namespace calyx_test
+
+#endif  // CALYX_TESTS_CLIENT_LIST_TEST_UTIL_H
