@@ -13,6 +13,7 @@
 #include "client/client_list_json.h"
 #include "client/client_list_matcher.h"
 #include "client/client_list_save.h"
+#include "dmsutils/file_kind.h"
 
 namespace Calyx {
 
@@ -154,7 +155,10 @@ bool DMSClientList::Load(const std::string& clientListPath, const std::string& p
 
 int DMSClientList::LoadClientList(const std::string& path) {
     try {
-        std::ifstream in(path.c_str());
+        std::ifstream in;
+        if (!detail::WouldBlockOnOpen(path)) {
+            in.open(path.c_str());
+        }
         if (!in) {
             if (DMSLOGGetLevel() >= 0) {
                 DMSPrintf(DMSLOG_ERR, "Error: DMSClientList::LoadClientList - %s could not open\n",
@@ -192,7 +196,10 @@ int DMSClientList::LoadClientList(const std::string& path) {
 
 int DMSClientList::LoadProfileIDList(const std::string& path) {
     try {
-        std::ifstream in(path.c_str());
+        std::ifstream in;
+        if (!detail::WouldBlockOnOpen(path)) {
+            in.open(path.c_str());
+        }
         if (!in) {
             if (DMSLOGGetLevel() >= 0) {
                 DMSPrintf(DMSLOG_ERR,
