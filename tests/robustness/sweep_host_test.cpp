@@ -44,7 +44,7 @@ TEST(HostSweep, DeviceFormattingAndEstimates) {
     for (int v : {0, -1, 1, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
         EXPECT_NO_ESCAPE(Calyx::DMSFormatUPNPDuration(v));
         int w = 0, h = 0;
-        EXPECT_NO_ESCAPE(Calyx::DMSGetThumbnailRes(v, -v, &w, &h, v));
+        EXPECT_NO_ESCAPE(Calyx::DMSGetThumbnailRes(v, ~v, &w, &h, v));
         EXPECT_NO_ESCAPE(Calyx::DMSGetThumbnailRes(v, v, nullptr, nullptr, 160));
     }
     EXPECT_EQ(Calyx::GetTransBitRate(""), -1);
@@ -66,7 +66,8 @@ TEST(HostSweep, MediaFoldersWithWrongTypedConfiguration) {
     for (const std::string& doc : documents) {
         root.write("/usr/zevo/etc/index_folder.conf", doc);
         root.write("/var/packages/Calyx/etc/dmsinfo.conf", "albumart_mediaservice=" + doc);
-        for (int type = -1; type <= 5; ++type) {
+        // Every value the enumeration can hold (0..7), named or not.
+        for (int type = 0; type <= 7; ++type) {
             Calyx::MEDIA_TABLE_TYPE t = static_cast<Calyx::MEDIA_TABLE_TYPE>(type);
             EXPECT_NO_ESCAPE(Calyx::GetIndexLoacationPath(t));
             EXPECT_NO_ESCAPE(Calyx::DMSGetMediaFolderPath(t));
@@ -145,7 +146,7 @@ TEST(HostSweep, MediaIndexWithoutAServer) {
     EXPECT_FALSE(db.NextRow());
     ZEVO_MEDIA_INFO item{};
     EXPECT_FALSE(db.FetchMediaItem(item));
-    Calyx::MediaDB odd(static_cast<Calyx::MEDIA_TABLE_TYPE>(-5), nullptr);
+    Calyx::MediaDB odd(static_cast<Calyx::MEDIA_TABLE_TYPE>(7), nullptr);
     EXPECT_EQ(odd.Execute("SELECT 1"), -1);
 }
 
