@@ -24,3 +24,8 @@ cmake -S "$consumer" -B "$stage/cmake-build" -G Ninja -DCMAKE_PREFIX_PATH="$stag
 cmake --build "$stage/cmake-build" >/dev/null
 LD_LIBRARY_PATH="$libdir" "$stage/cmake-build/consumer" >"$stage/cmake.out"
 echo "find_package consumer: $(cat "$stage/cmake.out")"
+
+# The command-line tool, which finds the library through its own run path.
+if [ -x "$stage/prefix/bin/calyx" ]; then
+    echo "installed tool: $("$stage/prefix/bin/calyx" --version)"
+fi

@@ -53,6 +53,7 @@ namespace Calyx {
 
 namespace detail {
 struct ClientListState;
+struct ClientListAccess;
 }  // namespace detail
 
 /// The persistent record of media clients, one JSON entry per MAC address.
@@ -124,6 +125,8 @@ public:
     void DetermineOrigProfileName(const Json::Value& entry, std::string& out) const;
 
 private:
+    friend struct detail::ClientListAccess;  // the extensions of calyx/ext.h
+
     pthread_mutex_t m_mutex;
     Json::Value m_root;
     Json::Value m_profileIDList;

@@ -1,21 +1,121 @@
 // Extensions of libcalyx that go beyond its specified interface.
 //
 // These are documented, stable helpers for hosts, tools and tests. They are implemented
-// by the same code that the specified functions use.
+// by the same code that the specified functions use: a match report walks the records
+// exactly as the client list's matching does, the name tables are the ones Agent::setPair
+// reads, and the client list save is the one DMSClientList::WriteToFile performs.
+// Nothing here throws.
 #ifndef CALYX_EXT_H
 #define CALYX_EXT_H
 
+#include <stdint.h>
+
 #include <string>
+#include <vector>
+
+#include <json/value.h>
 
 #include "calyx/export.h"
 
 namespace Calyx {
+
+class DMSClientList;
 
 /// Resolves one of the library's fixed absolute paths (package, platform and kernel
 /// files such as "/proc/net/arp") under the root prefix: when the environment variable
 /// CALYX_ROOT is set and not empty, the result is its value followed by `fixedPath`;
 /// otherwise `fixedPath` as it stands. The variable is read on every call.
 CALYX_EXPORT std::string ResolveFixedPath(const std::string& fixedPath);
+
+// ---------------------------------------------------------------------------------------
+// JSON files
+// ---------------------------------------------------------------------------------------
+
+/// Why ReadJsonFile failed. `line` and `column` (1-based) locate a syntax error; both are
+/// 0 when the file could not be opened or read.
+struct JsonFileError {
+    std::string message;
+    int line = 0;
+    int column = 0;
+};
+
+/// Parses the file at `path` the way the library's loaders do (comments allowed and
+/// collected) into `root`. On failure returns false, leaves `root` unspecified and, when
+/// `error` is not null, fills it with the first error.
+CALYX_EXPORT bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* error);
+
+// ---------------------------------------------------------------------------------------
+// Name tables of agent profiles (the vocabularies of Agent::setPair and video profiles)
+// ---------------------------------------------------------------------------------------
+
+/// The agent type names ("dlna", "xbox", ...) in table order.
+CALYX_EXPORT std::vector<std::string> AgentTypeNames();
+/// The capability option names ("xmres", "transwav", ...) in table order.
+CALYX_EXPORT std::vector<std::string> AgentCapabilityNames();
+/// The names of the agent type bits set in `bits`, in table order.
+CALYX_EXPORT std::vector<std::string> AgentTypeNamesOf(uint32_t bits);
+/// The names of the capability option bits set in `bits`, in table order.
+CALYX_EXPORT std::vector<std::string> AgentCapabilityNamesOf(uint32_t bits);
+
+/// One condition of a video-profile rule as the matcher reads it.
+struct VideoRuleCondition {
+    std::string key;      ///< the key text with its "@", e.g. "resolutionx@"
+    std::string value;    ///< the condition value, e.g. "1~1920"
+    bool isList = false;  ///< true: alternatives separated by "&"; false: a range
+};
+
+/// The twelve condition key texts ("ext@" ... "channel@") in the order they are tried.
+CALYX_EXPORT std::vector<std::string> VideoProfileConditionKeys();
+/// Splits `rule` exactly as video profile selection does and returns its non-empty
+/// conditions in evaluation order. Empty when the rule names no known condition (such a
+/// rule never matches).
+CALYX_EXPORT std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule);
+
+// ---------------------------------------------------------------------------------------
+// Client list
+// ---------------------------------------------------------------------------------------
+
+/// How one profile identification record judged a client entry.
+struct ProfileIDStep {
+    std::string profileName;  ///< the record's "profileName"
+    bool matched = false;     ///< every member of its "profileID" held
+    /// The first failing member, in the order the members are tried (empty when matched).
+    std::string failedKey;
+    std::string required;       ///< the text that member requires
+    bool clientHasKey = false;  ///< whether the entry had the key at all
+    std::string clientValue;    ///< the entry's value of the key ("" when absent)
+};
+
+/// Walks the profile identification records of `list` in order against `entry`, as
+/// DMSClientList::DetermineOrigProfileName does, but without stopping at the first match:
+/// the first step with `matched` set names the profile the match chooses ("Default
+/// Profile" when none has). A record whose "profileID" is not an object matches every
+/// client. Reads the records only; call it while no other thread loads the list.
+CALYX_EXPORT std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list,
+                                                               const Json::Value& entry);
+
+/// A copy of the whole client list document, taken under the list's lock.
+CALYX_EXPORT Json::Value ClientListDocument(DMSClientList& list);
+
+/// Copies the entry of `mac` (found as VerifyMacIsExist finds it) into `entry` under
+/// the list's lock. False when there is no such entry.
+CALYX_EXPORT bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& entry);
+
+/// Edits the entry of `mac` under the list's lock, the way the package's settings screen
+/// does: sets member `key` to `value` (a null `value` removes the member), then
+/// recomputes "profileName" from the entry with DetermineProfileName so the user's
+/// choice takes effect at once. Returns 1, or 0 when there is no such entry.
+CALYX_EXPORT int ClientListSetMember(DMSClientList& list, const std::string& mac,
+                                     const std::string& key, const Json::Value& value);
+
+/// Saves the client list document to `path` with the save that WriteToFile uses (styled,
+/// tab-indented, comments kept), crash-safe: the text goes to a temporary file beside
+/// `path`, is flushed to disk and renamed over `path`, so a reader or a crash sees either
+/// the old or the new file, never a part. Holds the list's lock. Returns 1, or 0 with an
+/// "Error - %s could not open" line in the library log (and `*error`, when not null, set
+/// to the reason) when the file cannot be written; the old file then stays.
+CALYX_EXPORT int ClientListWriteTo(DMSClientList& list, const std::string& path,
+                                   std::string* error);
 
 }  // namespace Calyx
 

@@ -52,6 +52,39 @@ private:
     pthread_mutex_t* mutex_;
 };
 
+enum class ParseOutcome { kParsed, kCannotOpen, kParseFailed };
+
+// Reads the file at `path` as one JSON document, comments kept, and logs the failure
+// reports of `method` ("Error: <method> - %s could not open", "Error: <method> -
+// Json::Reader::parse failed"). On a parse failure `document` holds what the reader
+// produced (null when it gave up on pathological nesting by throwing).
+ParseOutcome ParseJsonFile(const std::string& path, const char* method, Json::Value& document) {
+    std::ifstream in;
+    if (!detail::WouldBlockOnOpen(path)) {
+        in.open(path.c_str());
+    }
+    if (!in) {
+        if (DMSLOGGetLevel() >= 0) {
+            DMSPrintf(DMSLOG_ERR, "Error: %s - %s could not open\n", method, path.c_str());
+        }
+        return ParseOutcome::kCannotOpen;
+    }
+    bool parsed = false;
+    try {
+        Json::Reader reader;
+        parsed = reader.parse(in, document, true);
+    } catch (const std::exception&) {
+        document = Json::Value();
+    }
+    if (!parsed) {
+        if (DMSLOGGetLevel() >= 0) {
+            DMSPrintf(DMSLOG_ERR, "Error: %s - Json::Reader::parse failed\n", method);
+        }
+        return ParseOutcome::kParseFailed;
+    }
+    return ParseOutcome::kParsed;
+}
+
 // "ClientList" of the document, added as null when the document (null or an object)
 // lacks it, as a lookup by name does; null when the root cannot have members.
 Json::Value* ClientListOf(Json::Value& root) {
@@ -155,40 +188,19 @@ bool DMSClientList::Load(const std::string& clientListPath, const std::string& p
 
 int DMSClientList::LoadClientList(const std::string& path) {
     try {
-        std::ifstream in;
-        if (!detail::WouldBlockOnOpen(path)) {
-            in.open(path.c_str());
-        }
-        if (!in) {
-            if (DMSLOGGetLevel() >= 0) {
-                DMSPrintf(DMSLOG_ERR, "Error: DMSClientList::LoadClientList - %s could not open\n",
-                          path.c_str());
-            }
+        Json::Value document;
+        ParseOutcome outcome = ParseJsonFile(path, "DMSClientList::LoadClientList", document);
+        if (outcome == ParseOutcome::kCannotOpen) {
             return 0;
         }
-        Json::Value document;
-        bool parsed = false;
-        try {
-            Json::Reader reader;
-            parsed = reader.parse(in, document, true);
-        } catch (const std::exception&) {
-            // The reader gives up on pathological nesting by throwing; that is a parse
-            // failure like any other.
-            document = Json::Value();
-        }
+        // A document that failed to parse replaces the old one all the same, with what
+        // the reader produced.
         {
             MutexLock lock(&m_mutex);
             m_root.swap(document);
             RebuildIndex(m_root, *m_state);
         }
-        if (!parsed) {
-            if (DMSLOGGetLevel() >= 0) {
-                DMSPrintf(DMSLOG_ERR,
-                          "Error: DMSClientList::LoadClientList - Json::Reader::parse failed\n");
-            }
-            return 0;
-        }
-        return 1;
+        return outcome == ParseOutcome::kParsed ? 1 : 0;
     } catch (const std::exception&) {
         return 0;
     }
@@ -196,31 +208,9 @@ int DMSClientList::LoadClientList(const std::string& path) {
 
 int DMSClientList::LoadProfileIDList(const std::string& path) {
     try {
-        std::ifstream in;
-        if (!detail::WouldBlockOnOpen(path)) {
-            in.open(path.c_str());
-        }
-        if (!in) {
-            if (DMSLOGGetLevel() >= 0) {
-                DMSPrintf(DMSLOG_ERR,
-                          "Error: DMSClientList::LoadProfileIDList - %s could not open\n",
-                          path.c_str());
-            }
-            return 0;
-        }
         Json::Value document;
-        bool parsed = false;
-        try {
-            Json::Reader reader;
-            parsed = reader.parse(in, document, true);
-        } catch (const std::exception&) {
-            parsed = false;
-        }
-        if (!parsed) {
-            if (DMSLOGGetLevel() >= 0) {
-                DMSPrintf(DMSLOG_ERR,
-                          "Error: DMSClientList::LoadProfileIDList - Json::Reader::parse failed\n");
-            }
+        if (ParseJsonFile(path, "DMSClientList::LoadProfileIDList", document) !=
+            ParseOutcome::kParsed) {
             return 0;
         }
         Json::Value jsonRecords(Json::arrayValue);

@@ -20,29 +20,25 @@ constexpr const char* kSerialPlaceholder = "1234567890";
 constexpr const char* kDefaultModel = "Quillbox";
 constexpr const char* kFallbackUDN = "uuid:4b1e7d30-2ac9-11b2-9f06-c37a51e8d2b4";
 
+using SerialReader = int (*)(char*, int);
+
 }  // namespace
 
 std::string DMSGetProductSerial() {
     char serial[kSerialSize];
     memset(serial, 0, sizeof serial);
-    if (QLIBGetCustomSerialNumber(serial, kSerialSize) < 0) {
-        syslog(LOG_ERR, "%s:%s(%d): failed to get serial number from flash.", CALYX_DMSUTILS_FILE,
-               "DMSGetProductSerial", __LINE__);
-        return std::string();
-    }
-    serial[kSerialSize - 1] = '\0';
-    if (serial[0] != '\0') {
-        return serial;
-    }
-    // No custom serial: the factory one, read into the same buffer.
-    if (QLIBGetSerialNumber(serial, kSerialSize) < 0) {
-        syslog(LOG_ERR, "%s:%s(%d): failed to get serial number from flash.", CALYX_DMSUTILS_FILE,
-               "DMSGetProductSerial", __LINE__);
-        return std::string();
-    }
-    serial[kSerialSize - 1] = '\0';
-    if (serial[0] != '\0') {
-        return serial;
+    // The custom serial wins; the factory one is read into the same buffer only when the
+    // custom one is empty. A failed read is reported and gives "", never the placeholder.
+    for (SerialReader read : {QLIBGetCustomSerialNumber, QLIBGetSerialNumber}) {
+        if (read(serial, kSerialSize) < 0) {
+            syslog(LOG_ERR, "%s:%s(%d): failed to get serial number from flash.",
+                   CALYX_DMSUTILS_FILE, "DMSGetProductSerial", __LINE__);
+            return std::string();
+        }
+        serial[kSerialSize - 1] = '\0';
+        if (serial[0] != '\0') {
+            return serial;
+        }
     }
     return kSerialPlaceholder;
 }

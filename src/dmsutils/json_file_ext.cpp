@@ -1,0 +1,72 @@
+// Reading a JSON file as the library's loaders do, with the position of a syntax error.
+#include <errno.h>
+#include <string.h>
+
+#include <fstream>
+#include <sstream>
+
+#include <json/reader.h>
+
+#include "calyx/ext.h"
+
+namespace Calyx {
+
+namespace {
+
+// 1-based line and column (in bytes) of `offset` within `text`.
+void LocateOffset(const std::string& text, size_t offset, int& line, int& column) {
+    line = 1;
+    column = 1;
+    if (offset > text.size())
+        offset = text.size();
+    for (size_t i = 0; i < offset; ++i) {
+        if (text[i] == '\n') {
+            ++line;
+            column = 1;
+        } else {
+            ++column;
+        }
+    }
+}
+
+}  // namespace
+
+bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* error) {
+    JsonFileError local;
+    JsonFileError& err = error ? *error : local;
+    err = JsonFileError();
+    try {
+        std::ifstream in(path, std::ios::in | std::ios::binary);
+        if (!in) {
+            err.message = std::string("cannot open: ") + strerror(errno);
+            return false;
+        }
+        std::ostringstream buffer;
+        buffer << in.rdbuf();
+        if (in.bad()) {
+            err.message = "cannot read the file";
+            return false;
+        }
+        const std::string text = buffer.str();
+        Json::Reader reader;
+        if (reader.parse(text, root, true))
+            return true;
+        std::vector<Json::Reader::StructuredError> errors = reader.getStructuredErrors();
+        if (errors.empty()) {
+            err.message = "not valid JSON";
+            LocateOffset(text, text.size(), err.line, err.column);
+            return false;
+        }
+        std::string message = errors.front().message;
+        while (!message.empty() && (message.back() == '\n' || message.back() == ' '))
+            message.pop_back();
+        err.message = "JSON syntax error: " + message;
+        LocateOffset(text, static_cast<size_t>(errors.front().offset_start), err.line, err.column);
+        return false;
+    } catch (const std::exception& e) {  // allocation failure or a stream exception
+        err.message = e.what();
+        return false;
+    }
+}
+
+}  // namespace Calyx

@@ -1,0 +1,47 @@
+// The client list extensions share the list's lock with the discovery update.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+#include "calyx/client_list.h"
+#include "calyx/ext.h"
+#include "support/test_support.h"
+
+namespace calyx_test {
+namespace {
+
+const char kProfiles[] =
+    R"({"ProfileList": [{"profileName": "B", "profileID": {"modelName": "TV"}}]})";
+
+TEST(ExtClientListConcurrency, EditsAndSavesBesideUpdates) {
+    TempDir dir;
+    WriteFile(dir.file("p.json"), kProfiles);
+    WriteFile(dir.file("c.json"), R"({"ClientList": [{"macAddr": "m0"}]})");
+    Calyx::DMSClientList list;
+    ASSERT_TRUE(list.Load(dir.file("c.json"), dir.file("p.json")));
+    const int rounds = 200 * TestScale();
+    std::thread updater([&] {
+        for (int i = 0; i < rounds; ++i)
+            list.UpdateKeys("HandleDiscovery", "m" + std::to_string(i % 50), "10.0.0.1",
+                            {{"modelName", "TV"}});
+    });
+    std::thread editor([&] {
+        for (int i = 0; i < rounds; ++i) {
+            Calyx::ClientListSetMember(list, "m0", "isAccess", Json::Value(i % 2 == 0));
+            Json::Value entry;
+            Calyx::ClientListEntry(list, "m" + std::to_string(i % 50), entry);
+            if (i % 20 == 0)
+                Calyx::ClientListWriteTo(list, dir.file("out.json"), nullptr);
+        }
+    });
+    updater.join();
+    editor.join();
+    Json::Value document = Calyx::ClientListDocument(list);
+    EXPECT_EQ(document["ClientList"].size(), 50u);
+    Json::Value saved;
+    EXPECT_TRUE(Calyx::ReadJsonFile(dir.file("out.json"), saved, nullptr));
+}
+
+}  // namespace
+}  // namespace calyx_test

@@ -1,0 +1,67 @@
+// calyx lint PROFILE_LIST
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+
+#include "calyx/ext.h"
+#include "lint.h"
+#include "tool.h"
+
+namespace calyx_tool {
+
+namespace {
+
+struct LintOptions {
+    std::string file;
+    bool json = false;
+};
+
+void RunLint(const LintOptions& options) {
+    Json::Value document;
+    Calyx::JsonFileError error;
+    if (!Calyx::ReadJsonFile(options.file, document, &error)) {
+        if (error.line == 0)
+            Fail(options.file + ": " + error.message);
+        // A syntax error is a finding of its own: the library would load nothing.
+        if (options.json) {
+            Json::Value out(Json::objectValue);
+            out["file"] = options.file;
+            out["profiles"] = 0;
+            out["errors"] = 1;
+            out["warnings"] = 0;
+            Json::Value finding(Json::objectValue);
+            finding["severity"] = "error";
+            finding["position"] = 0;
+            finding["line"] = error.line;
+            finding["column"] = error.column;
+            finding["message"] = error.message;
+            out["findings"].append(finding);
+            PrintJson(out);
+        } else {
+            std::cout << options.file << ":" << error.line << ":" << error.column
+                      << ": error: " << error.message << "\n";
+        }
+        ExitStatus() = kExitFailed;
+        return;
+    }
+    LintReport report = LintProfileList(document);
+    if (options.json)
+        PrintJson(LintReportToJson(options.file, report));
+    else
+        std::cout << FormatLintReport(options.file, report);
+    ExitStatus() = report.errors > 0 ? kExitFailed : kExitOk;
+}
+
+}  // namespace
+
+void AddLintCommand(CLI::App& app) {
+    auto options = std::make_shared<LintOptions>();
+    CLI::App* cmd = app.add_subcommand(
+        "lint", "Check a profile list for entries the library would ignore or never match");
+    cmd->add_option("PROFILE_LIST", options->file, "Profile list file (JSON)")->required();
+    cmd->add_flag("--json", options->json, "Machine-readable output");
+    cmd->footer("Exit status 1 when any finding is an error; warnings alone give 0.");
+    cmd->callback([options] { RunLint(*options); });
+}
+
+}  // namespace calyx_tool

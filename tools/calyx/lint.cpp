@@ -1,0 +1,350 @@
+#include "lint.h"
+
+#include <ctype.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "calyx/core.h"
+#include "calyx/ext.h"
+#include "tool.h"
+
+namespace calyx_tool {
+
+namespace {
+
+// Present as the library counts it: not null, not an empty array or object.
+bool IsPresent(const Json::Value& value) {
+    if (value.isNull())
+        return false;
+    if ((value.isArray() || value.isObject()) && value.empty())
+        return false;
+    return true;
+}
+
+// The text the library reads for a scalar value; "" for arrays and objects.
+std::string ScalarText(const Json::Value& value) {
+    if (value.isArray() || value.isObject())
+        return "";
+    return value.asString();
+}
+
+// A bound written as a plain decimal number (optional blanks and sign before it).
+bool IsPlainNumber(const std::string& text) {
+    size_t i = 0;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
+        ++i;
+    if (i < text.size() && (text[i] == '+' || text[i] == '-'))
+        ++i;
+    if (i == text.size())
+        return false;
+    for (; i < text.size(); ++i)
+        if (!isdigit(static_cast<unsigned char>(text[i])))
+            return false;
+    return true;
+}
+
+long ReadBound(const std::string& text) {
+    return strtol(text.c_str(), nullptr, 10);
+}
+
+bool HasUpper(const std::string& text) {
+    return std::any_of(text.begin(), text.end(), [](unsigned char c) { return isupper(c) != 0; });
+}
+
+class Linter {
+public:
+    explicit Linter(LintReport& report) : report_(report) {}
+
+    void add(bool error, int position, const std::string& name, const std::string& key,
+             const std::string& message) {
+        LintFinding f;
+        f.error = error;
+        f.position = position;
+        f.profileName = name;
+        f.key = key;
+        f.message = message;
+        (error ? report_.errors : report_.warnings)++;
+        report_.findings.push_back(f);
+    }
+
+    void lintRule(int position, const std::string& name, const std::string& key,
+                  const std::string& rule) {
+        std::vector<Calyx::VideoRuleCondition> conditions = Calyx::SplitVideoProfileRule(rule);
+        if (conditions.empty()) {
+            add(true, position, name, key,
+                "video profile rule names no known condition, so it never matches");
+            return;
+        }
+        const std::vector<std::string> keys = Calyx::VideoProfileConditionKeys();
+        for (const std::string& piece : Calyx::StringExplode(rule, "#")) {
+            bool known = std::any_of(keys.begin(), keys.end(), [&](const std::string& k) {
+                return piece.find(k) != std::string::npos;
+            });
+            if (!known)
+                add(false, position, name, key,
+                    "rule piece " + Quoted(piece) + " names no known condition and is ignored");
+        }
+        for (const Calyx::VideoRuleCondition& c : conditions) {
+            const std::string where = c.key + c.value;
+            if (c.isList) {
+                std::vector<std::string> alternatives = Calyx::StringExplode(c.value, "&");
+                if (alternatives.empty())
+                    add(true, position, name, key,
+                        Quoted(where) + " has no alternative, so it never matches");
+                for (const std::string& a : alternatives)
+                    if (HasUpper(a))
+                        add(true, position, name, key,
+                            "alternative " + Quoted(a) + " of " + Quoted(where) +
+                                " holds upper-case letters and can never match (item values are "
+                                "lowered)");
+                continue;
+            }
+            std::vector<std::string> bounds = Calyx::StringExplode(c.value, "~");
+            if (bounds.empty()) {
+                add(true, position, name, key,
+                    "range " + Quoted(where) + " has no bound, so it never matches");
+                continue;
+            }
+            if (bounds.size() >= 3) {
+                add(true, position, name, key,
+                    "range " + Quoted(where) +
+                        " has three or more \"~\" pieces, so it never matches");
+                continue;
+            }
+            bool numeric = true;
+            for (const std::string& b : bounds)
+                if (!IsPlainNumber(b)) {
+                    numeric = false;
+                    add(true, position, name, key,
+                        "bound " + Quoted(b) + " of " + Quoted(where) +
+                            " is not a number (read as " + std::to_string(ReadBound(b)) + ")");
+                }
+            if (bounds.size() == 1 && c.value.find('~') != std::string::npos)
+                add(false, position, name, key,
+                    "range " + Quoted(where) + " has one bound only and means exactly " +
+                        bounds[0]);
+            if (numeric && bounds.size() == 2 && ReadBound(bounds[0]) > ReadBound(bounds[1]))
+                add(true, position, name, key,
+                    "range " + Quoted(where) +
+                        " has its low bound above its high bound, so it never matches");
+        }
+    }
+
+    void lintEntry(int position, const Json::Value& entry) {
+        if (!entry.isObject()) {
+            add(true, position, "", "", "entry is not an object and is skipped");
+            return;
+        }
+        const Json::Value& nameValue = entry["profileName"];
+        std::string name;
+        if (!IsPresent(nameValue) || nameValue.isArray() || nameValue.isObject()) {
+            add(true, position, "", "profileName",
+                "entry has no \"profileName\" and is skipped whole");
+            return;
+        }
+        name = nameValue.asString();
+        ++report_.profiles;
+        if (name == "Default Profile")
+            add(true, position, name, "profileName",
+                "a profile named \"Default Profile\" is never matched by name");
+        auto seen = names_.find(name);
+        if (seen != names_.end())
+            add(true, position, name, "profileName",
+                "duplicate of profile #" + std::to_string(seen->second) +
+                    ": this entry can never be matched by name");
+        else
+            names_[name] = position;
+
+        const std::vector<std::string> types = Calyx::AgentTypeNames();
+        const std::vector<std::string> options = Calyx::AgentCapabilityNames();
+        std::map<std::string, std::string> settings;  // setting key -> member that set it
+        for (const std::string& key : entry.getMemberNames()) {
+            const Json::Value& value = entry[key];
+            if (key == "profileName" || key == "profileID")
+                continue;
+            if (key == "offendchars") {
+                if (value.isArray() || value.isObject())
+                    add(true, position, name, key, "\"offendchars\" must be a string");
+                continue;
+            }
+            if (key.compare(0, 7, "profile") == 0) {
+                size_t at = key.find('@');
+                if (at == std::string::npos) {
+                    add(false, position, name, key,
+                        "unknown key " + Quoted(key) +
+                            " (a video profile key needs \"@\"); ignored");
+                    continue;
+                }
+                if (!value.isString()) {
+                    add(true, position, name, key, "video profile rule must be a string");
+                    continue;
+                }
+                std::string setting = key.substr(at + 1);
+                auto earlier = settings.find(setting);
+                if (earlier != settings.end()) {
+                    add(false, position, name, key,
+                        "video profile " + Quoted(setting) + " is already set by " +
+                            Quoted(earlier->second) + "; this rule is ignored");
+                    continue;
+                }
+                settings[setting] = key;
+                lintRule(position, name, key, value.asString());
+                continue;
+            }
+            if (std::find(types.begin(), types.end(), key) != types.end()) {
+                std::string text = ScalarText(value);
+                if (!value.isString() || (text != "yes" && text != "no"))
+                    add(true, position, name, key,
+                        "agent type value " +
+                            (value.isString() ? Quoted(text) : std::string("of the wrong type")) +
+                            " is neither \"yes\" nor \"no\" (only \"yes\" switches the type on)");
+                continue;
+            }
+            if (key == "agentopt") {
+                if (!value.isString()) {
+                    add(true, position, name, key, "\"agentopt\" must be a string of option names");
+                    continue;
+                }
+                for (const std::string& token : Calyx::StringExplode(value.asString(), " \t"))
+                    if (std::find(options.begin(), options.end(), token) == options.end())
+                        add(true, position, name, key,
+                            "unknown option " + Quoted(token) + " (ignored)");
+                continue;
+            }
+            add(false, position, name, key, "unknown key " + Quoted(key) + " (ignored)");
+        }
+        lintProfileID(position, name, entry["profileID"]);
+    }
+
+    void lintProfileID(int position, const std::string& name, const Json::Value& id) {
+        if (id.isNull())
+            return;  // a profile chosen only by the user
+        if ((id.isArray() || id.isObject()) && id.empty()) {
+            add(false, position, name, "profileID",
+                "empty \"profileID\": the profile is never matched automatically");
+            return;
+        }
+        Record record{position, name, {}, !id.isObject()};
+        if (record.matchesAll) {
+            add(true, position, name, "profileID",
+                "\"profileID\" is not an object, so it matches every client");
+        } else {
+            for (const std::string& key : id.getMemberNames()) {
+                const Json::Value& required = id[key];
+                if (required.isArray() || required.isObject()) {
+                    add(true, position, name, "profileID",
+                        "member " + Quoted(key) + " of \"profileID\" must be a string");
+                    continue;
+                }
+                record.members[key] = required.asString();
+            }
+        }
+        for (const Record& earlier : records_) {
+            if (covers(earlier, record)) {
+                add(true, position, name, "profileID",
+                    "never reached: every client it matches is matched first by profile #" +
+                        std::to_string(earlier.position) + " " + Quoted(earlier.name));
+                break;
+            }
+        }
+        records_.push_back(record);
+    }
+
+private:
+    struct Record {
+        int position;
+        std::string name;
+        std::map<std::string, std::string> members;
+        bool matchesAll;
+    };
+
+    // True when every client that `later` matches is also matched by `earlier`: each
+    // member of `earlier` is required by `later` too, with a text containing it.
+    static bool covers(const Record& earlier, const Record& later) {
+        if (earlier.matchesAll)
+            return true;
+        if (later.matchesAll)
+            return false;
+        for (const auto& [key, text] : earlier.members) {
+            auto it = later.members.find(key);
+            if (it == later.members.end() || it->second.find(text) == std::string::npos)
+                return false;
+        }
+        return true;
+    }
+
+    LintReport& report_;
+    std::map<std::string, int> names_;
+    std::vector<Record> records_;
+};
+
+}  // namespace
+
+LintReport LintProfileList(const Json::Value& document) {
+    LintReport report;
+    Linter linter(report);
+    if (!document.isObject()) {
+        linter.add(true, 0, "", "", "the top level is not an object; nothing is loaded");
+        return report;
+    }
+    const Json::Value& list = document["ProfileList"];
+    if (list.isNull()) {
+        linter.add(true, 0, "", "ProfileList", "no \"ProfileList\" array; nothing is loaded");
+        return report;
+    }
+    if (!list.isArray()) {
+        linter.add(true, 0, "", "ProfileList",
+                   "\"ProfileList\" is not an array; nothing is loaded");
+        return report;
+    }
+    for (Json::ArrayIndex i = 0; i < list.size(); ++i)
+        linter.lintEntry(static_cast<int>(i) + 1, list[i]);
+    for (const std::string& key : document.getMemberNames())
+        if (key != "ProfileList")
+            linter.add(false, 0, "", key, "unknown top-level key " + Quoted(key) + " (ignored)");
+    return report;
+}
+
+std::string FormatLintReport(const std::string& file, const LintReport& report) {
+    std::string out;
+    for (const LintFinding& f : report.findings) {
+        out += file + ": ";
+        if (f.position > 0) {
+            out += "profile #" + std::to_string(f.position);
+            if (!f.profileName.empty())
+                out += " " + Quoted(f.profileName);
+            out += ": ";
+        }
+        out += f.error ? "error: " : "warning: ";
+        if (!f.key.empty() && f.message.find(Quoted(f.key)) == std::string::npos)
+            out += f.key + ": ";
+        out += f.message + "\n";
+    }
+    out += file + ": " + std::to_string(report.profiles) + " profiles, " +
+           std::to_string(report.errors) + (report.errors == 1 ? " error, " : " errors, ") +
+           std::to_string(report.warnings) + (report.warnings == 1 ? " warning\n" : " warnings\n");
+    return out;
+}
+
+Json::Value LintReportToJson(const std::string& file, const LintReport& report) {
+    Json::Value out(Json::objectValue);
+    out["file"] = file;
+    out["profiles"] = report.profiles;
+    out["errors"] = report.errors;
+    out["warnings"] = report.warnings;
+    out["findings"] = Json::Value(Json::arrayValue);
+    for (const LintFinding& f : report.findings) {
+        Json::Value item(Json::objectValue);
+        item["severity"] = f.error ? "error" : "warning";
+        item["position"] = f.position;
+        item["profileName"] = f.profileName;
+        item["key"] = f.key;
+        item["message"] = f.message;
+        out["findings"].append(item);
+    }
+    return out;
+}
+
+}  // namespace calyx_tool
