@@ -99,4 +99,8 @@ if [ -n "$(find "$src/build/tsan/tests" -name '*_test' -type f -perm -u+x 2>/dev
     TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1} \
         run_ctest "$src/build/tsan" -L concurrency
 fi
+# --- step 5, robustness: every fuzz target briefly, then a short valgrind memcheck of
+# --- the client tests (scripts/robustness-ci.sh) ---
+bash "$src/scripts/robustness-ci.sh"
+# --- end of step 5 ---
 log "all tests passed"

@@ -13,6 +13,7 @@
 #include "client/client_list_json.h"
 #include "client/client_list_matcher.h"
 #include "client/client_list_save.h"
+#include "dmsutils/file_kind.h"
 
 namespace Calyx {
 
@@ -58,7 +59,10 @@ enum class ParseOutcome { kParsed, kCannotOpen, kParseFailed };
 // Json::Reader::parse failed"). On a parse failure `document` holds what the reader
 // produced (null when it gave up on pathological nesting by throwing).
 ParseOutcome ParseJsonFile(const std::string& path, const char* method, Json::Value& document) {
-    std::ifstream in(path.c_str());
+    std::ifstream in;
+    if (!detail::WouldBlockOnOpen(path)) {
+        in.open(path.c_str());
+    }
     if (!in) {
         if (DMSLOGGetLevel() >= 0) {
             DMSPrintf(DMSLOG_ERR, "Error: %s - %s could not open\n", method, path.c_str());

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "calyx/core.h"
+#include "dmsutils/file_kind.h"
 
 namespace Calyx {
 
@@ -89,7 +90,10 @@ std::unique_ptr<Agent> MakeAgent(const Json::Value& entry) {
 }  // namespace
 
 bool DMSClientChecker::InitProfileList(const std::string& path) {
-    std::ifstream stream(path);
+    std::ifstream stream;
+    if (!detail::WouldBlockOnOpen(path)) {
+        stream.open(path);
+    }
     if (!stream.is_open()) {
         if (DMSLOGGetLevel() >= 0) {
             DMSPrintf(DMSLOG_ERR, "Error: DMSClientChecker::InitProfileList - %s could not open\n",

@@ -9,6 +9,7 @@
 #include "calyx/core.h"
 #include "calyx/ext.h"
 #include "calyx/host.h"
+#include "dmsutils/file_kind.h"
 #include "dmsutils/syslog_report.h"
 
 namespace Calyx {
@@ -19,7 +20,7 @@ std::string GetCPUInfo(const std::string& key) {
         return std::string();
     }
     std::string path = ResolveFixedPath("/proc/cpuinfo");
-    FILE* file = fopen(path.c_str(), "re");
+    FILE* file = detail::WouldBlockOnOpen(path) ? nullptr : fopen(path.c_str(), "re");
     if (file == nullptr) {
         syslog(LOG_ERR, "%s:%d Failed to open file [%s]", CALYX_DMSUTILS_FILE, __LINE__,
                path.c_str());

@@ -13,6 +13,7 @@
 #include "calyx/core.h"
 #include "calyx/ext.h"
 #include "calyx/host.h"
+#include "dmsutils/file_kind.h"
 #include "host/media_type_word.h"
 
 namespace Calyx {
@@ -40,7 +41,7 @@ bool IsTrue(const Json::Value& value) {
 }
 
 bool ReadWholeFile(const std::string& path, std::string& text) {
-    FILE* file = fopen(path.c_str(), "re");
+    FILE* file = detail::WouldBlockOnOpen(path) ? nullptr : fopen(path.c_str(), "re");
     if (file == nullptr) {
         return false;
     }

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Valgrind memcheck on a short run of the client identification and client list tests,
+# built without sanitizers (the "dev" preset). Any invalid access, use of uninitialised
+# memory or definite leak fails the command.
+#
+#   valgrind.sh [TEST_EXECUTABLE...]   default: the client tests below
+#   CALYX_VALGRIND_FILTER   gtest filter for the short run (default: all but slow tests)
+set -euo pipefail
+
+src=$(cd "$(dirname "$0")/.." && pwd)
+build=$src/build/dev
+default_tests=(calyx_client_profiles_test calyx_client_list_test)
+if [ $# -gt 0 ]; then tests=("$@"); else tests=("${default_tests[@]}"); fi
+
+cmake --preset dev -S "$src" >/dev/null
+present=()
+for t in "${tests[@]}"; do
+    if cmake --build "$build" --target "$t" -j "${CALYX_JOBS:-$(nproc)}" >/dev/null 2>&1; then
+        present+=("$t")
+    else
+        echo "valgrind: no test executable $t in this tree; skipped"
+    fi
+done
+
+status=0
+for t in "${present[@]}"; do
+    exe=$(find "$build/tests" -name "$t" -type f -perm -u+x | head -n 1)
+    tmp=$(mktemp -d "${TMPDIR:-/tmp}/calyx-valgrind-XXXXXX")
+    echo "valgrind: $t"
+    if ! TMPDIR=$tmp CALYX_TEST_SCALE=1 CALYX_SOURCE_DIR=$src \
+        valgrind --tool=memcheck --error-exitcode=99 --leak-check=full \
+        --errors-for-leak-kinds=definite --show-leak-kinds=definite --track-fds=no \
+        --child-silent-after-fork=yes --quiet \
+        "$exe" --gtest_brief=1 --gtest_filter="${CALYX_VALGRIND_FILTER:--*Slow*:*Concurren*:*Thread*}"; then
+        echo "valgrind: $t FAILED" >&2
+        status=1
+    fi
+    rm -rf "$tmp"
+done
+exit $status
