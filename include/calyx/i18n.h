@@ -35,8 +35,9 @@ public:
     int ImportStrings();
 
     /// The text for `key`, or `key` itself when there is none. A key written between
-    /// braces ("{title}") is looked up without them; "{}" and keys with a brace at one
-    /// end only are looked up as they stand (braces included). Exact, case-sensitive.
+    /// braces ("{title}") is looked up without them; "{}" is returned unchanged without a
+    /// lookup; a key with a brace at one end only is looked up as it stands (brace
+    /// included). Exact, case-sensitive.
     std::string Translate(const std::string& key) const;
 
 private:
