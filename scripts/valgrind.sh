@@ -15,11 +15,13 @@ if [ $# -gt 0 ]; then tests=("$@"); else tests=("${default_tests[@]}"); fi
 cmake --preset dev -S "$src" >/dev/null
 present=()
 for t in "${tests[@]}"; do
-    if cmake --build "$build" --target "$t" -j "${CALYX_JOBS:-$(nproc)}" >/dev/null 2>&1; then
-        present+=("$t")
-    else
-        echo "valgrind: no test executable $t in this tree; skipped"
+    # A test that does not build fails the step: nothing is skipped silently.
+    if ! cmake --build "$build" --target "$t" -j "${CALYX_JOBS:-$(nproc)}" >"$build/valgrind-build.log" 2>&1; then
+        echo "valgrind: building $t failed:" >&2
+        tail -n 30 "$build/valgrind-build.log" >&2
+        exit 1
     fi
+    present+=("$t")
 done
 
 status=0
