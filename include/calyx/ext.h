@@ -1,7 +1,7 @@
-// Extensions of libcalyx that go beyond its specified interface.
+// Extensions of libcalyx that go beyond its published interface.
 //
 // These are documented, stable helpers for hosts, tools and tests. They are implemented
-// by the same code that the specified functions use: a match report walks the records
+// by the same code that the published functions use: a match report walks the records
 // exactly as the client list's matching does, the name tables are the ones Agent::setPair
 // reads, and the client list save is the one DMSClientList::WriteToFile performs.
 // Nothing here throws.
