@@ -338,7 +338,17 @@ int DMSClientList::UpdateKeys(const std::string& source, const std::string& mac,
             return 0;
         }
         HeaderTarget target = TargetOf(source);
-        std::string text;
+        // Matched profile, effective profile and display name, in that order: each
+        // step reads what the previous one stored.
+        auto refreshProfileAndName = [this](Json::Value& entry) {
+            std::string text;
+            DetermineOrigProfileName(entry, text);
+            entry["profileName_Orig"] = text;
+            DetermineProfileName(entry, text);
+            entry["profileName"] = text;
+            DetermineDisplayName(entry, text);
+            entry["displayName"] = text;
+        };
         unsigned int pos = 0;
         if (!m_state->index.FindMac(mac, pos)) {
             Json::Value entry(Json::objectValue);
@@ -346,12 +356,7 @@ int DMSClientList::UpdateKeys(const std::string& source, const std::string& mac,
             entry["ipAddr"] = ip;
             entry["macAddr"] = mac;
             entry["isAccess"] = !m_denyNewClients;
-            DetermineOrigProfileName(entry, text);
-            entry["profileName_Orig"] = text;
-            DetermineProfileName(entry, text);
-            entry["profileName"] = text;
-            DetermineDisplayName(entry, text);
-            entry["displayName"] = text;
+            refreshProfileAndName(entry);
             Json::ArrayIndex newPos = list->size();
             list->append(std::move(entry));
             m_state->index.Update(newPos, (*list)[newPos]);
@@ -360,12 +365,7 @@ int DMSClientList::UpdateKeys(const std::string& source, const std::string& mac,
         Json::Value& entry = (*list)[pos];
         StoreHeaders(target, headers, entry);
         entry["ipAddr"] = ip;
-        DetermineOrigProfileName(entry, text);
-        entry["profileName_Orig"] = text;
-        DetermineProfileName(entry, text);
-        entry["profileName"] = text;
-        DetermineDisplayName(entry, text);
-        entry["displayName"] = text;
+        refreshProfileAndName(entry);
         m_state->index.Update(pos, entry);
         return 1;
     } catch (const std::exception&) {
