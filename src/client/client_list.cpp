@@ -1,36 +1,23 @@
 // DMSClientList: loading, saving, lookups and the discovery update of the client list.
 #include "calyx/client_list.h"
 
-#include <json/reader.h>
 #include <strings.h>
 
 #include <cstdio>
-#include <fstream>
 
 #include "calyx/core.h"
 #include "calyx/ext.h"
-#include "client/client_list_index.h"
 #include "client/client_list_json.h"
-#include "client/client_list_matcher.h"
 #include "client/client_list_save.h"
-#include "dmsutils/file_kind.h"
+#include "client/client_list_state.h"
+#include "dmsutils/json_document.h"
 
 namespace Calyx {
-
-namespace detail {
-
-// What the object keeps beside its documents: the position index of "ClientList" and
-// the identification records prepared from m_profileIDList.
-struct ClientListState {
-    ClientListIndex index;
-    std::vector<IdentificationRecord> records;
-};
-
-}  // namespace detail
 
 namespace {
 
 using detail::ClientListState;
+using detail::MutexLock;
 
 const char* const kClientListFile = "/var/packages/Calyx/etc/client_list.json";
 const char* const kGeneralDisplayName = "General DMA";
@@ -39,50 +26,6 @@ constexpr size_t kDisplayNameSize = 200;
 
 void DeleteState(ClientListState* state) {
     delete state;
-}
-
-class MutexLock {
-public:
-    explicit MutexLock(pthread_mutex_t* mutex) : mutex_(mutex) { pthread_mutex_lock(mutex_); }
-    ~MutexLock() { pthread_mutex_unlock(mutex_); }
-    MutexLock(const MutexLock&) = delete;
-    MutexLock& operator=(const MutexLock&) = delete;
-
-private:
-    pthread_mutex_t* mutex_;
-};
-
-enum class ParseOutcome { kParsed, kCannotOpen, kParseFailed };
-
-// Reads the file at `path` as one JSON document, comments kept, and logs the failure
-// reports of `method` ("Error: <method> - %s could not open", "Error: <method> -
-// Json::Reader::parse failed"). On a parse failure `document` holds what the reader
-// produced (null when it gave up on pathological nesting by throwing).
-ParseOutcome ParseJsonFile(const std::string& path, const char* method, Json::Value& document) {
-    std::ifstream in;
-    if (!detail::WouldBlockOnOpen(path)) {
-        in.open(path.c_str());
-    }
-    if (!in) {
-        if (DMSLOGGetLevel() >= 0) {
-            DMSPrintf(DMSLOG_ERR, "Error: %s - %s could not open\n", method, path.c_str());
-        }
-        return ParseOutcome::kCannotOpen;
-    }
-    bool parsed = false;
-    try {
-        Json::Reader reader;
-        parsed = reader.parse(in, document, true);
-    } catch (const std::exception&) {
-        document = Json::Value();
-    }
-    if (!parsed) {
-        if (DMSLOGGetLevel() >= 0) {
-            DMSPrintf(DMSLOG_ERR, "Error: %s - Json::Reader::parse failed\n", method);
-        }
-        return ParseOutcome::kParseFailed;
-    }
-    return ParseOutcome::kParsed;
 }
 
 // "ClientList" of the document, added as null when the document (null or an object)
@@ -189,8 +132,9 @@ bool DMSClientList::Load(const std::string& clientListPath, const std::string& p
 int DMSClientList::LoadClientList(const std::string& path) {
     try {
         Json::Value document;
-        ParseOutcome outcome = ParseJsonFile(path, "DMSClientList::LoadClientList", document);
-        if (outcome == ParseOutcome::kCannotOpen) {
+        detail::JsonFileOutcome outcome =
+            detail::LoadJsonFile(path, "DMSClientList::LoadClientList", document);
+        if (outcome == detail::JsonFileOutcome::kCannotOpen) {
             return 0;
         }
         // A document that failed to parse replaces the old one all the same, with what
@@ -200,7 +144,7 @@ int DMSClientList::LoadClientList(const std::string& path) {
             m_root.swap(document);
             RebuildIndex(m_root, *m_state);
         }
-        return outcome == ParseOutcome::kParsed ? 1 : 0;
+        return outcome == detail::JsonFileOutcome::kParsed ? 1 : 0;
     } catch (const std::exception&) {
         return 0;
     }
@@ -209,8 +153,8 @@ int DMSClientList::LoadClientList(const std::string& path) {
 int DMSClientList::LoadProfileIDList(const std::string& path) {
     try {
         Json::Value document;
-        if (ParseJsonFile(path, "DMSClientList::LoadProfileIDList", document) !=
-            ParseOutcome::kParsed) {
+        if (detail::LoadJsonFile(path, "DMSClientList::LoadProfileIDList", document) !=
+            detail::JsonFileOutcome::kParsed) {
             return 0;
         }
         Json::Value jsonRecords(Json::arrayValue);

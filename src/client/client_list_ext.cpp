@@ -1,6 +1,5 @@
 // Extension: match reports, entry access and saving to any path for DMSClientList, built
 // on the matcher and the save that DMSClientList itself uses.
-#include <errno.h>
 #include <string.h>
 
 #include "calyx/client_list.h"
@@ -9,6 +8,7 @@
 #include "client/client_list_json.h"
 #include "client/client_list_matcher.h"
 #include "client/client_list_save.h"
+#include "client/client_list_state.h"
 
 namespace Calyx {
 namespace detail {
@@ -17,8 +17,8 @@ namespace detail {
 struct ClientListAccess {
     static pthread_mutex_t& Mutex(DMSClientList& list) { return list.m_mutex; }
     static Json::Value& Root(DMSClientList& list) { return list.m_root; }
-    static const Json::Value& ProfileIDList(const DMSClientList& list) {
-        return list.m_profileIDList;
+    static const std::vector<IdentificationRecord>& Records(const DMSClientList& list) {
+        return list.m_state->records;
     }
 };
 
@@ -28,17 +28,13 @@ namespace {
 
 using detail::ClientListAccess;
 
+// Holds the list's mutex for a scope.
 class ListLock {
 public:
-    explicit ListLock(DMSClientList& list) : mutex_(&ClientListAccess::Mutex(list)) {
-        pthread_mutex_lock(mutex_);
-    }
-    ~ListLock() { pthread_mutex_unlock(mutex_); }
-    ListLock(const ListLock&) = delete;
-    ListLock& operator=(const ListLock&) = delete;
+    explicit ListLock(DMSClientList& list) : lock_(&ClientListAccess::Mutex(list)) {}
 
 private:
-    pthread_mutex_t* mutex_;
+    detail::MutexLock lock_;
 };
 
 // The entry of `mac` while the lock is held. The position comes from VerifyMacIsExist
@@ -64,13 +60,8 @@ std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list,
                                                   const Json::Value& entry) {
     std::vector<ProfileIDStep> steps;
     try {
-        // The records prepared exactly as LoadProfileIDList prepares them for matching.
-        const Json::Value& json = ClientListAccess::ProfileIDList(list);
-        std::vector<detail::IdentificationRecord> records;
-        if (json.isArray())
-            for (const Json::Value& record : json)
-                records.push_back(detail::IdentificationRecord{
-                    record["profileName"].asString(), detail::PrepareRules(record["profileID"])});
+        // The records LoadProfileIDList prepared, which UpdateKeys matches against.
+        const std::vector<detail::IdentificationRecord>& records = ClientListAccess::Records(list);
         for (const detail::RecordVerdict& verdict : detail::ExplainMatches(records, entry)) {
             ProfileIDStep step;
             step.profileName = verdict.record->profileName;
@@ -142,18 +133,10 @@ int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::
 
 int ClientListWriteTo(DMSClientList& list, const std::string& path, std::string* error) {
     ListLock lock(list);
+    // The save of WriteToFile, with its report, to another path.
     int failure = 0;
-    try {
-        failure = detail::ReplaceFileAtomically(
-            path, detail::SerializeClientDocument(ClientListAccess::Root(list)));
-    } catch (const std::exception&) {
-        failure = ENOMEM;
-    }
-    if (failure == 0)
+    if (detail::SaveClientDocument(path, ClientListAccess::Root(list), &failure) == 1)
         return 1;
-    // The same report as WriteToFile's save.
-    if (DMSLOGGetLevel() >= 0)
-        DMSPrintf(DMSLOG_ERR, "Error - %s could not open\n", path.c_str());
     if (error != nullptr)
         *error = strerror(failure);
     return 0;

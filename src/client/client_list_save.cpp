@@ -164,12 +164,15 @@ int ReplaceFileAtomically(const std::string& path, const std::string& bytes) {
     return 0;
 }
 
-int SaveClientDocument(const std::string& path, const Json::Value& document) {
+int SaveClientDocument(const std::string& path, const Json::Value& document, int* failure) {
     int error = 0;
     try {
         error = ReplaceFileAtomically(path, SerializeClientDocument(document));
     } catch (const std::exception&) {
         error = ENOMEM;  // serializing a huge document ran out of memory
+    }
+    if (failure != nullptr) {
+        *failure = error;
     }
     if (error != 0) {
         if (DMSLOGGetLevel() >= 0) {

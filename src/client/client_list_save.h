@@ -23,8 +23,10 @@ std::string SerializeClientDocument(const Json::Value& document);
 int ReplaceFileAtomically(const std::string& path, const std::string& bytes);
 
 // Serializes and saves `document` to `path`. 1 on success; 0 after logging
-// "Error - %s could not open\n" with `path` at level 0.
-int SaveClientDocument(const std::string& path, const Json::Value& document);
+// "Error - %s could not open\n" with `path` at level 0, with the errno of the failed
+// step in `*failure` when `failure` is given.
+int SaveClientDocument(const std::string& path, const Json::Value& document,
+                       int* failure = nullptr);
 
 }  // namespace detail
 }  // namespace Calyx

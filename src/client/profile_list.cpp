@@ -2,42 +2,16 @@
 
 #include <json/json.h>
 
-#include <fstream>
 #include <memory>
-#include <sstream>
 
 #include "calyx/core.h"
-#include "dmsutils/file_kind.h"
+#include "dmsutils/json_document.h"
 
 namespace Calyx {
 
 std::vector<Agent*> gDMSAgentList;
 
 namespace {
-
-// Reads the whole document like jsoncpp's classic reader with comments collected, but
-// with its nesting limit, so that a hostile file fails to parse instead of throwing.
-bool ParseProfileDocument(std::istream& stream, Json::Value& root) {
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = true;
-    builder["allowComments"] = true;
-    builder["strictRoot"] = false;
-    builder["allowDroppedNullPlaceholders"] = false;
-    builder["allowNumericKeys"] = false;
-    builder["allowSingleQuotes"] = false;
-    builder["allowTrailingCommas"] = false;
-    builder["failIfExtra"] = false;
-    builder["rejectDupKeys"] = false;
-    builder["allowSpecialFloats"] = false;
-    builder["skipBom"] = false;
-    builder["stackLimit"] = 1000;
-    std::string errors;
-    try {
-        return Json::parseFromStream(builder, stream, &root, &errors);
-    } catch (const std::exception&) {
-        return false;
-    }
-}
 
 // A value as text, the way jsoncpp converts it; false for arrays and objects, which
 // have no text form.
@@ -90,23 +64,9 @@ std::unique_ptr<Agent> MakeAgent(const Json::Value& entry) {
 }  // namespace
 
 bool DMSClientChecker::InitProfileList(const std::string& path) {
-    std::ifstream stream;
-    if (!detail::WouldBlockOnOpen(path)) {
-        stream.open(path);
-    }
-    if (!stream.is_open()) {
-        if (DMSLOGGetLevel() >= 0) {
-            DMSPrintf(DMSLOG_ERR, "Error: DMSClientChecker::InitProfileList - %s could not open\n",
-                      path.c_str());
-        }
-        return false;
-    }
     Json::Value root;
-    if (!ParseProfileDocument(stream, root)) {
-        if (DMSLOGGetLevel() >= 0) {
-            DMSPrintf(DMSLOG_ERR,
-                      "Error: DMSClientChecker::InitProfileList - Json::Reader::parse failed\n");
-        }
+    if (detail::LoadJsonFile(path, "DMSClientChecker::InitProfileList", root) !=
+        detail::JsonFileOutcome::kParsed) {
         return false;
     }
     if (!root.isObject()) {

@@ -5,11 +5,12 @@
 #include <fstream>
 #include <sstream>
 
-#include <json/reader.h>
-
 #include "calyx/ext.h"
+#include "dmsutils/json_document.h"
 
 namespace Calyx {
+
+using detail::ParseJsonDocument;
 
 namespace {
 
@@ -49,8 +50,13 @@ bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* err
         }
         const std::string text = buffer.str();
         Json::Reader reader;
-        if (reader.parse(text, root, true))
+        std::string thrown;
+        if (ParseJsonDocument(text, root, &reader, &thrown))
             return true;
+        if (!thrown.empty()) {  // nested deeper than the reader allows
+            err.message = thrown;
+            return false;
+        }
         std::vector<Json::Reader::StructuredError> errors = reader.getStructuredErrors();
         if (errors.empty()) {
             err.message = "not valid JSON";

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include <json/reader.h>
 #include <json/value.h>
+#include "dmsutils/json_document.h"
 
 #include "calyx/core.h"
 #include "calyx/ext.h"
@@ -58,16 +58,6 @@ bool ReadWholeFile(const std::string& path, std::string& text) {
     bool ok = ferror(file) == 0;
     fclose(file);
     return ok;
-}
-
-// Comments are allowed. A document nested too deeply for the reader counts as invalid.
-bool ParseDocument(const std::string& text, Json::Value& root) {
-    try {
-        Json::Reader reader;
-        return reader.parse(text, root, true);
-    } catch (const Json::Exception&) {
-        return false;
-    }
 }
 
 void InsertIfResolvable(FolderMap& folders, const std::string& sharePath, const std::string& name) {
@@ -144,7 +134,7 @@ FolderMap CollectIndexLocations(const std::string& word) {
         return folders;
     }
     Json::Value root;
-    if (!ParseDocument(text, root)) {
+    if (!detail::ParseJsonDocument(text, root)) {
         if (DMSLOGGetLevel() >= 0) {
             DMSPrintf(DMSLOG_ERR, "Error: Json::Reader::parse %s failed\n", file.c_str());
         }
