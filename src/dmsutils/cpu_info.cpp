@@ -20,7 +20,7 @@ std::string GetCPUInfo(const std::string& key) {
         return std::string();
     }
     std::string path = ResolveFixedPath("/proc/cpuinfo");
-    FILE* file = detail::WouldBlockOnOpen(path) ? nullptr : fopen(path.c_str(), "re");
+    FILE* file = detail::OpenForReading(path);
     if (file == nullptr) {
         syslog(LOG_ERR, "%s:%d Failed to open file [%s]", CALYX_DMSUTILS_FILE, __LINE__,
                path.c_str());

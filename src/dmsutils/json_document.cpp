@@ -1,7 +1,7 @@
 #include "dmsutils/json_document.h"
 
-#include <fstream>
-#include <iterator>
+#include <cstdio>
+#include <memory>
 
 #include "calyx/core.h"
 #include "dmsutils/file_kind.h"
@@ -27,17 +27,17 @@ bool ParseJsonDocument(const std::string& text, Json::Value& root, Json::Reader*
 
 JsonFileOutcome LoadJsonFile(const std::string& path, const char* method, Json::Value& root) {
     try {
-        std::ifstream in;
-        if (!WouldBlockOnOpen(path)) {
-            in.open(path.c_str());
-        }
-        if (!in) {
+        std::unique_ptr<FILE, int (*)(FILE*)> file(OpenForReading(path), fclose);
+        if (!file) {
             if (DMSLOGGetLevel() >= 0) {
                 DMSPrintf(DMSLOG_ERR, "Error: %s - %s could not open\n", method, path.c_str());
             }
             return JsonFileOutcome::kCannotOpen;
         }
-        std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        // What could be read is parsed: a directory opens but reads as nothing, which
+        // makes a parse failure.
+        std::string text;
+        AppendFileContents(file.get(), text);
         if (!ParseJsonDocument(text, root)) {
             if (DMSLOGGetLevel() >= 0) {
                 DMSPrintf(DMSLOG_ERR, "Error: %s - Json::Reader::parse failed\n", method);

@@ -33,7 +33,7 @@ void DMSGetNetworkInterface(std::map<std::string, std::string>& cards) {
 std::string GetMACAddressFromARPTable(const std::string& ip) {
     std::string mac;
     std::string table = ResolveFixedPath("/proc/net/arp");
-    FILE* file = detail::WouldBlockOnOpen(table) ? nullptr : fopen(table.c_str(), "re");
+    FILE* file = detail::OpenForReading(table);
     if (file == nullptr) {
         if (DMSLOGGetLevel() >= 0) {
             DMSPrintf(DMSLOG_ERR, "Error: Server::GetMACAddressFromARPTable - Failed to open %s\n",

@@ -40,22 +40,13 @@ bool IsTrue(const Json::Value& value) {
     }
 }
 
+// False when the file cannot be opened or read (a directory opens but cannot be read).
 bool ReadWholeFile(const std::string& path, std::string& text) {
-    FILE* file = detail::WouldBlockOnOpen(path) ? nullptr : fopen(path.c_str(), "re");
+    FILE* file = detail::OpenForReading(path);
     if (file == nullptr) {
         return false;
     }
-    struct stat st;
-    if (fstat(fileno(file), &st) != 0 || S_ISDIR(st.st_mode)) {
-        fclose(file);
-        return false;
-    }
-    char chunk[8192];
-    size_t n;
-    while ((n = fread(chunk, 1, sizeof chunk, file)) > 0) {
-        text.append(chunk, n);
-    }
-    bool ok = ferror(file) == 0;
+    bool ok = detail::AppendFileContents(file, text);
     fclose(file);
     return ok;
 }

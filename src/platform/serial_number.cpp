@@ -1,8 +1,6 @@
 // Portable serial numbers: the custom one from the platform settings file, the factory
 // one from the device tree or the firmware's DMI table.
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -11,6 +9,7 @@
 
 #include "calyx/ext.h"
 #include "calyx/platform.h"
+#include "dmsutils/file_kind.h"
 
 namespace {
 
@@ -25,31 +24,22 @@ bool Missing(const std::string& path) {
     return stat(path.c_str(), &st) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-// Reads a whole small file; false when it cannot be opened or read as a file.
+// Reads a whole small file; false when it cannot be opened or read as a file (a FIFO or
+// device in its place is refused rather than waited on).
 bool ReadSmallFile(const std::string& path, std::string& contents) {
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
+    FILE* file = Calyx::detail::OpenForReading(path);
+    if (file == nullptr) {
         return false;
     }
     contents.clear();
     char chunk[256];
-    bool ok = true;
+    size_t n;
     // Bounded: a serial number is short, and sysfs files are at most a page.
-    while (contents.size() < 65536) {
-        ssize_t n = read(fd, chunk, sizeof chunk);
-        if (n < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            ok = false;
-            break;
-        }
-        if (n == 0) {
-            break;
-        }
-        contents.append(chunk, static_cast<size_t>(n));
+    while (contents.size() < 65536 && (n = fread(chunk, 1, sizeof chunk, file)) > 0) {
+        contents.append(chunk, n);
     }
-    close(fd);
+    bool ok = ferror(file) == 0;
+    fclose(file);
     return ok;
 }
 

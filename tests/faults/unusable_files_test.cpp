@@ -151,3 +151,13 @@ INSTANTIATE_TEST_SUITE_P(Damages, UnusableFiles,
                          });
 
 }  // namespace
+
+// The factory serial is read only when there is no custom one, so its file is damaged
+// alone here (the other readers' damage would stop the serial read earlier).
+TEST_P(UnusableFiles, FactorySerialFileFailsCleanly) {
+    ScopedRoot root;
+    if (!Damaged(root.resolve("/proc/device-tree/serial-number"), GetParam())) {
+        GTEST_SKIP() << "root reads any file";
+    }
+    EXPECT_TRUE(InChild([] { return Calyx::DMSGetProductSerial().empty(); }));
+}
