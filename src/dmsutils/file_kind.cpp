@@ -40,5 +40,16 @@ bool AppendFileContents(FILE* file, std::string& text) {
     return ferror(file) == 0;
 }
 
+bool ReadWholeFile(const std::string& path, std::string& text) {
+    FILE* file = OpenForReading(path);
+    if (file == nullptr) {
+        return false;
+    }
+    text.clear();
+    bool ok = AppendFileContents(file, text);
+    fclose(file);
+    return ok;
+}
+
 }  // namespace detail
 }  // namespace Calyx

@@ -20,6 +20,10 @@ FILE* OpenForReading(const std::string& path);
 /// example on a directory), with what was read before the failure appended.
 bool AppendFileContents(FILE* file, std::string& text);
 
+/// Replaces `text` with the whole file at `path`, opened with OpenForReading; false when
+/// it cannot be opened or read (a directory opens but cannot be read).
+bool ReadWholeFile(const std::string& path, std::string& text);
+
 }  // namespace detail
 }  // namespace Calyx
 

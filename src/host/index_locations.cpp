@@ -40,17 +40,6 @@ bool IsTrue(const Json::Value& value) {
     }
 }
 
-// False when the file cannot be opened or read (a directory opens but cannot be read).
-bool ReadWholeFile(const std::string& path, std::string& text) {
-    FILE* file = detail::OpenForReading(path);
-    if (file == nullptr) {
-        return false;
-    }
-    bool ok = detail::AppendFileContents(file, text);
-    fclose(file);
-    return ok;
-}
-
 void InsertIfResolvable(FolderMap& folders, const std::string& sharePath, const std::string& name) {
     std::string path = GetAbsolutePath(sharePath);
     if (!path.empty()) {
@@ -118,7 +107,7 @@ FolderMap CollectIndexLocations(const std::string& word) {
         return folders;
     }
     std::string text;
-    if (!ReadWholeFile(file, text)) {
+    if (!detail::ReadWholeFile(file, text)) {
         if (DMSLOGGetLevel() >= 0) {
             DMSPrintf(DMSLOG_ERR, "Error: %s could not open\n", file.c_str());
         }

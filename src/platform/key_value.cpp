@@ -3,9 +3,6 @@
 // Format: one "key=value" or key="value" pair per line, blanks around "=" allowed;
 // blank lines, lines starting with "#" or ";" and "[section]" lines are ignored; the
 // first line that holds the key wins.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +10,7 @@
 #include <string>
 
 #include "calyx/platform.h"
+#include "dmsutils/file_kind.h"
 
 namespace {
 
@@ -57,20 +55,10 @@ extern "C" int QLIBCFileGetKeyValue(const char* path, const char* key, char* buf
     if (path == nullptr || key == nullptr || buf == nullptr || size <= 0) {
         return -1;
     }
-    // Opened without blocking and checked before reading: a FIFO or device put in
-    // place of the file must not make the caller wait.
-    int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) {
-        return -1;
-    }
-    struct stat st;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-        close(fd);
-        return -1;
-    }
-    FILE* file = fdopen(fd, "r");
+    // A FIFO or device put in place of the file is refused rather than waited on; a
+    // directory opens but fails at the first read, as any unreadable file does.
+    FILE* file = Calyx::detail::OpenForReading(path);
     if (file == nullptr) {
-        close(fd);
         return -1;
     }
     char* line = nullptr;

@@ -1,10 +1,6 @@
 // Portable localized-text parser: the file "strings" of a language directory, in the
 // sectioned key=value format that docs/texts.md describes.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -13,44 +9,12 @@
 #include <json/value.h>
 
 #include "calyx/platform.h"
+#include "dmsutils/file_kind.h"
 
 namespace {
 
 const char kTextsFileName[] = "strings";
 const char kBlanks[] = " \t\r\f\v";
-
-// The whole regular file at `path`; false when it is missing, not a regular file (a
-// FIFO would block, a directory cannot be read) or cannot be read.
-bool ReadRegularFile(const std::string& path, std::string& content) {
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) {
-        return false;
-    }
-    struct stat st;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-        close(fd);
-        return false;
-    }
-    content.clear();
-    content.reserve(static_cast<size_t>(st.st_size));
-    char buffer[65536];
-    for (;;) {
-        ssize_t n = read(fd, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n < 0) {
-            close(fd);
-            return false;
-        }
-        if (n == 0) {
-            break;
-        }
-        content.append(buffer, static_cast<size_t>(n));
-    }
-    close(fd);
-    return true;
-}
 
 // [begin, end) of `text` without leading and trailing white space (CR included, so
 // Windows line ends need no special case).
@@ -207,7 +171,7 @@ Json::Value LocalizedStringParser::ParseTexts(std::string dir) {
         }
         path += kTextsFileName;
         std::string content;
-        if (!ReadRegularFile(path, content)) {
+        if (!Calyx::detail::ReadWholeFile(path, content)) {
             return Json::Value();
         }
         return TextsParser().Parse(content);
