@@ -7,37 +7,16 @@ src=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$src/build/bench}
 filter=${CALYX_BENCH_FILTER:-}
 
-pgdir=""
-stop_server() {
-    if [ -n "$pgdir" ]; then
-        bash "$src/scripts/pg-cluster.sh" stop "$pgdir" "$pg_user"
-        pgdir=""
-    fi
-}
-trap stop_server EXIT
-
-# start_server: a cluster for the database benchmarks, run as an unprivileged user when
-# this runs as root (PostgreSQL refuses root).
-start_server() {
-    pg_user=""
-    if [ "$(id -u)" -eq 0 ]; then
-        pg_user=calyx-test
-        if ! id "$pg_user" >/dev/null 2>&1; then
-            useradd --system --no-create-home --shell /usr/sbin/nologin "$pg_user"
-        fi
-    fi
-    pgdir=$(mktemp -d /tmp/calyx-pg-bench-XXXXXX)
-    export CALYX_PG_PORT=${CALYX_PG_PORT:-55433}
-    bash "$src/scripts/pg-cluster.sh" start "$pgdir" "$pg_user"
-    export PGHOST=$pgdir PGPORT=$CALYX_PG_PORT PGUSER=admin PGDATABASE=calyx
-}
+# shellcheck source=scripts/pg-server.sh
+. "$src/scripts/pg-server.sh"
+trap pg_server_stop EXIT
 
 for bin in $(find "$build/bench" -type f -name '*_bench' -perm -u+x | sort); do
     echo "== $(basename "$bin")"
     args=()
     case "$bin" in
     */bench/db/*)
-        [ -n "$pgdir" ] || start_server
+        [ -n "$pg_server_dir" ] || pg_server_start "$(unprivileged_user)" "${CALYX_PG_PORT:-55433}"
         # The server shares the machine: interleaved repetitions keep a load change from
         # falling on one side of the comparison only; compare the medians.
         args=(--benchmark_repetitions=5 --benchmark_enable_random_interleaving=true

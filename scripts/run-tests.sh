@@ -15,17 +15,14 @@ set -euo pipefail
 src=$(cd "$(dirname "$0")/.." && pwd)
 export CALYX_TEST_SCALE=${CALYX_TEST_SCALE:-1}
 jobs=${CALYX_JOBS:-$(nproc)}
-test_user=""
-
 log() { printf '\n== %s\n' "$*"; }
 
 bash "$src/scripts/install-deps.sh"
 
-if [ "$(id -u)" -eq 0 ]; then
-    test_user=calyx-test
-    if ! id "$test_user" >/dev/null 2>&1; then
-        useradd --system --no-create-home --shell /usr/sbin/nologin "$test_user"
-    fi
+# shellcheck source=scripts/pg-server.sh
+. "$src/scripts/pg-server.sh"
+test_user=$(unprivileged_user)
+if [ -n "$test_user" ]; then
     # The test user must be able to read the sources (fixtures, SQL); a checkout under a
     # private home directory is copied to a shared place first.
     if ! runuser -u "$test_user" -- test -r "$src/CMakeLists.txt"; then
@@ -46,14 +43,7 @@ cmake --build "$src/build/release" -j "$jobs"
 log "install and outside consumer"
 bash "$src/scripts/check-install.sh" "$src/build/release"
 
-pgdir=""
-stop_server() {
-    if [ -n "$pgdir" ]; then
-        bash "$src/scripts/pg-cluster.sh" stop "$pgdir" "$test_user"
-        pgdir=""
-    fi
-}
-trap stop_server EXIT
+trap pg_server_stop EXIT
 
 # run_ctest BUILD_DIR [ctest options]: one server per run, stopped and removed afterwards
 # (also when tests fail). A server that cannot start fails the command with its log.
@@ -64,10 +54,7 @@ run_ctest() {
     if [ -n "$test_user" ]; then
         chown -R "$test_user" "$build"
     fi
-    pgdir=$(mktemp -d /tmp/calyx-pg-XXXXXX)
-    chmod 755 "$pgdir"
-    bash "$src/scripts/pg-cluster.sh" start "$pgdir" "$test_user"
-    export PGHOST=$pgdir PGPORT=${CALYX_PG_PORT:-55432} PGUSER=admin PGDATABASE=calyx
+    pg_server_start "$test_user" "${CALYX_PG_PORT:-55432}"
     local tmp
     tmp=$(mktemp -d /tmp/calyx-tests-XXXXXX)
     chmod 1777 "$tmp"
@@ -79,7 +66,7 @@ run_ctest() {
         TMPDIR="$tmp" ctest --test-dir "$build" --output-on-failure -j "$jobs" "$@" || status=$?
     fi
     rm -rf "$tmp"
-    stop_server
+    pg_server_stop
     return $status
 }
 
