@@ -9,6 +9,7 @@
 #include "calyx/host.h"
 #include "calyx/i18n.h"
 #include "calyx/media_db.h"
+#include "calyx/media_names.h"
 #include "calyx/platform.h"
 #include "calyx/types.h"
 #include "calyx/version.h"
