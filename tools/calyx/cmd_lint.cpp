@@ -17,6 +17,7 @@ struct LintOptions {
     std::string schema;
     bool json = false;
     bool printJson = false;
+    bool schemaOnly = false;
 };
 
 void RunLint(const LintOptions& options) {
@@ -53,7 +54,7 @@ void RunLint(const LintOptions& options) {
         PrintJson(document);
         return;
     }
-    LintReport report = LintProfileList(document);
+    LintReport report = options.schemaOnly ? LintReport() : LintProfileList(document);
     if (!options.schema.empty())
         for (const std::string& violation : SchemaViolations(document, options.schema))
             AddFileError(report, "schema " + options.schema + ": " + violation);
@@ -82,9 +83,14 @@ void AddLintCommand(CLI::App& app) {
                   "Print the file as the library reads it (plain JSON, no comments) instead of "
                   "checking it")
         ->excludes(json);
-    cmd->add_option("--schema", options->schema,
-                    "Also validate the file against this JSON Schema (draft 7), e.g. "
-                    "schema/profile-list.schema.json");
+    CLI::Option* schema =
+        cmd->add_option("--schema", options->schema,
+                        "Also validate the file against this JSON Schema (draft 7), e.g. "
+                        "schema/profile-list.schema.json");
+    cmd->add_flag("--schema-only", options->schemaOnly,
+                  "Only the --schema validation and duplicate keys, without the profile list "
+                  "checks (for client lists)")
+        ->needs(schema);
     cmd->footer("Exit status 1 when any finding is an error; warnings alone give 0.");
     cmd->callback([options] { RunLint(*options); });
 }
