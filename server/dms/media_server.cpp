@@ -27,6 +27,9 @@ namespace calyx_dms {
 
 namespace {
 
+// Long enough for the stack to send every queued bye-bye announcement.
+const guint kByeByeMilliseconds = 800;
+
 // A temporary directory removed with everything in it.
 class ScratchDirectory {
 public:
@@ -134,26 +137,35 @@ int RunMediaServer(const Options& options) {
     ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
 
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    auto stop = [](gpointer l) -> gboolean {
+        g_main_loop_quit(static_cast<GMainLoop*>(l));
+        return G_SOURCE_CONTINUE;
+    };
     auto quit = [](gpointer l) -> gboolean {
         g_main_loop_quit(static_cast<GMainLoop*>(l));
-        return G_SOURCE_CONTINUE;  // removed below, after the loop
+        return G_SOURCE_REMOVE;
     };
-    guint term = g_unix_signal_add(SIGTERM, quit, loop);
-    guint interrupt = g_unix_signal_add(SIGINT, quit, loop);
+    // The signal sources stay until shutdown, so a second signal is harmless.
+    guint term = g_unix_signal_add(SIGTERM, stop, loop);
+    guint interrupt = g_unix_signal_add(SIGINT, stop, loop);
     signal(SIGPIPE, SIG_IGN);
 
     gupnp_root_device_set_available(device.get(), TRUE);
+    const std::string location = gupnp_device_info_get_location(GUPNP_DEVICE_INFO(device.get()));
     if (Calyx::DMSLOGGetLevel() >= 1)
-        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: serving \"%s\" at %s%s\n",
-                         identity.friendlyName.c_str(), baseUrl.c_str(), kDescriptionPath);
-    std::cout << "calyx-dms: serving \"" << identity.friendlyName << "\" at " << baseUrl
-              << kDescriptionPath << std::endl;
+        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: serving \"%s\" at %s\n",
+                         identity.friendlyName.c_str(), location.c_str());
+    std::cout << "calyx-dms: serving \"" << identity.friendlyName << "\" at " << location
+              << std::endl;
     g_main_loop_run(loop);
 
-    // Shut down: bye-bye announcements, the last save, then the library.
-    gupnp_root_device_set_available(device.get(), FALSE);
+    // Shut down: bye-bye announcements, the last save, then the library. The stack
+    // spaces its SSDP messages with timers, so the loop runs a moment longer to send them.
     g_source_remove(term);
     g_source_remove(interrupt);
+    gupnp_root_device_set_available(device.get(), FALSE);
+    g_timeout_add(kByeByeMilliseconds, quit, loop);
+    g_main_loop_run(loop);
     g_main_loop_unref(loop);
     keeper.Check();
     if (Calyx::DMSLOGGetLevel() >= 1)
