@@ -355,12 +355,16 @@ def xml_escape(text):
             .replace('"', "&quot;"))
 
 
-def soap_action(client, lab, service, action, arguments, headers=(), body=None):
+def soap_action(client, lab, service, action, arguments, headers=(), body=None,
+                own_headers=True):
     """POSTs a SOAP action with curl from `client`; returns (status, {out argument: text}).
-    `headers` are extra "Name: value" texts; `body` replaces the envelope."""
+    `headers` are extra "Name: value" texts (with own_headers False, the only SOAPAction
+    and Content-Type sent besides curl's own); `body` replaces the envelope."""
     import xml.etree.ElementTree as ET
-    args = ["-X", "POST", "-H", 'SOAPAction: "%s#%s"' % (SERVICES[service], action),
-            "-H", 'Content-Type: text/xml; charset="utf-8"']
+    args = ["-X", "POST", "-H", "User-Agent:", "-H", "Accept:"]
+    if own_headers:
+        args += ["-H", 'SOAPAction: "%s#%s"' % (SERVICES[service], action),
+                 "-H", 'Content-Type: text/xml; charset="utf-8"']
     for header in headers:
         args += ["-H", header]
     args += ["--data-binary", body if body is not None else soap_envelope(service, action, arguments),
