@@ -10,6 +10,8 @@ namespace calyx_dms {
 
 namespace {
 
+const size_t kMaxPathLength = 255;
+
 RequestKind KindOfPath(const char* path) {
     if (IsControlPath(path))
         return RequestKind::kControl;
@@ -39,6 +41,11 @@ void AccessGate::OnRequestRead(SoupServerMessage* msg) {
     const char* host = soup_server_message_get_remote_host(msg);
     GUri* uri = soup_server_message_get_uri(msg);
     const char* path = uri ? g_uri_get_path(uri) : "";
+    if (strlen(path) > kMaxPathLength) {
+        // No path the server answers is this long; the file handlers would only fail later.
+        soup_server_message_set_status(msg, SOUP_STATUS_REQUEST_URI_TOO_LONG, nullptr);
+        return;
+    }
     std::unique_ptr<ClientVisit> visit = VisitClient(list_, KindOfPath(path), host ? host : "",
                                                      soup_server_message_get_request_headers(msg));
     if (!visit->allowed) {

@@ -367,9 +367,14 @@ def soap_action(client, lab, service, action, arguments, headers=(), body=None,
                  "-H", 'Content-Type: text/xml; charset="utf-8"']
     for header in headers:
         args += ["-H", header]
-    args += ["--data-binary", body if body is not None else soap_envelope(service, action, arguments),
-             lab.url("/%s/control" % service)]
-    status, _headers, data = client.curl(*args)
+    payload = body if body is not None else soap_envelope(service, action, arguments)
+    with tempfile.NamedTemporaryFile(dir=lab.tmp, delete=False) as f:
+        f.write(payload.encode("utf-8", "surrogateescape"))
+    args += ["--data-binary", "@" + f.name, lab.url("/%s/control" % service)]
+    try:
+        status, _headers, data = client.curl(*args)
+    finally:
+        os.unlink(f.name)
     result = {}
     try:
         root = ET.fromstring(data)
