@@ -1,17 +1,30 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that libcalyx needs to build, test, benchmark and fuzz.
-# Idempotent and quiet when everything is already present.
+# Installs the Debian packages that libcalyx needs. Idempotent and quiet when everything
+# is already present.
+#
+#   scripts/install-deps.sh          what building and running need (make build, make demo)
+#   scripts/install-deps.sh --test   also what testing, packaging, benchmarks and fuzzing
+#                                    need (make test, make bench, make fuzz)
 set -euo pipefail
 
-PACKAGES=(
-    build-essential cmake ninja-build pkg-config
+BUILD_PACKAGES=(
+    build-essential cmake ninja-build pkg-config gzip
     libjsoncpp-dev libupnp-dev libpq-dev
+    libcli11-dev libvalijson-dev
+)
+TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
     postgresql
-    libcli11-dev
     clang libclang-rt-14-dev
-    valgrind gzip
+    valgrind
+    python3-jsonschema
+    lintian file dpkg-dev
 )
+
+PACKAGES=("${BUILD_PACKAGES[@]}")
+if [ "${1:-}" = "--test" ]; then
+    PACKAGES+=("${TEST_PACKAGES[@]}")
+fi
 
 missing=()
 for pkg in "${PACKAGES[@]}"; do
@@ -28,4 +41,4 @@ fi
 echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 $SUDO apt-get update -qq
-$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+$SUDO apt-get -o DPkg::Lock::Timeout=900 install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
