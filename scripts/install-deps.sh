@@ -11,6 +11,7 @@ PACKAGES=(
     libcli11-dev
     clang libclang-rt-14-dev
     valgrind gzip
+    libavformat-dev libavcodec-dev libswscale-dev libavutil-dev ffmpeg exiv2
 )
 
 missing=()
