@@ -11,6 +11,7 @@ BUILD_PACKAGES=(
     build-essential cmake ninja-build pkg-config gzip
     libjsoncpp-dev libupnp-dev libpq-dev
     libcli11-dev libvalijson-dev
+    libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
 )
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
@@ -19,6 +20,7 @@ TEST_PACKAGES=(
     valgrind
     python3-jsonschema
     lintian file dpkg-dev
+    ffmpeg exiv2
 )
 
 PACKAGES=("${BUILD_PACKAGES[@]}")
