@@ -11,6 +11,8 @@ PACKAGES=(
     libcli11-dev
     clang libclang-rt-14-dev
     valgrind gzip
+    # calyx-dms (server/dms) and its tests with real clients on namespaced networks
+    libgupnp-1.6-dev gir1.2-gupnp-1.6 python3-gi ffmpeg curl iproute2
 )
 
 missing=()
