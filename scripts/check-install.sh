@@ -29,3 +29,9 @@ echo "find_package consumer: $(cat "$stage/cmake.out")"
 if [ -x "$stage/prefix/bin/calyx" ]; then
     echo "installed tool: $("$stage/prefix/bin/calyx" --version)"
 fi
+
+# The media server, which finds the library the same way.
+if [ -x "$stage/prefix/bin/calyx-dms" ]; then
+    "$stage/prefix/bin/calyx-dms" --help >/dev/null
+    echo "installed server: calyx-dms"
+fi
