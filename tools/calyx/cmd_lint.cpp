@@ -17,6 +17,7 @@ struct LintOptions {
 };
 
 void RunLint(const LintOptions& options) {
+    RequireReadableFile(options.file);
     Json::Value document;
     Calyx::JsonFileError error;
     if (!Calyx::ReadJsonFile(options.file, document, &error)) {
