@@ -11,7 +11,8 @@ BUILD_PACKAGES=(
     build-essential cmake ninja-build pkg-config gzip
     libjsoncpp-dev libupnp-dev libpq-dev
     libcli11-dev libvalijson-dev
-    libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
+    # the media server programs in server/ (indexer and calyx-dms)
+    libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libgupnp-1.6-dev
 )
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
@@ -21,6 +22,8 @@ TEST_PACKAGES=(
     python3-jsonschema
     lintian file dpkg-dev
     ffmpeg exiv2
+    # tests of calyx-dms with real clients on namespaced networks
+    gir1.2-gupnp-1.6 python3-gi curl iproute2
 )
 
 PACKAGES=("${BUILD_PACKAGES[@]}")

@@ -50,6 +50,30 @@ bool Ui4Argument(GUPnPServiceAction* action, const char* name, long long& out) {
     return out <= 4294967295LL;
 }
 
+// The paging arguments Browse and Search share.
+struct PageRequest {
+    long long offset = 0;
+    long long limit = 0;
+    std::string orderBy;
+};
+
+// Reads StartingIndex, RequestedCount and SortCriteria. On a bad one the action is
+// answered with its error and the result is false.
+bool ReadPageArguments(GUPnPServiceAction* action, PageRequest& page) {
+    long long count = 0;
+    if (!Ui4Argument(action, "StartingIndex", page.offset) ||
+        !Ui4Argument(action, "RequestedCount", count)) {
+        gupnp_service_action_return_error(action, 402, "Invalid Args");
+        return false;
+    }
+    page.limit = count == 0 ? kMaxPage : std::min(count, kMaxPage);
+    if (!SortToSql(TextArgument(action, "SortCriteria"), page.orderBy)) {
+        gupnp_service_action_return_error(action, 709, "Unsupported or invalid sort criteria");
+        return false;
+    }
+    return true;
+}
+
 ClientVisit* ActionVisit(GUPnPServiceAction* action) {
     return VisitOf(gupnp_service_action_get_message(action));
 }
@@ -164,25 +188,20 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
     const std::string objectText = TextArgument(action, "ObjectID");
     const std::string flag = TextArgument(action, "BrowseFlag");
-    long long offset = 0;
-    long long count = 0;
-    std::string orderBy;
-    if (!visit || (flag != "BrowseMetadata" && flag != "BrowseDirectChildren") ||
-        !Ui4Argument(action, "StartingIndex", offset) ||
-        !Ui4Argument(action, "RequestedCount", count)) {
+    if (!visit || (flag != "BrowseMetadata" && flag != "BrowseDirectChildren")) {
         gupnp_service_action_return_error(action, 402, "Invalid Args");
         return;
     }
-    if (!SortToSql(TextArgument(action, "SortCriteria"), orderBy)) {
-        gupnp_service_action_return_error(action, 709, "Unsupported or invalid sort criteria");
+    PageRequest page;
+    if (!ReadPageArguments(action, page))
         return;
-    }
+    const long long offset = page.offset;
+    const long long limit = page.limit;
     ObjectId object;
     if (!ParseObjectId(objectText, object) || Hidden(*visit, object.table)) {
         gupnp_service_action_return_error(action, 701, "No such object");
         return;
     }
-    const long long limit = count == 0 ? kMaxPage : std::min(count, kMaxPage);
     long long stamp = catalog_.UpdateStamp();
     DidlWriter didl(baseUrl_, *visit);
     long long returned = 0;
@@ -227,7 +246,7 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
             std::vector<Listing> listings = object.kind == ObjectId::kFolders
                                                 ? DirectoryListings(0, *visit)
                                                 : std::vector<Listing>{{object.table, ""}};
-            ok = catalog_.Page(listings, orderBy, offset, limit, rows, total);
+            ok = catalog_.Page(listings, page.orderBy, offset, limit, rows, total);
             WriteRows(didl, rows, object.kind == ObjectId::kFolders ? "folders" : "");
             returned = static_cast<long long>(rows.size());
         }
@@ -247,8 +266,8 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
             return;
         } else if (ok) {
             std::vector<Entry> rows;
-            ok = catalog_.Page(DirectoryListings(object.id, *visit), orderBy, offset, limit, rows,
-                               total);
+            ok = catalog_.Page(DirectoryListings(object.id, *visit), page.orderBy, offset, limit,
+                               rows, total);
             WriteRows(didl, rows, FormatObjectId(object));
             returned = static_cast<long long>(rows.size());
         }
@@ -266,18 +285,13 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
     const std::string containerText = TextArgument(action, "ContainerID");
     const std::string criteria = TextArgument(action, "SearchCriteria");
-    long long offset = 0;
-    long long count = 0;
-    std::string orderBy;
-    if (!visit || !Ui4Argument(action, "StartingIndex", offset) ||
-        !Ui4Argument(action, "RequestedCount", count)) {
+    PageRequest page;
+    if (!visit) {
         gupnp_service_action_return_error(action, 402, "Invalid Args");
         return;
     }
-    if (!SortToSql(TextArgument(action, "SortCriteria"), orderBy)) {
-        gupnp_service_action_return_error(action, 709, "Unsupported or invalid sort criteria");
+    if (!ReadPageArguments(action, page))
         return;
-    }
     ObjectId container;
     if (!ParseObjectId(containerText, container) || container.kind == ObjectId::kItem ||
         Hidden(*visit, container.table)) {
@@ -300,11 +314,10 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
             condition += " AND parent_id = " + std::to_string(container.id);
         listings.push_back({table, condition});
     }
-    const long long limit = count == 0 ? kMaxPage : std::min(count, kMaxPage);
     long long stamp = catalog_.UpdateStamp();
     std::vector<Entry> rows;
     long long total = 0;
-    if (stamp < 0 || !catalog_.Page(listings, orderBy, offset, limit, rows, total)) {
+    if (stamp < 0 || !catalog_.Page(listings, page.orderBy, page.offset, page.limit, rows, total)) {
         gupnp_service_action_return_error(action, 720, "Cannot process the request");
         return;
     }

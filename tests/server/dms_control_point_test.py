@@ -10,6 +10,7 @@ import os
 import re
 import subprocess
 import sys
+import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from dms_lab import Lab, fail, soap_action, wait_for  # noqa: E402
@@ -147,6 +148,15 @@ def main():
         print("one Browse of 100 children: %d us inside the library of %d us" % (library, whole))
         if not 0 < library < whole:
             fail("library time %d us not within the request's %d us" % (library, whole))
+
+        # Nothing changed since the last save: the checks write nothing.
+        wait_for("the last save", lambda: lab.client_entry(mac) and
+                 lab.client_entry(mac).get("profileName") == "PlayStation 4", 5)
+        before = os.stat(lab.client_list_path())
+        time.sleep(2.5)
+        after = os.stat(lab.client_list_path())
+        if (before.st_ino, before.st_mtime_ns) != (after.st_ino, after.st_mtime_ns):
+            fail("the client list was written again without a change")
 
         # SIGTERM: clean exit, bye-bye seen by the control point, list saved.
         status = lab.stop_server()

@@ -100,8 +100,10 @@ class Lab:
         self.server = None
         self.root = os.path.join(self.tmp, "root")
         self.server_ns = self._namespace("s")
-        self.ns_run(self.server_ns, "ip", "link", "add", "br0", "type", "bridge",
-                    "mcast_snooping", "0")
+        # A fixed address: a bridge would otherwise take the lowest of its ports' addresses,
+        # and a client added later could change it under the others' ARP caches.
+        self.ns_run(self.server_ns, "ip", "link", "add", "br0", "address", "02:77:00:00:00:01",
+                    "type", "bridge", "mcast_snooping", "0")
         self.ns_run(self.server_ns, "ip", "addr", "add", SERVER_IP + "/24", "dev", "br0")
         self.ns_run(self.server_ns, "ip", "link", "set", "br0", "up")
         self.ns_run(self.server_ns, "ip", "route", "add", "224.0.0.0/4", "dev", "br0")

@@ -22,8 +22,12 @@ BROWSE_ROOT = [("ObjectID", "0"), ("BrowseFlag", "BrowseDirectChildren"), ("Filt
                ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")]
 
 
+def browse_result(lab, client):
+    return soap_action(client, lab, "ContentDirectory", "Browse", BROWSE_ROOT)
+
+
 def browse_status(lab, client):
-    return soap_action(client, lab, "ContentDirectory", "Browse", BROWSE_ROOT)[0]
+    return browse_result(lab, client)[0]
 
 
 def clients_tool(lab, command, mac):
@@ -110,7 +114,15 @@ def main():
         if lab.stop_server() != 0:
             fail("the server did not stop cleanly")
         newcomer = lab.add_client("02:77:00:00:00:99")
-        lab.start_server("--deny-new-clients", "--no-discovery")
+        # This time from a configuration file, in German.
+        config = os.path.join(lab.tmp, "calyx-dms.conf")
+        with open(config, "w") as f:
+            f.write("# calyx-dms settings\ndeny-new-clients = true\nno-discovery = true\n"
+                    "language = ger\n")
+        lab.start_server("--config", config)
+        status, result = browse_result(lab, viewer)
+        if status != 200 or "<dc:title>Musik</dc:title>" not in result.get("Result", ""):
+            fail("German container titles from the configuration file: %d %r" % (status, result))
         every_request_forbidden(lab, newcomer, song)
         if browse_status(lab, viewer) != 200:
             fail("a known, allowed client lost access when new clients are denied")
