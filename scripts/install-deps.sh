@@ -11,6 +11,8 @@ BUILD_PACKAGES=(
     build-essential cmake ninja-build pkg-config gzip
     libjsoncpp-dev libupnp-dev libpq-dev
     libcli11-dev libvalijson-dev
+    # the media server programs in server/ (indexer and calyx-dms)
+    libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libgupnp-1.6-dev
 )
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
@@ -19,6 +21,9 @@ TEST_PACKAGES=(
     valgrind
     python3-jsonschema
     lintian file dpkg-dev
+    ffmpeg exiv2
+    # tests of calyx-dms with real clients on namespaced networks
+    gir1.2-gupnp-1.6 python3-gi curl iproute2
 )
 
 PACKAGES=("${BUILD_PACKAGES[@]}")

@@ -103,6 +103,13 @@ struct ProfileIDStep {
 CALYX_EXPORT std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list,
                                                                const Json::Value& entry);
 
+/// The fields of a UPnP device description that a host passes to UpdateKeys with
+/// "HandleDiscovery" (element name = entry key): "deviceType", "friendlyName",
+/// "manufacturer", "manufacturerURL", "modelDescription", "modelName", "modelNumber",
+/// "modelURL", "serialNumber", "UDN", "presentationURL". One list for every host, so a
+/// device is identified the same way by the calyx tool and by a server that discovers it.
+CALYX_EXPORT const std::vector<std::string>& DeviceDescriptionFields();
+
 /// A copy of the whole client list document, taken under the list's lock.
 CALYX_EXPORT Json::Value ClientListDocument(DMSClientList& list);
 

@@ -44,12 +44,6 @@ struct IdentifyOptions {
     bool json = false;
 };
 
-// The description fields a server stores for a discovered device.
-const char* const kDescriptionFields[] = {
-    "deviceType",       "friendlyName", "manufacturer",   "manufacturerURL",
-    "modelDescription", "modelName",    "modelNumber",    "modelURL",
-    "serialNumber",     "UDN",          "presentationURL"};
-
 struct DocumentDeleter {
     void operator()(IXML_Document* doc) const { ixmlDocument_free(doc); }
 };
@@ -62,9 +56,9 @@ RecordedRequest ReadDescription(const std::string& path) {
     RecordedRequest request;
     request.handler = "HandleDiscovery";
     request.requestLine = "device description " + path;
-    for (const char* field : kDescriptionFields) {
+    for (const std::string& field : Calyx::DeviceDescriptionFields()) {
         bool found = false;
-        std::string value = Calyx::XMLGetFirstDocumentItem(doc.get(), field, &found);
+        std::string value = Calyx::XMLGetFirstDocumentItem(doc.get(), field.c_str(), &found);
         if (found)
             request.headers[field] = value;
     }

@@ -58,6 +58,9 @@ int main(int argc, char** argv) {
     calyx_tool::AddDeviceCommand(app);
     calyx_tool::AddMediaCommand(app);
     calyx_tool::AddTranslateCommand(app);
+#ifdef CALYX_TOOL_WITH_INDEX
+    calyx_tool::AddIndexCommand(app);
+#endif
     AddFooters(app);
 
     if (argc <= 1) {

@@ -98,6 +98,7 @@ void AddClientsCommand(CLI::App& app);
 void AddDeviceCommand(CLI::App& app);
 void AddMediaCommand(CLI::App& app);
 void AddTranslateCommand(CLI::App& app);
+void AddIndexCommand(CLI::App& app);  // built only with the media indexer
 
 }  // namespace calyx_tool
 
