@@ -19,7 +19,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/CalyxConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/CalyxConfig.cmake ${PROJECT_BINARY_DIR}/CalyxConfigVersion.cmake
     DESTINATION ${CALYX_CMAKE_DIR})
 
-get_filename_component(CALYX_IXML_LIBDIR ${IXML_LIBRARY} DIRECTORY)
+get_filename_component(CALYX_IXML_LIBDIR ${IXML_TARGET_LIBRARY} DIRECTORY)
 # The .pc file finds its prefix relative to itself, so an install moved or made with
 # `cmake --install --prefix` still works.
 file(RELATIVE_PATH CALYX_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
