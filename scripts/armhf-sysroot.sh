@@ -20,7 +20,7 @@ mkdir -p "$state/lists/partial" "$state/cache/archives/partial"
 
 PACKAGES=(
     libjsoncpp-dev libupnp-dev libpq-dev
-    libgtest-dev libgmock-dev libcli11-dev
+    libgtest-dev libgmock-dev libcli11-dev libvalijson-dev
     libc6 libstdc++6
 )
 
