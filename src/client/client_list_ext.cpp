@@ -1,6 +1,8 @@
-// Extension: match reports, entry access and saving to any path for DMSClientList, built
-// on the matcher and the save that DMSClientList itself uses.
+// Extension: match reports, entry access, removal, first start and saving to any path for
+// DMSClientList, built on the matcher, index and save that DMSClientList itself uses.
+#include <errno.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "calyx/client_list.h"
 #include "calyx/core.h"
@@ -17,6 +19,7 @@ namespace detail {
 struct ClientListAccess {
     static pthread_mutex_t& Mutex(DMSClientList& list) { return list.m_mutex; }
     static Json::Value& Root(DMSClientList& list) { return list.m_root; }
+    static ClientListState& State(DMSClientList& list) { return *list.m_state; }
     static const std::vector<IdentificationRecord>& Records(const DMSClientList& list) {
         return list.m_state->records;
     }
@@ -37,21 +40,33 @@ private:
     detail::MutexLock lock_;
 };
 
-// The entry of `mac` while the lock is held. The position comes from VerifyMacIsExist
-// (which takes the lock itself); entries are only ever appended, never moved, so the
-// position stays valid, and it is checked again under the lock.
-Json::Value* LockedEntry(DMSClientList& list, const std::string& mac, unsigned int index) {
+// The position of the entry of `mac` while the lock is held, found by the list's index
+// with VerifyMacIsExist's answer (entries can be removed, so a position found before
+// locking could be stale).
+bool LockedPosition(DMSClientList& list, const std::string& mac, unsigned int& index) {
     Json::Value& root = ClientListAccess::Root(list);
     if (!root.isObject())
-        return nullptr;
+        return false;
     const Json::Value* clients = detail::FindMember(root, "ClientList");
-    if (clients == nullptr || !clients->isArray() || index >= clients->size())
+    unsigned pos = 0;
+    if (clients == nullptr || !clients->isArray() ||
+        !ClientListAccess::State(list).index.FindMac(mac, pos) || pos >= clients->size())
+        return false;
+    index = pos;
+    return true;
+}
+
+// The entry of `mac` while the lock is held; null when there is none.
+Json::Value* LockedEntry(DMSClientList& list, const std::string& mac) {
+    unsigned int index = 0;
+    if (!LockedPosition(list, mac, index))
         return nullptr;
-    Json::Value& entry = root["ClientList"][index];
-    const Json::Value* stored = detail::FindMember(entry, "macAddr");
-    if (stored == nullptr || !stored->isString() || stored->asString() != mac)
-        return nullptr;
-    return &entry;
+    return &ClientListAccess::Root(list)["ClientList"][index];
+}
+
+void RebuildIndexLocked(DMSClientList& list) {
+    ClientListAccess::State(list).index.Rebuild(
+        detail::FindMember(ClientListAccess::Root(list), "ClientList"));
 }
 
 }  // namespace
@@ -90,12 +105,9 @@ Json::Value ClientListDocument(DMSClientList& list) {
 }
 
 bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& entry) {
-    unsigned int index = 0;
-    if (!list.VerifyMacIsExist(mac, index))
-        return false;
     ListLock lock(list);
     try {
-        const Json::Value* found = LockedEntry(list, mac, index);
+        const Json::Value* found = LockedEntry(list, mac);
         if (found == nullptr)
             return false;
         entry = *found;
@@ -110,12 +122,9 @@ int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::
     // The identity keys feed the list's position index; they are not edited here.
     if (key == "macAddr" || key == "ipAddr")
         return 0;
-    unsigned int index = 0;
-    if (!list.VerifyMacIsExist(mac, index))
-        return 0;
     ListLock lock(list);
     try {
-        Json::Value* entry = LockedEntry(list, mac, index);
+        Json::Value* entry = LockedEntry(list, mac);
         if (entry == nullptr)
             return 0;
         if (value.isNull())
@@ -140,6 +149,57 @@ int ClientListWriteTo(DMSClientList& list, const std::string& path, std::string*
     if (error != nullptr)
         *error = strerror(failure);
     return 0;
+}
+
+int ClientListRemove(DMSClientList& list, const std::string& mac) {
+    ListLock lock(list);
+    try {
+        unsigned int index = 0;
+        if (!LockedPosition(list, mac, index))
+            return 0;
+        Json::Value removed;
+        if (!ClientListAccess::Root(list)["ClientList"].removeIndex(index, &removed))
+            return 0;
+        // Every later entry moved up one place.
+        RebuildIndexLocked(list);
+        return 1;
+    } catch (const std::exception&) {
+        RebuildIndexLocked(list);
+        return 0;
+    }
+}
+
+bool ClientListStartUp(DMSClientList& list, const std::string& clientListPath,
+                       const std::string& profileListPath) {
+    try {
+        struct stat st;
+        if (stat(clientListPath.c_str(), &st) != 0 && errno == ENOENT) {
+            // A fresh box: an empty list, saved by the first WriteToFile.
+            Json::Value document(Json::objectValue);
+            document["ClientList"] = Json::Value(Json::arrayValue);
+            ListLock lock(list);
+            ClientListAccess::Root(list).swap(document);
+            RebuildIndexLocked(list);
+        } else {
+            // Unreadable or unparsable: logged by the loader, and the host goes on.
+            list.LoadClientList(clientListPath);
+        }
+        return list.LoadProfileIDList(profileListPath) != 0;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+std::map<std::string, std::string> ClientHeaderKeys(
+    const std::vector<std::pair<std::string, std::string>>& headers) {
+    std::map<std::string, std::string> keys;
+    try {
+        for (const auto& [name, value] : headers)
+            keys.emplace(StringToLower(name), value);  // the first value of a name stays
+    } catch (const std::exception&) {
+        keys.clear();
+    }
+    return keys;
 }
 
 }  // namespace Calyx
