@@ -11,7 +11,9 @@ PACKAGES=(
     libcli11-dev
     clang libclang-rt-14-dev
     valgrind gzip
-    # calyx-dms (server/dms) and its tests with real clients on namespaced networks
+    # calyx-dms (server/dms, with the indexer's libav*) and its tests with real clients
+    # on namespaced networks
+    libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
     libgupnp-1.6-dev gir1.2-gupnp-1.6 python3-gi ffmpeg curl iproute2
 )
 

@@ -1,22 +1,12 @@
 #include "client_list_start.h"
 
-#include <sys/stat.h>
-
 #include "calyx/ext.h"
 
 namespace calyx_dms {
 
 bool StartClientList(Calyx::DMSClientList& list, const std::string& clientListPath,
                      const std::string& profileListPath, std::string& error) {
-    struct stat st;
-    if (stat(clientListPath.c_str(), &st) == 0) {
-        if (!list.Load(clientListPath, profileListPath)) {
-            error = "cannot load " + clientListPath + " with " + profileListPath;
-            return false;
-        }
-        return true;
-    }
-    if (!list.LoadProfileIDList(profileListPath)) {
+    if (!Calyx::ClientListStartUp(list, clientListPath, profileListPath)) {
         error = "cannot load the profile list " + profileListPath;
         return false;
     }

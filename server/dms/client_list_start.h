@@ -10,8 +10,8 @@
 namespace calyx_dms {
 
 // Loads the client list at `clientListPath` (a missing file is a first start: empty
-// list) and the identification records of `profileListPath`. False with `error` set when
-// a file exists but cannot be read.
+// list; an unreadable one is logged and starts empty too) and the identification records
+// of `profileListPath`. False with `error` set when the profile list cannot be read.
 bool StartClientList(Calyx::DMSClientList& list, const std::string& clientListPath,
                      const std::string& profileListPath, std::string& error);
 

@@ -35,7 +35,7 @@ struct ClientVisit {
 
 // Header names lower-cased (HTTP names are case-insensitive and the profiles expect lower
 // case); credentials ("authorization", "proxy-authorization", "cookie") left out. A name
-// sent twice keeps its values joined by ", ".
+// sent twice keeps its first value.
 std::map<std::string, std::string> RequestHeaderKeys(SoupMessageHeaders* headers);
 
 // Follows the road for a request from `ip` with `headers`. A client whose address is not

@@ -94,7 +94,12 @@ def main():
         if codecs != ["aac", "h264"]:
             fail("ffprobe streams %r" % codecs)
 
-        # The thumbnail the index names, at the announced JPEG_TN URL.
+        # A file whose name is not valid UTF-8: stored percent-encoded, decoded to open it.
+        status, headers, body = client.curl(lab.url("/media/m/%d.mp3" % ids["latin"]))
+        if status != 200 or body != open(files["latin"], "rb").read():
+            fail("the file with a non-UTF-8 name: status %d, %d bytes" % (status, len(body)))
+
+        # The thumbnail the indexer made, at the announced JPEG_TN URL.
         status, headers, body = client.curl(lab.url("/thumb/v/%d.jpg" % ids["clip"]))
         if status != 200 or body != open(files["thumb"], "rb").read():
             fail("thumbnail: status %d, %d bytes" % (status, len(body)))
@@ -105,9 +110,9 @@ def main():
         for criteria, wanted in (
                 ('upnp:class derivedfrom "object.item.videoItem" and dc:title contains "CLIP"',
                  ["Clip ♪ one"]),
-                ('upnp:class derivedfrom "object.item.audioItem"', ["Song"]),
-                ('dc:title contains "video 10" or dc:title = "Photo"',
-                 ["Video 10", "Video 100", "Photo"])):  # tables in turn, sorted within
+                ('upnp:class derivedfrom "object.item.audioItem"', ["Latin%E9", "song"]),
+                ('dc:title contains "video 10" or dc:title = "photo"',
+                 ["Video 10", "Video 100", "photo"])):  # tables in turn, sorted within
             status, result = soap_action(client, lab, "ContentDirectory", "Search", [
                 ("ContainerID", "0"), ("SearchCriteria", criteria), ("Filter", "*"),
                 ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "+dc:title")])
