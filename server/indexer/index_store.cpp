@@ -15,6 +15,24 @@ struct ResultClearer {
 };
 using ResultPtr = std::unique_ptr<PGresult, ResultClearer>;
 
+// libpq's message on one line: its line breaks and indents become single blanks.
+std::string OneLine(const char* message) {
+    std::string line;
+    bool blank = false;
+    for (const char* c = message; *c != '\0'; ++c) {
+        const bool space = *c == '\n' || *c == '\t' || *c == ' ';
+        if (space && !line.empty())
+            blank = true;
+        if (!space) {
+            if (blank)
+                line += ' ';
+            line += *c;
+            blank = false;
+        }
+    }
+    return line;
+}
+
 constexpr const char* kItemTables[] = {"video", "music", "photo", "playlist", "directory"};
 
 // The columns an item row writes, in the order of ItemValues.
@@ -89,9 +107,7 @@ bool IndexStore::Open(const std::string& conninfo) {
     conn_ = PQconnectdb(conninfo.empty() ? "dbname=calyx user=admin" : conninfo.c_str());
     if (conn_ == nullptr || PQstatus(conn_) != CONNECTION_OK) {
         error_ = "cannot connect to the media index: " +
-                 std::string(conn_ ? PQerrorMessage(conn_) : "out of memory");
-        while (!error_.empty() && error_.back() == '\n')
-            error_.pop_back();
+                 OneLine(conn_ ? PQerrorMessage(conn_) : "out of memory");
         return false;
     }
     PQsetClientEncoding(conn_, "UTF8");
@@ -99,7 +115,7 @@ bool IndexStore::Open(const std::string& conninfo) {
         conn_, [](void*, const char*) {}, nullptr);
     ResultPtr schema(PQexec(conn_, MediaIndexSchemaSql()));
     if (PQresultStatus(schema.get()) != PGRES_COMMAND_OK) {
-        error_ = std::string("cannot apply the media index schema: ") + PQerrorMessage(conn_);
+        error_ = "cannot apply the media index schema: " + OneLine(PQerrorMessage(conn_));
         return false;
     }
     // One run per database schema: a second one would race the first over the same rows.
@@ -122,9 +138,7 @@ PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>
                                     values.data(), nullptr, nullptr, 0);
     const ExecStatusType status = PQresultStatus(result);
     if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
-        error_ = PQerrorMessage(conn_);
-        while (!error_.empty() && error_.back() == '\n')
-            error_.pop_back();
+        error_ = OneLine(PQerrorMessage(conn_));
         PQclear(result);
         return nullptr;
     }

@@ -23,6 +23,18 @@ bool ReadPrefix(const std::string& bytes, size_t at, uint32_t& length) {
     return true;
 }
 
+bool ReadExactly(int fd, void* into, size_t size) {
+    for (size_t done = 0; done < size;) {
+        const ssize_t n = read(fd, static_cast<char*>(into) + done, size - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += static_cast<size_t>(n);
+    }
+    return true;
+}
+
 }  // namespace
 
 bool SendMessage(int fd, const std::string& payload) {
@@ -39,21 +51,12 @@ bool SendMessage(int fd, const std::string& payload) {
 }
 
 bool ReceiveMessage(int fd, std::string& payload) {
-    std::string inbox;
-    char buffer[65536];
-    for (;;) {
-        bool broken = false;
-        if (TakeMessage(inbox, payload, broken))
-            return true;
-        if (broken)
-            return false;
-        const ssize_t n = read(fd, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        inbox.append(buffer, static_cast<size_t>(n));
-    }
+    // Reads exactly one message, so that the next one stays in the socket for the next call.
+    uint32_t length = 0;
+    if (!ReadExactly(fd, &length, sizeof length) || length > kMaxMessageBytes)
+        return false;
+    payload.resize(length);
+    return ReadExactly(fd, payload.data(), length);
 }
 
 bool TakeMessage(std::string& inbox, std::string& payload, bool& broken) {

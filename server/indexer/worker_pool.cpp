@@ -45,6 +45,10 @@ std::string ExitReason(int status) {
 
 [[noreturn]] void RunProbeWorker(int fd) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlive the run
+    // A crash must end the worker by its signal, whatever handlers the host installed,
+    // so that the run can tell what happened.
+    for (int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
+        signal(crash, SIG_DFL);
     av_log_set_level(AV_LOG_QUIET);    // reasons travel back in the result, not on stderr
     std::string payload, path, thumbnail;
     while (ReceiveMessage(fd, payload) && UnpackPair(payload, path, thumbnail)) {

@@ -5,6 +5,7 @@
 # each one is made of. Fails (non-zero) when a tool is missing or a file cannot be made.
 set -euo pipefail
 dir=$1
+rm -rf "$dir"
 mkdir -p "$dir/video/nested/deeper" "$dir/music" "$dir/photo" "$dir/bad" "$dir/names"
 
 ff() { ffmpeg -nostdin -hide_banner -loglevel error -y "$@"; }

@@ -46,14 +46,18 @@ std::function<void(const calyx_indexer::IndexProgress&)> ProgressPrinter() {
                       << (p.finished ? "\n" : "") << std::flush;
         };
     }
-    auto lastFiles = std::make_shared<size_t>(0);
-    auto lastTime = std::make_shared<time_t>(time(nullptr));
-    return [lastFiles, lastTime](const calyx_indexer::IndexProgress& p) {
+    // A line when the folder changes or a second has passed; the summary tells the end.
+    struct Last {
+        time_t time = 0;
+        std::string folder;
+    };
+    auto last = std::make_shared<Last>();
+    return [last](const calyx_indexer::IndexProgress& p) {
         const time_t now = time(nullptr);
-        if (p.finished || now == *lastTime || p.filesDone == *lastFiles)
+        if (p.finished || (now == last->time && p.currentFolder == last->folder))
             return;
-        *lastTime = now;
-        *lastFiles = p.filesDone;
+        last->time = now;
+        last->folder = p.currentFolder;
         std::cerr << calyx_indexer::ProgressPlainLine(p) << "\n" << std::flush;
     };
 }

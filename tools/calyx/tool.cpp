@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <system_error>
@@ -32,6 +33,17 @@ void RequireReadableFile(const std::string& path) {
     std::string reason = Calyx::UnreadableFileReason(path);
     if (!reason.empty())
         Fail(path + ": " + reason);
+}
+
+bool ReadTextFile(const std::string& path, std::string& text) {
+    RequireReadableFile(path);
+    std::ifstream in(path, std::ios::in | std::ios::binary);
+    if (!in)
+        return false;
+    std::ostringstream buffer;
+    buffer << in.rdbuf();
+    text = buffer.str();
+    return !in.bad();
 }
 
 Json::Value LoadJsonOrFail(const std::string& path) {
@@ -155,6 +167,7 @@ void PrintJson(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "  ";
     builder["emitUTF8"] = true;
+    builder["commentStyle"] = "None";  // comments a file carried would not be JSON
     std::cout << Json::writeString(builder, WithValidUtf8(value)) << "\n";
 }
 

@@ -40,6 +40,9 @@ int& ExitStatus();
 // open; the message names what it is instead (FIFO, directory, device, socket).
 void RequireReadableFile(const std::string& path);
 
+// Reads the whole file after RequireReadableFile; false when reading fails.
+bool ReadTextFile(const std::string& path, std::string& text);
+
 // Reads a JSON document (comments allowed) after RequireReadableFile. Throws ToolError
 // naming the file and, for a syntax error, its line and column.
 Json::Value LoadJsonOrFail(const std::string& path);
