@@ -234,10 +234,14 @@ class Lab:
         return ids
 
     # --- the server --------------------------------------------------------------------
-    def start_server(self, *extra):
+    def start_server(self, *extra, drop_env=()):
+        """Starts calyx-dms in the server namespace (environment variables in `drop_env`
+        left out) and waits until it serves."""
         log = os.path.join(self.tmp, "server.out")
         env = dict(os.environ, CALYX_ROOT=self.root,
                    PGOPTIONS="-c search_path=%s" % self.schema)
+        for name in drop_env:
+            env.pop(name, None)
         args = ["ip", "netns", "exec", self.server_ns, self.server_binary, "--interface",
                 "br0", "--port", str(PORT), "--profiles",
                 os.path.join(self.source, "data/profiles.json"), "--log",

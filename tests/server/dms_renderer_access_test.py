@@ -114,12 +114,14 @@ def main():
         if lab.stop_server() != 0:
             fail("the server did not stop cleanly")
         newcomer = lab.add_client("02:77:00:00:00:99")
-        # This time from a configuration file, in German.
+        # This time from a configuration file, in German, with the database server named
+        # there rather than in the environment.
         config = os.path.join(lab.tmp, "calyx-dms.conf")
         with open(config, "w") as f:
             f.write("# calyx-dms settings\ndeny-new-clients = true\nno-discovery = true\n"
-                    "language = ger\n")
-        lab.start_server("--config", config)
+                    "language = ger\ndatabase = \"host=%s port=%s\"\n"
+                    % (os.environ["PGHOST"], os.environ.get("PGPORT", "5432")))
+        lab.start_server("--config", config, drop_env=("PGHOST", "PGPORT"))
         status, result = browse_result(lab, viewer)
         if status != 200 or "<dc:title>Musik</dc:title>" not in result.get("Result", ""):
             fail("German container titles from the configuration file: %d %r" % (status, result))
