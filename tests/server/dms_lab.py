@@ -9,6 +9,7 @@ client namespace one end of a veth pair whose other end is a bridge port.
 
 import json
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -256,6 +257,10 @@ class Lab:
         if self.server.poll() is not None:
             fail("the server exited with %d:\n%s" % (self.server.returncode, self.server_output()))
         return "serving" in self.server_output()
+
+    def location(self):
+        """The device description URL the server announces."""
+        return re.search(r"serving .* at (\S+)", self.server_output()).group(1)
 
     def server_output(self):
         with open(os.path.join(self.tmp, "server.out"), errors="replace") as f:

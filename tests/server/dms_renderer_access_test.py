@@ -37,10 +37,11 @@ def clients_tool(lab, command, mac):
 
 
 def every_request_forbidden(lab, client, media_id):
-    for path in ("/ContentDirectory.xml", "/media/m/%d.mp3" % media_id):
-        status, headers, body = client.curl(lab.url(path))
+    for url in (lab.location(), lab.url("/ContentDirectory.xml"),
+                lab.url("/media/m/%d.mp3" % media_id)):
+        status, headers, body = client.curl(url)
         if status != 403 or body:
-            fail("%s for a denied client: %d with %d bytes" % (path, status, len(body)))
+            fail("%s for a denied client: %d with %d bytes" % (url, status, len(body)))
     status, headers, body = client.curl("-X", "POST", "-H",
                                         'SOAPAction: "urn:schemas-upnp-org:service:'
                                         'ContentDirectory:1#Browse"', "--data-binary", "x",
