@@ -106,10 +106,13 @@ def main():
         clients_tool(lab, "allow", viewer.mac)
         took = seconds_until("after calyx clients allow", 200, lab, viewer, 2.0)
         print("allowed again: served after %.2f s" % took)
-        # The server's next saves keep the tool's decision.
+        # The tool forgets the renderer. The server's next saves keep the tool's decisions.
+        clients_tool(lab, "remove", RENDERER[1])
         time.sleep(2.5)
         if lab.client_entry(viewer.mac).get("isAccess") is not True:
             fail("the saved list lost the allow: %r" % lab.client_entry(viewer.mac))
+        if lab.client_entry(RENDERER[1]) is not None:
+            fail("the server saved the removed renderer again")
 
         # New clients denied: a client seen for the first time gets 403 everywhere.
         if lab.stop_server() != 0:
