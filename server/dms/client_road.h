@@ -6,6 +6,7 @@
 
 #include <libsoup/soup.h>
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,6 +32,8 @@ struct ClientVisit {
     std::string userAgent;
     std::unique_ptr<Calyx::DMSClientChecker> checker;
     long long libraryNanos = 0;  // time spent inside the library for this request
+    // When the request had been read and its handling began (identification included).
+    std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
 
 // Header names lower-cased (HTTP names are case-insensitive and the profiles expect lower
