@@ -17,6 +17,7 @@
 #include "client_list_keeper.h"
 #include "connection_manager.h"
 #include "content_directory.h"
+#include "database_setting.h"
 #include "description.h"
 #include "library_session.h"
 #include "media_http.h"
@@ -77,8 +78,10 @@ struct DatabaseConnection {
 }  // namespace
 
 int RunMediaServer(const Options& options) {
-    LibrarySession session(options);
     std::string error;
+    if (!ApplyDatabaseSetting(options.database, error))
+        return Fail(error);
+    LibrarySession session(options);
     if (!session.Start(error))
         return Fail(error);
 

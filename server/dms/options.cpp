@@ -19,6 +19,9 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
                    "Name shown to clients (default: the translated \"Media Server\")");
     app.add_option("--language", o.language, "Language of the texts (e.g. enu, ger)");
     app.add_option("--profiles", o.profiles, "Profile list file")->required();
+    app.add_option("--database", o.database,
+                   "libpq connection string of the media index server, as for calyx index "
+                   "(default: PGHOST/PGPORT; database \"calyx\", user \"admin\")");
     app.add_option("--log", o.log, "Log file (rotated by the library)");
     app.add_option("--log-level", o.logLevel, "0 errors, 1 info, 2 debug")->check(CLI::Range(0, 2));
     app.add_flag("--deny-new-clients", o.denyNewClients,

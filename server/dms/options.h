@@ -12,6 +12,7 @@ struct Options {
     std::string friendlyName;  // "" = the translated "Media Server" text
     std::string language = "enu";
     std::string profiles;  // profile list file
+    std::string database;  // libpq connection string of the media index server ("": env)
     std::string log;       // "" = /var/packages/Calyx/var/calyx-dms.log under the root
     int logLevel = 1;
     bool denyNewClients = false;
