@@ -8,9 +8,12 @@ MODE is one of
                (COUNT times at most) until SECONDS have passed
   connections  open COUNT connections, each with half a request head, hold them SECONDS
   slowheader   send a request head for PATH one byte per second for SECONDS
+  slowread     GET PATH with a small receive buffer, COUNT bytes a second, for SECONDS
+               at most; reports how much came, its SHA-256 and whether the server ended it
 Prints one JSON line: what it did and what the server answered.
 """
 
+import hashlib
 import json
 import socket
 import sys
@@ -82,11 +85,39 @@ def slowheader(host, port, path, seconds, _count):
     return {"bytes_sent": sent, "answer": answer.decode(errors="replace")[:80]}
 
 
+def slowread(host, port, path, seconds, rate):
+    s = socket.socket()
+    # A small window, so that the server cannot run far ahead of the reader.
+    s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 32768)
+    s.settimeout(10)
+    s.connect((host, port))
+    s.sendall(("GET %s HTTP/1.1\r\nHost: %s\r\nConnection: close\r\n\r\n"
+               % (path, host)).encode())
+    data, ended, start = bytearray(), "no", time.monotonic()
+    while time.monotonic() - start < seconds:
+        try:
+            chunk = s.recv(65536)
+        except OSError as e:
+            ended = "error: %s" % e
+            break
+        if not chunk:
+            ended = "closed"
+            break
+        data += chunk
+        time.sleep(max(0.0, len(data) / rate - (time.monotonic() - start)))
+    s.close()
+    end = data.find(b"\r\n\r\n")
+    head, body = bytes(data[:max(end, 0)]), memoryview(data)[end + 4:] if end >= 0 else b""
+    return {"status": head.split(b" ")[1].decode() if b" " in head else "", "ended": ended,
+            "bytes": len(body), "sha256": hashlib.sha256(body).hexdigest(),
+            "seconds": round(time.monotonic() - start, 2)}
+
+
 def main():
     mode, host, port, path, seconds = sys.argv[1:6]
     count = int(sys.argv[6]) if len(sys.argv) > 6 else 1
     action = {"disconnect": disconnect, "connections": connections,
-              "slowheader": slowheader}[mode]
+              "slowheader": slowheader, "slowread": slowread}[mode]
     print(json.dumps(dict(action(host, int(port), path, float(seconds), count), mode=mode)))
 
 
