@@ -5,25 +5,13 @@
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "calyx/ext.h"
+#include "client/client_list_access.h"
 #include "client/client_list_json.h"
 #include "client/client_list_matcher.h"
-#include "client/client_list_save.h"
+#include "client/client_list_persist.h"
 #include "client/client_list_state.h"
 
 namespace Calyx {
-namespace detail {
-
-// The one door through which the extensions reach the list's private members.
-struct ClientListAccess {
-    static pthread_mutex_t& Mutex(DMSClientList& list) { return list.m_mutex; }
-    static Json::Value& Root(DMSClientList& list) { return list.m_root; }
-    static const std::vector<IdentificationRecord>& Records(const DMSClientList& list) {
-        return list.m_state->records;
-    }
-};
-
-}  // namespace detail
-
 namespace {
 
 using detail::ClientListAccess;
@@ -36,23 +24,6 @@ public:
 private:
     detail::MutexLock lock_;
 };
-
-// The entry of `mac` while the lock is held. The position comes from VerifyMacIsExist
-// (which takes the lock itself); entries are only ever appended, never moved, so the
-// position stays valid, and it is checked again under the lock.
-Json::Value* LockedEntry(DMSClientList& list, const std::string& mac, unsigned int index) {
-    Json::Value& root = ClientListAccess::Root(list);
-    if (!root.isObject())
-        return nullptr;
-    const Json::Value* clients = detail::FindMember(root, "ClientList");
-    if (clients == nullptr || !clients->isArray() || index >= clients->size())
-        return nullptr;
-    Json::Value& entry = root["ClientList"][index];
-    const Json::Value* stored = detail::FindMember(entry, "macAddr");
-    if (stored == nullptr || !stored->isString() || stored->asString() != mac)
-        return nullptr;
-    return &entry;
-}
 
 }  // namespace
 
@@ -90,12 +61,9 @@ Json::Value ClientListDocument(DMSClientList& list) {
 }
 
 bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& entry) {
-    unsigned int index = 0;
-    if (!list.VerifyMacIsExist(mac, index))
-        return false;
     ListLock lock(list);
     try {
-        const Json::Value* found = LockedEntry(list, mac, index);
+        const Json::Value* found = ClientDocumentEntry(ClientListAccess::Root(list), mac);
         if (found == nullptr)
             return false;
         entry = *found;
@@ -105,19 +73,45 @@ bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& e
     }
 }
 
-int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::string& key,
-                        const Json::Value& value) {
+Json::Value* ClientDocumentEntry(Json::Value& document, const std::string& mac) {
+    try {
+        const Json::Value* clients = detail::FindMember(document, "ClientList");
+        if (clients == nullptr || !clients->isArray())
+            return nullptr;
+        std::string text;
+        for (Json::Value& entry : document["ClientList"]) {
+            const Json::Value* stored = detail::FindMember(entry, "macAddr");
+            if (stored == nullptr)
+                return nullptr;
+            if (detail::TextOf(*stored, text) && text == mac)
+                return &entry;
+        }
+    } catch (const std::exception&) {
+    }
+    return nullptr;
+}
+
+bool EraseClientEntry(Json::Value& document, const std::string& mac) {
+    Json::Value* entry = ClientDocumentEntry(document, mac);
+    if (entry == nullptr)
+        return false;
+    try {
+        detail::StripToIdentity(*entry);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+bool EditClientEntry(const DMSClientList& list, Json::Value& document, const std::string& mac,
+                     const std::string& key, const Json::Value& value) {
     // The identity keys feed the list's position index; they are not edited here.
     if (key == "macAddr" || key == "ipAddr")
-        return 0;
-    unsigned int index = 0;
-    if (!list.VerifyMacIsExist(mac, index))
-        return 0;
-    ListLock lock(list);
+        return false;
     try {
-        Json::Value* entry = LockedEntry(list, mac, index);
+        Json::Value* entry = ClientDocumentEntry(document, mac);
         if (entry == nullptr)
-            return 0;
+            return false;
         if (value.isNull())
             entry->removeMember(key);
         else
@@ -125,21 +119,40 @@ int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::
         std::string profileName;
         list.DetermineProfileName(*entry, profileName);
         (*entry)["profileName"] = profileName;
-        return 1;
+        return true;
     } catch (const std::exception&) {
-        return 0;
+        return false;
     }
+}
+
+int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::string& key,
+                        const Json::Value& value) {
+    ListLock lock(list);
+    return EditClientEntry(list, ClientListAccess::Root(list), mac, key, value) ? 1 : 0;
 }
 
 int ClientListWriteTo(DMSClientList& list, const std::string& path, std::string* error) {
     ListLock lock(list);
     // The save of WriteToFile, with its report, to another path.
     int failure = 0;
-    if (detail::SaveClientDocument(path, ClientListAccess::Root(list), &failure) == 1)
-        return 1;
+    try {
+        if (detail::SaveClientListLocked(list, path, nullptr, &failure) == 1)
+            return 1;
+    } catch (const std::exception&) {
+        failure = ENOMEM;
+    }
     if (error != nullptr)
         *error = strerror(failure);
     return 0;
+}
+
+int ClientListApply(DMSClientList& list, const std::string& path, const ClientListEdit& edit) {
+    ListLock lock(list);
+    try {
+        return detail::SaveClientListLocked(list, path, &edit, nullptr);
+    } catch (const std::exception&) {  // out of memory, or thrown by the edit
+        return 0;
+    }
 }
 
 }  // namespace Calyx

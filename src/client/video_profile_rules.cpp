@@ -1,5 +1,7 @@
 #include "client/video_profile_rules.h"
 
+#include <memory>
+
 #include <ctype.h>
 #include <limits.h>
 #include <stdlib.h>
@@ -130,12 +132,13 @@ CompiledRule CompileVideoProfileRule(const std::string& name, const std::string&
 }
 
 CompiledVideoProfiles* CompileVideoProfiles(const std::map<std::string, std::string>& settings) {
-    auto* compiled = new CompiledVideoProfiles;
+    auto compiled = std::make_unique<CompiledVideoProfiles>();
     compiled->rules.reserve(settings.size());
     for (const auto& setting : settings) {
         compiled->rules.push_back(CompileVideoProfileRule(setting.first, setting.second));
     }
-    return compiled;
+    compiled->source = settings;
+    return compiled.release();
 }
 
 void MakeVideoItemView(const ZEVO_MEDIA_INFO& item, VideoItemView& view) {
@@ -184,21 +187,30 @@ RuleOutcome EvaluateVideoProfileRule(const CompiledRule& rule, const VideoItemVi
 }
 
 void CompiledRulesCache::reset() {
-    delete compiled_.exchange(nullptr, std::memory_order_acq_rel);
+    const CompiledVideoProfiles* compiled = compiled_.exchange(nullptr, std::memory_order_acq_rel);
+    while (compiled != nullptr) {
+        const CompiledVideoProfiles* older = compiled->replaced;
+        delete compiled;
+        compiled = older;
+    }
 }
 
 const CompiledVideoProfiles* CompiledRulesCache::get(
     const std::map<std::string, std::string>& settings) const {
     const CompiledVideoProfiles* current = compiled_.load(std::memory_order_acquire);
-    if (current != nullptr) {
+    // m_profileSettings is public: a host may have edited it directly since the rules
+    // were compiled. Comparing contents sees every change, also one that keeps the size.
+    if (current != nullptr && current->source == settings) {
         return current;
     }
     // Several threads may compile at once; the first to publish wins, the others discard.
-    const CompiledVideoProfiles* fresh = CompileVideoProfiles(settings);
+    CompiledVideoProfiles* fresh = CompileVideoProfiles(settings);
+    fresh->replaced = current;
     if (compiled_.compare_exchange_strong(current, fresh, std::memory_order_acq_rel,
                                           std::memory_order_acquire)) {
         return fresh;
     }
+    fresh->replaced = nullptr;
     delete fresh;
     return current;
 }

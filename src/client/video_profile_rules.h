@@ -79,6 +79,11 @@ struct CompiledRule {
 
 struct CompiledVideoProfiles {
     std::vector<CompiledRule> rules;  // in ascending byte order of the profile names
+    // The settings these rules were compiled from: any other content is recompiled.
+    std::map<std::string, std::string> source;
+    // The rules this set replaced, kept alive (a thread may still hold them) until the
+    // cache is reset or destroyed.
+    const CompiledVideoProfiles* replaced = nullptr;
 };
 
 CompiledRule CompileVideoProfileRule(const std::string& name, const std::string& rule);

@@ -127,12 +127,6 @@ void RunShow(const ClientsOptions& o) {
     PrintEntry(path, EntryOrFail(list, o.mac, path), o.json, "");
 }
 
-void Save(Calyx::DMSClientList& list, const std::string& path) {
-    std::string error;
-    if (!Calyx::ClientListWriteTo(list, path, &error))
-        Fail(path + ": cannot save: " + error);
-}
-
 enum class Edit { Erase, SetProfile, Allow, Deny };
 
 void RunEdit(const ClientsOptions& o, Edit edit) {
@@ -141,36 +135,55 @@ void RunEdit(const ClientsOptions& o, Edit edit) {
     LoadList(path, list);
     EntryOrFail(list, o.mac, path);
     std::string note;
+    // The edit goes through ClientListApply: under the writers' lock, after merging what
+    // a running server saved meanwhile, so neither loses the other's changes.
+    Calyx::ClientListEdit change;
     switch (edit) {
         case Edit::Erase:
-            list.EraseObject(o.mac);
+            change = [&o](Json::Value& doc) { return Calyx::EraseClientEntry(doc, o.mac); };
             note = "erased " + o.mac + " down to its identity, access and user agents";
             break;
-        case Edit::SetProfile:
+        case Edit::SetProfile: {
+            Json::Value selected;  // null: follow the automatic match
             if (o.automatic) {
-                Calyx::ClientListSetMember(list, o.mac, "profileName_UserSelected", Json::Value());
                 note = o.mac + " follows the automatic match again";
-                break;
+            } else {
+                if (o.profileName.empty())
+                    UsageFail("set-profile: give a PROFILE name or --auto");
+                if (!o.profiles.empty()) {
+                    ScopedProfileList profiles(o.profiles);
+                    if (Calyx::DMSClientChecker::GetAgent(o.profileName) == nullptr)
+                        Fail(o.profiles + ": no profile named " + Quoted(o.profileName));
+                }
+                selected = Json::Value(o.profileName);
+                note = o.mac + " uses profile " + Quoted(o.profileName);
             }
-            if (o.profileName.empty())
-                UsageFail("set-profile: give a PROFILE name or --auto");
-            if (!o.profiles.empty()) {
-                ScopedProfileList profiles(o.profiles);
-                if (Calyx::DMSClientChecker::GetAgent(o.profileName) == nullptr)
-                    Fail(o.profiles + ": no profile named " + Quoted(o.profileName));
-            }
-            Calyx::ClientListSetMember(list, o.mac, "profileName_UserSelected",
-                                       Json::Value(o.profileName));
-            note = o.mac + " uses profile " + Quoted(o.profileName);
+            change = [&list, &o, selected](Json::Value& doc) {
+                return Calyx::EditClientEntry(list, doc, o.mac, "profileName_UserSelected",
+                                              selected);
+            };
             break;
+        }
         case Edit::Allow:
         case Edit::Deny:
-            Calyx::ClientListSetMember(list, o.mac, "isAccess", Json::Value(edit == Edit::Allow));
+            change = [&list, &o, edit](Json::Value& doc) {
+                return Calyx::EditClientEntry(list, doc, o.mac, "isAccess",
+                                              Json::Value(edit == Edit::Allow));
+            };
             note =
                 o.mac + (edit == Edit::Allow ? " may use the server" : " may not use the server");
             break;
     }
-    Save(list, path);
+    // The tool serves no requests: what it read may be older than what a server saved
+    // since, so it edits the file as it is under the writers' lock.
+    auto onCurrentFile = [&path, &change](Json::Value& doc) {
+        Json::Value current;
+        if (Calyx::ReadJsonFile(path, current, nullptr))
+            doc.swap(current);
+        return change(doc);
+    };
+    if (!Calyx::ClientListApply(list, path, onCurrentFile))
+        Fail(path + ": cannot save (see the library log), or " + o.mac + " is gone");
     PrintEntry(path, EntryOrFail(list, o.mac, path), o.json, note + "; saved " + path);
 }
 
