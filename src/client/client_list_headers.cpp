@@ -3,6 +3,8 @@
 #include <string.h>
 #include <strings.h>
 
+#include <vector>
+
 namespace Calyx {
 namespace detail {
 
@@ -19,12 +21,16 @@ bool IsCredentialHeader(const char* name) {
     return false;
 }
 
-// A member named "open_" or "browse_" + a credential header name, in any case.
-bool IsRecordedCredential(const std::string& member) {
+// A member named "open_" or "browse_" + a credential header name, in any case. A name
+// with a NUL byte inside is none of them.
+bool IsRecordedCredential(const char* member, size_t size) {
+    if (memchr(member, '\0', size) != nullptr) {
+        return false;
+    }
     for (const char* prefix : {"open_", "browse_"}) {
         const size_t length = strlen(prefix);
-        if (member.size() > length && strncasecmp(member.c_str(), prefix, length) == 0) {
-            return IsCredentialHeader(member.c_str() + length);
+        if (size > length && strncasecmp(member, prefix, length) == 0) {
+            return IsCredentialHeader(member + length);
         }
     }
     return false;
@@ -53,15 +59,23 @@ bool DropRecordedCredentials(Json::Value& document) {
         return false;
     }
     bool dropped = false;
+    std::vector<std::string> found;
     for (Json::Value& entry : clients) {
         if (!entry.isObject()) {
             continue;
         }
-        for (const std::string& member : entry.getMemberNames()) {
-            if (IsRecordedCredential(member)) {
-                entry.removeMember(member);
-                dropped = true;
+        // Names are looked at in place: most entries hold no credential at all.
+        found.clear();
+        for (auto member = entry.begin(); member != entry.end(); ++member) {
+            const char* end = nullptr;
+            const char* name = member.memberName(&end);
+            if (name != nullptr && IsRecordedCredential(name, static_cast<size_t>(end - name))) {
+                found.emplace_back(name, end);
             }
+        }
+        for (const std::string& member : found) {
+            entry.removeMember(member);
+            dropped = true;
         }
     }
     return dropped;
