@@ -126,7 +126,9 @@ public:
     int EraseObject(const std::string& mac);
 
     /// Creates or refreshes the entry of `mac` from a request seen by handler `source`
-    /// ("HandleDiscovery", "HandleActionRequest", "WebSerOpen"), stores the headers, matches
+    /// ("HandleDiscovery", "HandleActionRequest", "WebSerOpen"), stores the headers (never
+    /// the transport headers of the skip list, nor the credentials "authorization",
+    /// "proxy-authorization" and "cookie", compared without regard to case), matches
     /// the profile and sets the display name. 1 when done; 0 for an empty MAC or a document
     /// that cannot hold clients (see above).
     int UpdateKeys(const std::string& source, const std::string& mac, const std::string& ip,
