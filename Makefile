@@ -1,10 +1,14 @@
 # Entry points. Each installs what is missing first, so a fresh machine needs nothing else.
-.PHONY: all deps build test demo bench fuzz format clean
+.PHONY: all deps test-deps build test demo bench fuzz format clean
 
 all: build
 
+# Building and running need less than testing: make build and make demo install only that.
 deps:
 	@bash scripts/install-deps.sh
+
+test-deps:
+	@bash scripts/install-deps.sh --test
 
 build: deps
 	@cmake --preset release >/dev/null
@@ -16,12 +20,12 @@ test:
 demo: build
 	@bash scripts/demo.sh
 
-bench: deps
+bench: test-deps
 	@cmake --preset bench >/dev/null
 	@cmake --build build/bench
 	@bash scripts/run-bench.sh build/bench
 
-fuzz: deps
+fuzz: test-deps
 	@bash scripts/run-fuzz.sh
 
 format:

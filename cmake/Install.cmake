@@ -2,26 +2,29 @@
 # (find_package(Calyx) giving Calyx::calyx).
 include(CMakePackageConfigHelpers)
 
+# Components (one Debian package each, see cmake/Packaging.cmake): "lib" the shared
+# library, "dev" what building against it needs.
 install(TARGETS calyx EXPORT CalyxTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(DIRECTORY include/calyx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT lib NAMELINK_COMPONENT dev
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT lib)
+install(DIRECTORY include/calyx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/include/calyx/version.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/calyx)
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/calyx COMPONENT dev)
+# The JSON Schemas of the profile list and the client list.
+install(DIRECTORY schema/ DESTINATION ${CMAKE_INSTALL_DATADIR}/calyx/schema COMPONENT dev)
 
 set(CALYX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Calyx)
-install(EXPORT CalyxTargets NAMESPACE Calyx:: DESTINATION ${CALYX_CMAKE_DIR})
+install(EXPORT CalyxTargets NAMESPACE Calyx:: DESTINATION ${CALYX_CMAKE_DIR} COMPONENT dev)
 configure_package_config_file(cmake/CalyxConfig.cmake.in
     ${PROJECT_BINARY_DIR}/CalyxConfig.cmake INSTALL_DESTINATION ${CALYX_CMAKE_DIR})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/CalyxConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/CalyxConfig.cmake ${PROJECT_BINARY_DIR}/CalyxConfigVersion.cmake
-    DESTINATION ${CALYX_CMAKE_DIR})
-
-get_filename_component(CALYX_IXML_LIBDIR ${IXML_LIBRARY} DIRECTORY)
+    DESTINATION ${CALYX_CMAKE_DIR} COMPONENT dev)
 # The .pc file finds its prefix relative to itself, so an install moved or made with
 # `cmake --install --prefix` still works.
 file(RELATIVE_PATH CALYX_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(cmake/calyx.pc.in ${PROJECT_BINARY_DIR}/calyx.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/calyx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/calyx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT dev)

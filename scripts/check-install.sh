@@ -9,8 +9,14 @@ stage=$(mktemp -d /tmp/calyx-install-XXXXXX)
 trap 'rm -rf "$stage"' EXIT
 
 cmake --install "$build" --prefix "$stage/prefix" >/dev/null
-libdir=$(ls -d "$stage"/prefix/lib* | head -n 1)
+libdir=$(dirname "$(find "$stage/prefix" -name 'libcalyx.so' | head -n 1)")
 consumer=$src/examples/consumer
+
+# The installed package names its dependencies, never this machine's library files.
+if grep -rnE '("|;| )/[^";]*\.(so|a)\b' "$stage/prefix" --include='*.cmake' --include='*.pc'; then
+    echo "the installed CMake package or calyx.pc names absolute library paths" >&2
+    exit 1
+fi
 
 # pkg-config
 export PKG_CONFIG_PATH="$(find "$stage/prefix" -type d -name pkgconfig | head -n 1)"
@@ -25,7 +31,13 @@ cmake --build "$stage/cmake-build" >/dev/null
 LD_LIBRARY_PATH="$libdir" "$stage/cmake-build/consumer" >"$stage/cmake.out"
 echo "find_package consumer: $(cat "$stage/cmake.out")"
 
-# The command-line tool, which finds the library through its own run path.
+# The command-line tool (installed for /usr, without a run path).
 if [ -x "$stage/prefix/bin/calyx" ]; then
-    echo "installed tool: $("$stage/prefix/bin/calyx" --version)"
+    echo "installed tool: $(LD_LIBRARY_PATH="$libdir" "$stage/prefix/bin/calyx" --version)"
+fi
+
+# The media server, which finds the library the same way.
+if [ -x "$stage/prefix/bin/calyx-dms" ]; then
+    "$stage/prefix/bin/calyx-dms" --help >/dev/null
+    echo "installed server: calyx-dms"
 fi

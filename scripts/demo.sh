@@ -102,6 +102,24 @@ else
     echo "no media index server reachable ($count); skipped"
 fi
 
+section "calyx-dms: the media server on a namespaced network"
+dms=${CALYX_DMS:-$(dirname "$calyx")/../server/dms/calyx-dms}
+if [ "$(id -u)" -eq 0 ] && [ -x "$dms" ] && [ -x /usr/bin/python3 ]; then
+    # A throw-away media index server, stopped again whatever happens.
+    # shellcheck source=scripts/pg-server.sh
+    . "$src/scripts/pg-server.sh"
+    trap 'pg_server_stop; rm -rf "$root"' EXIT
+    pg_server_start "$(unprivileged_user)" "${CALYX_DEMO_PG_PORT:-55498}" >/dev/null
+    CALYX_SOURCE_DIR=$src CALYX_DMS=$(cd "$(dirname "$dms")" && pwd)/calyx-dms CALYX_TOOL=$calyx \
+        /usr/bin/python3 "$src/scripts/dms-demo.py"
+    pg_server_stop
+else
+    echo "Run 'sudo make demo' to see calyx-dms serve generated media in a network namespace"
+    echo "to a GUPnP control point in another (needs root for the namespaces). By hand:"
+    echo "  build/release/server/dms/calyx-dms --profiles data/profiles.json --interface eth0"
+    echo "(docs/server.md explains the settings and the media index it serves)."
+fi
+
 echo
 if [ "$mismatches" -ne 0 ]; then
     echo "demo: $mismatches sample clients did not get their intended profile" >&2

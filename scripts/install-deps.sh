@@ -1,17 +1,35 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that libcalyx needs to build, test, benchmark and fuzz.
-# Idempotent and quiet when everything is already present.
+# Installs the Debian packages that libcalyx needs. Idempotent and quiet when everything
+# is already present.
+#
+#   scripts/install-deps.sh          what building and running need (make build, make demo)
+#   scripts/install-deps.sh --test   also what testing, packaging, benchmarks and fuzzing
+#                                    need (make test, make bench, make fuzz)
 set -euo pipefail
 
-PACKAGES=(
-    build-essential cmake ninja-build pkg-config
+BUILD_PACKAGES=(
+    build-essential cmake ninja-build pkg-config gzip
     libjsoncpp-dev libupnp-dev libpq-dev
+    libcli11-dev libvalijson-dev
+    # the media server programs in server/ (indexer and calyx-dms)
+    libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libgupnp-1.6-dev
+)
+TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
     postgresql
-    libcli11-dev
     clang libclang-rt-14-dev
-    valgrind gzip
+    valgrind
+    python3-jsonschema
+    lintian file dpkg-dev
+    ffmpeg exiv2
+    # tests of calyx-dms with real clients on namespaced networks
+    gir1.2-gupnp-1.6 python3-gi curl iproute2
 )
+
+PACKAGES=("${BUILD_PACKAGES[@]}")
+if [ "${1:-}" = "--test" ]; then
+    PACKAGES+=("${TEST_PACKAGES[@]}")
+fi
 
 missing=()
 for pkg in "${PACKAGES[@]}"; do
@@ -28,4 +46,4 @@ fi
 echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 $SUDO apt-get update -qq
-$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+$SUDO apt-get -o DPkg::Lock::Timeout=900 install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

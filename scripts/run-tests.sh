@@ -3,6 +3,8 @@
 #   1. installs missing packages;
 #   2. builds the release library and tools, installs them into a staging prefix and
 #      builds and runs an outside consumer against the install (pkg-config and CMake);
+#      builds the Debian packages, checks them with lintian and builds the example host
+#      against them unpacked;
 #   3. builds the test suite with AddressSanitizer + UndefinedBehaviorSanitizer and runs
 #      every test against a throw-away PostgreSQL server;
 #   4. builds the concurrency tests with ThreadSanitizer and runs them.
@@ -19,7 +21,7 @@ export CALYX_TEST_SCALE=${CALYX_TEST_SCALE:-1}
 jobs=${CALYX_JOBS:-$(nproc)}
 log() { printf '\n== %s\n' "$*"; }
 
-bash "$src/scripts/install-deps.sh"
+bash "$src/scripts/install-deps.sh" --test
 
 # shellcheck source=scripts/pg-server.sh
 . "$src/scripts/pg-server.sh"
@@ -44,6 +46,9 @@ cmake --build "$src/build/release" -j "$jobs"
 
 log "install and outside consumer"
 bash "$src/scripts/check-install.sh" "$src/build/release"
+
+log "Debian packages: lintian, unpacked tool, example host against the unpacked root"
+bash "$src/scripts/check-packages.sh" "$src/build/release"
 
 trap pg_server_stop EXIT
 

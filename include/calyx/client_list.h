@@ -68,6 +68,9 @@ public:
     /// LoadProfileIDList(profileListPath). False when either fails (a failed profile list
     /// leaves the loaded client document in place). Meant to be called once: a second
     /// call replaces the document and appends the identification records again.
+    /// A missing client list file (a fresh box) fails here before the profile list is
+    /// read, so every client would get "Default Profile": hosts start with
+    /// ClientListStartUp (calyx/ext.h), which covers that case.
     bool Load(const std::string& clientListPath, const std::string& profileListPath);
 
     /// Parses the file at `path` (comments kept) as the client document, as if straight
@@ -131,6 +134,21 @@ public:
     /// "proxy-authorization" and "cookie", compared without regard to case), matches
     /// the profile and sets the display name. 1 when done; 0 for an empty MAC or a document
     /// that cannot hold clients (see above).
+    ///
+    /// PASS HTTP HEADER NAMES IN LOWER CASE. A header is stored under "open_" (WebSerOpen)
+    /// or "browse_" (HandleActionRequest) followed by its name exactly as passed, and
+    /// profiles match those keys byte for byte: profile lists are written for
+    /// "open_user-agent", so a host that passes "User-Agent" stores "open_User-Agent" and
+    /// no profile ever matches it (EraseObject also keeps only the lower-case user-agent
+    /// keys). ClientHeaderKeys (calyx/ext.h) turns a header list into this map with the
+    /// names lower-cased. Discovery fields (HandleDiscovery) are stored under their own
+    /// names, in their own case ("friendlyName", "modelName", ...).
+    ///
+    /// Recorded: every header except Cache-Control, Pragma, Connection, Host, Date,
+    /// Accept, Content-Length, Content-Type and SOAPAction (compared without regard to
+    /// case); a later header with the same key overwrites the earlier one. A composed key
+    /// is cut after 49 characters ("open_" + the first 44 characters of the name). Other
+    /// sources record no headers. Values are stored as given.
     int UpdateKeys(const std::string& source, const std::string& mac, const std::string& ip,
                    const std::map<std::string, std::string>& headers);
 

@@ -11,12 +11,15 @@
 #include <stdint.h>
 
 #include <functional>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <json/value.h>
 
 #include "calyx/export.h"
+#include "calyx/types.h"
 
 namespace Calyx {
 
@@ -47,6 +50,12 @@ struct JsonFileError {
 /// false, leaves `root` unspecified and, when `error` is not null, fills it with the
 /// first error.
 CALYX_EXPORT bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* error);
+
+/// Why the file at `path` cannot be read as a file, checked through the same guarded open
+/// the library's own readers use (which never waits on a FIFO): "" when it opens as a
+/// regular file; otherwise a short reason that names the kind, e.g. "is a FIFO", "is a
+/// directory", "is a character device", "is a socket", or "cannot open: <system error>".
+CALYX_EXPORT std::string UnreadableFileReason(const std::string& path);
 
 // ---------------------------------------------------------------------------------------
 // Name tables of agent profiles (the vocabularies of Agent::setPair and video profiles)
@@ -97,6 +106,13 @@ struct ProfileIDStep {
 /// client. Reads the records only; call it while no other thread loads the list.
 CALYX_EXPORT std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list,
                                                                const Json::Value& entry);
+
+/// The fields of a UPnP device description that a host passes to UpdateKeys with
+/// "HandleDiscovery" (element name = entry key): "deviceType", "friendlyName",
+/// "manufacturer", "manufacturerURL", "modelDescription", "modelName", "modelNumber",
+/// "modelURL", "serialNumber", "UDN", "presentationURL". One list for every host, so a
+/// device is identified the same way by the calyx tool and by a server that discovers it.
+CALYX_EXPORT const std::vector<std::string>& DeviceDescriptionFields();
 
 /// A copy of the whole client list document, taken under the list's lock.
 CALYX_EXPORT Json::Value ClientListDocument(DMSClientList& list);
@@ -162,6 +178,45 @@ using ClientListEdit = std::function<bool(Json::Value& document)>;
 /// library log; the file stays as it was). Never throws, even when `edit` does.
 CALYX_EXPORT int ClientListApply(DMSClientList& list, const std::string& path,
                                  const ClientListEdit& edit);
+
+// ---------------------------------------------------------------------------------------
+// Host start-up and the road of one request
+// ---------------------------------------------------------------------------------------
+
+/// The first-start call of a host, beside DMSClientList::Load (which it does not change):
+///  - when the client list file does not exist yet (a fresh box), the document starts as
+///    {"ClientList": []} and nothing is logged; the file appears with the first save;
+///  - when it exists but cannot be read or parsed, it behaves as LoadClientList (the same
+///    level-0 message and the same document) and goes on;
+///  - it always loads the profile identification records from `profileListPath`, so
+///    clients are matched from the very first request (Load skips them when the client
+///    list is missing, and every client would get "Default Profile" until the next start).
+/// Returns false only when the profile list cannot be opened or parsed.
+CALYX_EXPORT bool ClientListStartUp(DMSClientList& list, const std::string& clientListPath,
+                                    const std::string& profileListPath);
+
+/// Turns the header list of a host's HTTP layer (names as the client sent them, in
+/// arrival order) into the map DMSClientList::UpdateKeys takes: every name lower-cased
+/// ("User-Agent" becomes "user-agent", which is what profiles match as
+/// "open_user-agent"), values unchanged. When a name occurs twice (in any case) the first
+/// value is kept, as inserting into a map does everywhere in the library.
+CALYX_EXPORT std::map<std::string, std::string> ClientHeaderKeys(
+    const std::vector<std::pair<std::string, std::string>>& headers);
+
+/// Removes the entry of `mac` (found exactly as VerifyMacIsExist finds it) from the client
+/// list document under the list's lock, as the package's settings screen does when the
+/// user forgets a device. No published operation removes entries. Does not save. Returns
+/// 1 when the entry was removed, 0 when there is no such entry.
+CALYX_EXPORT int ClientListRemove(DMSClientList& list, const std::string& mac);
+
+// ---------------------------------------------------------------------------------------
+// Media index database
+// ---------------------------------------------------------------------------------------
+
+/// The database server's text for the last failure on `conn` (for example the reason a
+/// statement of MediaDB::Select was refused), without a trailing newline; "" when there
+/// was none or `conn` is null. Available with the library's portable platform operations.
+CALYX_EXPORT std::string DBConnectLastError(DBConnect* conn);
 
 }  // namespace Calyx
 

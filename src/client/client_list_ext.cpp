@@ -1,6 +1,9 @@
-// Extension: match reports, entry access and saving to any path for DMSClientList, built
-// on the matcher and the save that DMSClientList itself uses.
+// Extension: match reports, entry access, removal, first start, locked edits and saving to
+// any path for DMSClientList, built on the matcher, index and save that DMSClientList
+// itself uses.
+#include <errno.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "calyx/client_list.h"
 #include "calyx/core.h"
@@ -24,6 +27,35 @@ public:
 private:
     detail::MutexLock lock_;
 };
+
+// The position of the entry of `mac` while the lock is held, found by the list's index
+// with VerifyMacIsExist's answer (entries can be removed, so a position found before
+// locking could be stale).
+bool LockedPosition(DMSClientList& list, const std::string& mac, unsigned int& index) {
+    Json::Value& root = ClientListAccess::Root(list);
+    if (!root.isObject())
+        return false;
+    const Json::Value* clients = detail::FindMember(root, "ClientList");
+    unsigned pos = 0;
+    if (clients == nullptr || !clients->isArray() ||
+        !ClientListAccess::State(list).index.FindMac(mac, pos) || pos >= clients->size())
+        return false;
+    index = pos;
+    return true;
+}
+
+// The entry of `mac` while the lock is held; null when there is none.
+Json::Value* LockedEntry(DMSClientList& list, const std::string& mac) {
+    unsigned int index = 0;
+    if (!LockedPosition(list, mac, index))
+        return nullptr;
+    return &ClientListAccess::Root(list)["ClientList"][index];
+}
+
+void RebuildIndexLocked(DMSClientList& list) {
+    ClientListAccess::State(list).index.Rebuild(
+        detail::FindMember(ClientListAccess::Root(list), "ClientList"));
+}
 
 }  // namespace
 
@@ -63,7 +95,7 @@ Json::Value ClientListDocument(DMSClientList& list) {
 bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& entry) {
     ListLock lock(list);
     try {
-        const Json::Value* found = ClientDocumentEntry(ClientListAccess::Root(list), mac);
+        const Json::Value* found = LockedEntry(list, mac);
         if (found == nullptr)
             return false;
         entry = *found;
@@ -153,6 +185,57 @@ int ClientListApply(DMSClientList& list, const std::string& path, const ClientLi
     } catch (const std::exception&) {  // out of memory, or thrown by the edit
         return 0;
     }
+}
+
+int ClientListRemove(DMSClientList& list, const std::string& mac) {
+    ListLock lock(list);
+    try {
+        unsigned int index = 0;
+        if (!LockedPosition(list, mac, index))
+            return 0;
+        Json::Value removed;
+        if (!ClientListAccess::Root(list)["ClientList"].removeIndex(index, &removed))
+            return 0;
+        // Every later entry moved up one place.
+        RebuildIndexLocked(list);
+        return 1;
+    } catch (const std::exception&) {
+        RebuildIndexLocked(list);
+        return 0;
+    }
+}
+
+bool ClientListStartUp(DMSClientList& list, const std::string& clientListPath,
+                       const std::string& profileListPath) {
+    try {
+        struct stat st;
+        if (stat(clientListPath.c_str(), &st) != 0 && errno == ENOENT) {
+            // A fresh box: an empty list, saved by the first WriteToFile.
+            Json::Value document(Json::objectValue);
+            document["ClientList"] = Json::Value(Json::arrayValue);
+            ListLock lock(list);
+            ClientListAccess::Root(list).swap(document);
+            RebuildIndexLocked(list);
+        } else {
+            // Unreadable or unparsable: logged by the loader, and the host goes on.
+            list.LoadClientList(clientListPath);
+        }
+        return list.LoadProfileIDList(profileListPath) != 0;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+std::map<std::string, std::string> ClientHeaderKeys(
+    const std::vector<std::pair<std::string, std::string>>& headers) {
+    std::map<std::string, std::string> keys;
+    try {
+        for (const auto& [name, value] : headers)
+            keys.emplace(StringToLower(name), value);  // the first value of a name stays
+    } catch (const std::exception&) {
+        keys.clear();
+    }
+    return keys;
 }
 
 }  // namespace Calyx

@@ -100,7 +100,7 @@ private:
 
 }  // namespace
 
-bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind, int* error) {
+bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind) {
     text.clear();
     SourceKind found = SourceKind::kMissing;
     if (kind != nullptr) {
@@ -109,9 +109,6 @@ bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind
     // Non-blocking, so that opening a FIFO returns at once; it is then refused.
     int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) {
-        if (error != nullptr) {
-            *error = errno;
-        }
         struct stat st;
         if (kind != nullptr && stat(path.c_str(), &st) == 0) {
             *kind = KindOf(st.st_mode);
@@ -121,9 +118,6 @@ bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind
     FdCloser closer(fd);
     struct stat st;
     if (fstat(fd, &st) != 0) {
-        if (error != nullptr) {
-            *error = errno;
-        }
         return false;
     }
     found = KindOf(st.st_mode);
@@ -131,9 +125,6 @@ bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind
         *kind = found;
     }
     if (found == SourceKind::kFifo || found == SourceKind::kSocket || found == SourceKind::kOther) {
-        if (error != nullptr) {
-            *error = ENXIO;
-        }
         return false;
     }
     if (found != SourceKind::kDevice) {
@@ -146,26 +137,6 @@ bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind
     ReadDescriptor(fd, found == SourceKind::kDevice ? kDeviceReadLimit : static_cast<size_t>(-1),
                    text);
     return true;
-}
-
-const char* SourceKindName(SourceKind kind) {
-    switch (kind) {
-        case SourceKind::kMissing:
-            return "missing";
-        case SourceKind::kRegular:
-            return "a regular file";
-        case SourceKind::kDirectory:
-            return "a directory";
-        case SourceKind::kDevice:
-            return "a device";
-        case SourceKind::kFifo:
-            return "a FIFO";
-        case SourceKind::kSocket:
-            return "a socket";
-        case SourceKind::kOther:
-            break;
-    }
-    return "not a regular file";
 }
 
 }  // namespace detail

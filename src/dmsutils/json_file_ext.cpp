@@ -42,14 +42,9 @@ bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* err
         // device is read without waiting, a directory is named as such.
         std::string text;
         detail::SourceKind kind = detail::SourceKind::kMissing;
-        int openError = 0;
-        if (!detail::ReadJsonSource(path, text, &kind, &openError)) {
-            if (kind == detail::SourceKind::kFifo || kind == detail::SourceKind::kSocket ||
-                kind == detail::SourceKind::kOther) {
-                err.message = std::string("cannot open: it is ") + detail::SourceKindName(kind);
-            } else {
-                err.message = std::string("cannot open: ") + strerror(openError);
-            }
+        if (!detail::ReadJsonSource(path, text, &kind)) {
+            const std::string reason = UnreadableFileReason(path);
+            err.message = reason.rfind("cannot", 0) == 0 ? reason : "cannot open: it " + reason;
             return false;
         }
         if (kind == detail::SourceKind::kDirectory) {

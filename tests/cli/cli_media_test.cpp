@@ -24,7 +24,7 @@ protected:
         const char* rows[][6] = {
             {"/v/a.mkv", "A", "matroska", "h264", "1920", "1080"},
             {"/v/b.MKV", "B", "matroska", "hevc", "3840", "2160"},
-            {"/v/c.mp4", "C", "mov", "h264", "1280", "720"},
+            {"/v/c.mp4", "C", "mp4", "h264", "1280", "720"},
             {"/v/d.avi", "D", "avi", "mpeg4", "640", "352"},
         };
         for (const auto& r : rows)
@@ -89,6 +89,32 @@ TEST_F(CliMedia, VideoProfilesForRowsOfTheIndex) {
     ASSERT_EQ(items.size(), 4u);
     EXPECT_EQ(items[0]["videoProfile"].asString(), "AVC_MKV_HD");
     EXPECT_EQ(items[1]["videoProfile"].asString(), "HEVC_MKV_UHD");
+}
+
+TEST_F(CliMedia, UserTextNeverChangesTheStatement) {
+    // Quotes in a codec or extension are part of the name, not SQL.
+    ToolRun run = RunTool({"media", "count", "--exclude-codec", "h264' or '1'='1", "--json"}, env_);
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    run = RunTool({"media", "count", "--exclude-codec", "h264' and '1'='1", "--json"}, env_);
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    run = RunTool({"media", "count", "--exclude-ext", "x' and path ~ 'zzz", "--json"}, env_);
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    // An extension is a word, not a pattern: "m.v" does not exclude ".mkv".
+    run = RunTool({"media", "count", "--exclude-ext", "m.v", "--json"}, env_);
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    run = RunTool({"media", "count", "--exclude-ext", "mp4", "--json"}, env_);
+    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 3);
+}
+
+TEST_F(CliMedia, RefusedQueryShowsTheServersReason) {
+    ToolRun run = RunTool({"media", "list", "--offset", "-1"}, env_);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(LineCount(run.err), 1u) << run.err;
+    EXPECT_NE(run.err.find("OFFSET must not be negative"), std::string::npos) << run.err;
 }
 
 TEST(CliMediaServer, UnreachableServerIsOneLineErrorExitOne) {

@@ -1,7 +1,13 @@
 // The extensions of calyx/ext.h agree with the library operations they are built on.
 #include <gtest/gtest.h>
 #include <json/reader.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,6 +23,14 @@ Json::Value Entry(const std::string& json) {
     Json::Value v;
     Json::Reader().parse(json, v);
     return v;
+}
+
+// Number of entries of a client list document ("ClientList" absent or not an array: 0).
+size_t ClientCount(const Json::Value& document) {
+    if (!document.isObject() || !document.isMember("ClientList") ||
+        !document["ClientList"].isArray())
+        return 0;
+    return document["ClientList"].size();
 }
 
 const char kProfiles[] = R"({"ProfileList": [
@@ -137,6 +151,132 @@ TEST(ExtClientList, SetMemberWriteToAndEntry) {
     EXPECT_NE(ReadFile(dir.file("out.json")).find("\n\t\"ClientList\""), std::string::npos);
     EXPECT_EQ(Calyx::ClientListWriteTo(list, dir.file("no/such/dir/out.json"), &error), 0);
     EXPECT_FALSE(error.empty());
+}
+
+TEST(ExtFiles, UnreadableFileReasonNamesTheKind) {
+    TempDir dir;
+    WriteFile(dir.file("plain"), "x");
+    EXPECT_EQ(Calyx::UnreadableFileReason(dir.file("plain")), "");
+    ASSERT_EQ(mkfifo(dir.file("fifo").c_str(), 0600), 0);
+    EXPECT_EQ(Calyx::UnreadableFileReason(dir.file("fifo")), "is a FIFO");
+    EXPECT_EQ(Calyx::UnreadableFileReason(dir.path()), "is a directory");
+    EXPECT_EQ(Calyx::UnreadableFileReason("/dev/null"), "is a character device");
+    int sock = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_GE(sock, 0);
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::string sockPath = dir.file("sock");
+    if (sockPath.size() < sizeof addr.sun_path) {
+        memcpy(addr.sun_path, sockPath.c_str(), sockPath.size() + 1);
+        ASSERT_EQ(bind(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+        EXPECT_EQ(Calyx::UnreadableFileReason(sockPath), "is a socket");
+    }
+    close(sock);
+    EXPECT_EQ(Calyx::UnreadableFileReason(dir.file("missing")).rfind("cannot open: ", 0), 0u);
+}
+
+const char kStartUpProfiles[] = R"({"ProfileList": [
+    {"profileName": "Player", "profileID": {"open_user-agent": "Player/"}} ]})";
+
+TEST(ExtStartUp, MissingClientListStartsEmptyAndStillMatches) {
+    ScopedRoot root;
+    const std::string profiles = root.write("/p.json", kStartUpProfiles);
+    const std::string clients = root.resolve("/var/packages/Calyx/etc/client_list.json");
+    const std::map<std::string, std::string> headers = {{"user-agent", "Player/2.0"}};
+
+    // What Load does on a fresh box: no records, so the client gets the default profile.
+    Calyx::DMSClientList loaded;
+    EXPECT_FALSE(loaded.Load(clients, profiles));
+    ASSERT_EQ(loaded.UpdateKeys("WebSerOpen", "m1", "10.0.0.1", headers), 1);
+    EXPECT_EQ(loaded.FindKey("m1", "profileName"), "Default Profile");
+
+    Calyx::DMSClientList list;
+    EXPECT_TRUE(Calyx::ClientListStartUp(list, clients, profiles));
+    EXPECT_EQ(Calyx::ClientListDocument(list).toStyledString(),
+              Entry(R"({"ClientList": []})").toStyledString());
+    ASSERT_EQ(list.UpdateKeys("WebSerOpen", "m1", "10.0.0.1", headers), 1);
+    EXPECT_EQ(list.FindKey("m1", "profileName"), "Player");
+    MakeDirs(root.resolve("/var/packages/Calyx/etc"));
+    ASSERT_EQ(list.WriteToFile(), 1);
+    Calyx::DMSClientList next;
+    EXPECT_TRUE(next.Load(clients, profiles));
+    EXPECT_EQ(next.FindKey("m1", "profileName"), "Player");
+}
+
+TEST(ExtStartUp, UnparsableClientListBehavesAsLoadClientList) {
+    TempDir dir;
+    WriteFile(dir.file("p.json"), kStartUpProfiles);
+    WriteFile(dir.file("c.json"), R"({"ClientList": [{"macAddr": "m1"}] )");
+    Calyx::DMSClientList reference;
+    EXPECT_EQ(reference.LoadClientList(dir.file("c.json")), 0);
+    Calyx::DMSClientList list;
+    EXPECT_TRUE(Calyx::ClientListStartUp(list, dir.file("c.json"), dir.file("p.json")));
+    EXPECT_EQ(Calyx::ClientListDocument(list).toStyledString(),
+              Calyx::ClientListDocument(reference).toStyledString());
+    ASSERT_EQ(list.UpdateKeys("WebSerOpen", "m2", "ip", {{"user-agent", "Player/1"}}), 1);
+    EXPECT_EQ(list.FindKey("m2", "profileName"), "Player") << "the records are loaded anyway";
+
+    // A client list that exists but cannot be opened (a directory) is not replaced.
+    Calyx::DMSClientList fromDirectory;
+    EXPECT_TRUE(Calyx::ClientListStartUp(fromDirectory, dir.path(), dir.file("p.json")));
+    EXPECT_TRUE(Calyx::ClientListDocument(fromDirectory).isNull());
+}
+
+TEST(ExtStartUp, FalseOnlyWhenTheProfileListFails) {
+    TempDir dir;
+    WriteFile(dir.file("c.json"), R"({"ClientList": [{"macAddr": "m1"}]})");
+    WriteFile(dir.file("bad.json"), "{");
+    Calyx::DMSClientList missing;
+    EXPECT_FALSE(Calyx::ClientListStartUp(missing, dir.file("c.json"), dir.file("none.json")));
+    EXPECT_EQ(ClientCount(Calyx::ClientListDocument(missing)), 1u);
+    Calyx::DMSClientList unparsable;
+    EXPECT_FALSE(Calyx::ClientListStartUp(unparsable, dir.file("none"), dir.file("bad.json")));
+    EXPECT_EQ(ClientCount(Calyx::ClientListDocument(unparsable)), 0u);
+}
+
+TEST(ExtHeaderKeys, NamesLoweredAndTheFirstValueKept) {
+    const std::map<std::string, std::string> keys = Calyx::ClientHeaderKeys(
+        {{"User-Agent", "first"}, {"HOST", "h"}, {"user-agent", "second"}, {"X-Empty", ""}});
+    const std::map<std::string, std::string> expected = {
+        {"host", "h"}, {"user-agent", "first"}, {"x-empty", ""}};
+    EXPECT_EQ(keys, expected);
+    EXPECT_TRUE(Calyx::ClientHeaderKeys({}).empty());
+
+    // The helper's map is what profiles written with "open_user-agent" match.
+    TempDir dir;
+    WriteFile(dir.file("p.json"), kStartUpProfiles);
+    Calyx::DMSClientList list;
+    ASSERT_TRUE(Calyx::ClientListStartUp(list, dir.file("none.json"), dir.file("p.json")));
+    list.UpdateKeys("WebSerOpen", "raw", "ip1", {{"User-Agent", "Player/1"}});
+    list.UpdateKeys("WebSerOpen", "helped", "ip2",
+                    Calyx::ClientHeaderKeys({{"User-Agent", "Player/1"}}));
+    EXPECT_EQ(list.FindKey("raw", "profileName"), "Default Profile");
+    EXPECT_EQ(list.FindKey("helped", "profileName"), "Player");
+}
+
+TEST(ExtClientList, RemoveDropsTheEntryAndKeepsLookupsRight) {
+    TempDir dir;
+    WriteFile(dir.file("c.json"), R"({"ClientList": [
+        {"macAddr": "m1", "ipAddr": "i1"}, {"macAddr": "m2", "ipAddr": "i2"},
+        {"macAddr": "m3", "ipAddr": "i3"}]})");
+    Calyx::DMSClientList list;
+    ASSERT_EQ(list.LoadClientList(dir.file("c.json")), 1);
+    EXPECT_EQ(Calyx::ClientListRemove(list, "M2"), 0) << "MACs are compared exactly";
+    EXPECT_EQ(Calyx::ClientListRemove(list, "m2"), 1);
+    EXPECT_EQ(Calyx::ClientListRemove(list, "m2"), 0);
+    unsigned int index = 99;
+    EXPECT_FALSE(list.VerifyMacIsExist("m2", index));
+    ASSERT_TRUE(list.VerifyMacIsExist("m3", index));
+    EXPECT_EQ(index, 1u);
+    EXPECT_EQ(list.FindMacByIP("i3"), "m3");
+    EXPECT_EQ(list.FindMacByIP("i2"), "");
+    EXPECT_EQ(ClientCount(Calyx::ClientListDocument(list)), 2u);
+    ASSERT_EQ(list.UpdateKeys("WebSerOpen", "m2", "i9", {}), 1);
+    ASSERT_TRUE(list.VerifyMacIsExist("m2", index));
+    EXPECT_EQ(index, 2u) << "a removed client comes back as a new entry at the end";
+
+    Calyx::DMSClientList empty;
+    EXPECT_EQ(Calyx::ClientListRemove(empty, "m1"), 0);
 }
 
 }  // namespace

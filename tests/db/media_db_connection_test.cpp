@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "calyx/core.h"
+#include "calyx/ext.h"
 #include "calyx/media_db.h"
 #include "db_test_support.h"
 
@@ -108,6 +109,26 @@ TEST_F(MediaDBConnection, OwnConnectionReachesTheDatabaseCalyxAsAdmin) {
     ASSERT_TRUE(db.NextRow());
     EXPECT_EQ(db.FetchField("u"), "admin");
     EXPECT_EQ(db.FetchField("d"), "calyx");
+}
+
+TEST_F(MediaDBConnection, LastErrorGivesTheServersReason) {
+    DBConnect* conn = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
+    ASSERT_NE(conn, nullptr);
+    EXPECT_EQ(Calyx::DBConnectLastError(conn), "");
+    {
+        MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn);
+        EXPECT_LT(db.Select("*", "id", -1, 10, ""), 0);
+    }
+    const std::string reason = Calyx::DBConnectLastError(conn);
+    EXPECT_NE(reason.find("OFFSET must not be negative"), std::string::npos) << reason;
+    EXPECT_NE(reason.back(), '\n');
+    {
+        MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn);
+        EXPECT_EQ(db.Execute("SELECT 1 AS one"), 1);
+    }
+    EXPECT_EQ(Calyx::DBConnectLastError(conn), "") << "a later success clears the reason";
+    ZEVODBClose(conn);
+    EXPECT_EQ(Calyx::DBConnectLastError(nullptr), "");
 }
 
 }  // namespace

@@ -1,14 +1,12 @@
-// calyx clients list|show|erase|set-profile|allow|deny
+// calyx clients list|show|erase|remove|set-profile|allow|deny
 #include <CLI/CLI.hpp>
 
-#include <errno.h>
-#include <string.h>
-#include <sys/stat.h>
-
+#include <algorithm>
 #include <iostream>
 
 #include "calyx/client.h"
 #include "calyx/client_list.h"
+#include "calyx/core.h"
 #include "calyx/ext.h"
 #include "client_view.h"
 #include "tool.h"
@@ -24,6 +22,7 @@ struct ClientsOptions {
     std::string mac;
     std::string profileName;
     bool automatic = false;
+    bool force = false;
     bool json = false;
 };
 
@@ -33,10 +32,7 @@ std::string ResolveFile(const ClientsOptions& o) {
 }
 
 void LoadList(const std::string& path, Calyx::DMSClientList& list) {
-    struct stat st;
-    if (stat(path.c_str(), &st) != 0)
-        Fail(path + ": cannot open: " + strerror(errno));
-    LoadJsonOrFail(path);  // names the line and column of a syntax error
+    LoadJsonOrFail(path);  // names the kind of a non-file, the line and column of a syntax error
     if (!list.LoadClientList(path))
         Fail(path + ": cannot load the client list");
 }
@@ -86,6 +82,32 @@ void RunList(const ClientsOptions& o) {
               << " in " << path << "\n";
 }
 
+// The stored MAC of the one entry whose "macAddr" equals `mac` without regard to case
+// (people type addresses in either case; the library compares them exactly). No entry
+// fails; several are a usage error that lists them.
+std::string ResolveMac(Calyx::DMSClientList& list, const std::string& mac,
+                       const std::string& path) {
+    const Json::Value document = Calyx::ClientListDocument(list);
+    std::vector<std::string> matches;
+    if (document.isObject() && document["ClientList"].isArray())
+        for (const Json::Value& entry : document["ClientList"]) {
+            const std::string stored = EntryText(entry, "macAddr");
+            if (!stored.empty() && Calyx::StringToLower(stored) == Calyx::StringToLower(mac) &&
+                std::find(matches.begin(), matches.end(), stored) == matches.end())
+                matches.push_back(stored);
+        }
+    if (matches.empty())
+        Fail(path + ": no client with MAC " + Quoted(mac));
+    if (matches.size() > 1) {
+        std::vector<std::string> quoted;
+        for (const std::string& m : matches)
+            quoted.push_back(Quoted(m));
+        UsageFail(path + ": MAC " + Quoted(mac) + " matches several clients: " +
+                  Join(quoted, ", ") + "; give it exactly as stored");
+    }
+    return matches.front();
+}
+
 Json::Value EntryOrFail(Calyx::DMSClientList& list, const std::string& mac,
                         const std::string& path) {
     Json::Value entry;
@@ -124,58 +146,83 @@ void RunShow(const ClientsOptions& o) {
     const std::string path = ResolveFile(o);
     Calyx::DMSClientList list;
     LoadList(path, list);
-    PrintEntry(path, EntryOrFail(list, o.mac, path), o.json, "");
+    PrintEntry(path, EntryOrFail(list, ResolveMac(list, o.mac, path), path), o.json, "");
 }
 
-enum class Edit { Erase, SetProfile, Allow, Deny };
+// A user's profile choice must name a profile the server knows: one of the profile list,
+// or the library's own "Default Profile". Without a list to check, --force is needed.
+void CheckProfileChoice(const ClientsOptions& o) {
+    if (o.force || o.profileName == "Default Profile")
+        return;
+    if (o.profiles.empty())
+        UsageFail("set-profile: give --profiles to check that " + Quoted(o.profileName) +
+                  " exists, or --force");
+    ScopedProfileList profiles(o.profiles);
+    if (Calyx::DMSClientChecker::GetAgent(o.profileName) == nullptr)
+        UsageFail("set-profile: " + o.profiles + " has no profile named " + Quoted(o.profileName) +
+                  " (--force sets it all the same)");
+}
+
+enum class Edit { Erase, Remove, SetProfile, Allow, Deny };
+
+// Removes the entry of `mac` from a client list document (found as VerifyMacIsExist finds
+// it); false when there is none.
+bool RemoveEntry(Json::Value& doc, const std::string& mac) {
+    const Json::Value* entry = Calyx::ClientDocumentEntry(doc, mac);
+    if (entry == nullptr)
+        return false;
+    Json::Value& clients = doc["ClientList"];
+    for (Json::ArrayIndex i = 0; i < clients.size(); ++i) {
+        if (&clients[i] == entry) {
+            Json::Value removed;
+            return clients.removeIndex(i, &removed);
+        }
+    }
+    return false;
+}
 
 void RunEdit(const ClientsOptions& o, Edit edit) {
     const std::string path = ResolveFile(o);
+    if (edit == Edit::SetProfile && !o.automatic) {
+        if (o.profileName.empty())
+            UsageFail("set-profile: give a PROFILE name or --auto");
+        CheckProfileChoice(o);
+    }
     Calyx::DMSClientList list;
     LoadList(path, list);
-    EntryOrFail(list, o.mac, path);
+    const std::string mac = ResolveMac(list, o.mac, path);
     std::string note;
-    // The edit goes through ClientListApply: under the writers' lock, after merging what
-    // a running server saved meanwhile, so neither loses the other's changes.
     Calyx::ClientListEdit change;
     switch (edit) {
         case Edit::Erase:
-            change = [&o](Json::Value& doc) { return Calyx::EraseClientEntry(doc, o.mac); };
-            note = "erased " + o.mac + " down to its identity, access and user agents";
+            change = [&mac](Json::Value& doc) { return Calyx::EraseClientEntry(doc, mac); };
+            note = "erased " + mac + " down to its identity, access and user agents";
+            break;
+        case Edit::Remove:
+            change = [&mac](Json::Value& doc) { return RemoveEntry(doc, mac); };
             break;
         case Edit::SetProfile: {
-            Json::Value selected;  // null: follow the automatic match
-            if (o.automatic) {
-                note = o.mac + " follows the automatic match again";
-            } else {
-                if (o.profileName.empty())
-                    UsageFail("set-profile: give a PROFILE name or --auto");
-                if (!o.profiles.empty()) {
-                    ScopedProfileList profiles(o.profiles);
-                    if (Calyx::DMSClientChecker::GetAgent(o.profileName) == nullptr)
-                        Fail(o.profiles + ": no profile named " + Quoted(o.profileName));
-                }
-                selected = Json::Value(o.profileName);
-                note = o.mac + " uses profile " + Quoted(o.profileName);
-            }
-            change = [&list, &o, selected](Json::Value& doc) {
-                return Calyx::EditClientEntry(list, doc, o.mac, "profileName_UserSelected",
-                                              selected);
+            // A null choice follows the automatic match again.
+            Json::Value selected = o.automatic ? Json::Value() : Json::Value(o.profileName);
+            note = o.automatic ? mac + " follows the automatic match again"
+                               : mac + " uses profile " + Quoted(o.profileName);
+            change = [&list, &mac, selected](Json::Value& doc) {
+                return Calyx::EditClientEntry(list, doc, mac, "profileName_UserSelected", selected);
             };
             break;
         }
         case Edit::Allow:
         case Edit::Deny:
-            change = [&list, &o, edit](Json::Value& doc) {
-                return Calyx::EditClientEntry(list, doc, o.mac, "isAccess",
+            change = [&list, &mac, edit](Json::Value& doc) {
+                return Calyx::EditClientEntry(list, doc, mac, "isAccess",
                                               Json::Value(edit == Edit::Allow));
             };
-            note =
-                o.mac + (edit == Edit::Allow ? " may use the server" : " may not use the server");
+            note = mac + (edit == Edit::Allow ? " may use the server" : " may not use the server");
             break;
     }
-    // The tool serves no requests: what it read may be older than what a server saved
-    // since, so it edits the file as it is under the writers' lock.
+    // One ClientListApply call: under the writers' lock, so that a server saving the same
+    // file neither undoes this edit nor loses what it saved meanwhile. The tool serves no
+    // requests, so it edits the file as it is under the lock, not what it read before.
     auto onCurrentFile = [&path, &change](Json::Value& doc) {
         Json::Value current;
         if (Calyx::ReadJsonFile(path, current, nullptr))
@@ -183,8 +230,18 @@ void RunEdit(const ClientsOptions& o, Edit edit) {
         return change(doc);
     };
     if (!Calyx::ClientListApply(list, path, onCurrentFile))
-        Fail(path + ": cannot save (see the library log), or " + o.mac + " is gone");
-    PrintEntry(path, EntryOrFail(list, o.mac, path), o.json, note + "; saved " + path);
+        Fail(path + ": cannot save (see the library log), or " + mac + " is gone");
+    if (edit != Edit::Remove) {
+        PrintEntry(path, EntryOrFail(list, mac, path), o.json, note + "; saved " + path);
+    } else if (o.json) {
+        Json::Value out(Json::objectValue);
+        out["file"] = path;
+        out["removed"] = mac;
+        out["saved"] = true;
+        PrintJson(out);
+    } else {
+        std::cout << "removed " << mac << "; saved " << path << "\n";
+    }
 }
 
 }  // namespace
@@ -193,30 +250,38 @@ void AddClientsCommand(CLI::App& app) {
     auto o = std::make_shared<ClientsOptions>();
     CLI::App* cmd =
         app.add_subcommand("clients", "List, show and edit the entries of a client list file");
-    cmd->require_subcommand(1);
     cmd->fallthrough();
     cmd->add_option("--file,-f", o->file,
                     "Client list file (default: the fixed path under --root)");
     cmd->add_option("--root", o->root, "Root prefix of the fixed client list path");
     cmd->add_flag("--json", o->json, "Machine-readable output");
-    cmd->footer("Edits save through the library's crash-safe save (temporary file, sync, rename).");
+    cmd->footer(
+        "Edits are one locked edit of the file (ClientListApply): a server saving the same "
+        "file keeps them, and they keep what it saved.");
 
     cmd->add_subcommand("list", "One line per client")->callback([o] { RunList(*o); });
     CLI::App* show = cmd->add_subcommand("show", "Every member of one client entry");
-    show->add_option("MAC", o->mac, "Client hardware address, as stored")->required();
+    show->add_option("MAC", o->mac, "Client hardware address (any case)")->required();
     show->callback([o] { RunShow(*o); });
     CLI::App* erase =
         cmd->add_subcommand("erase", "Trim an entry to its MAC, access flag and user agents");
     erase->add_option("MAC", o->mac, "Client hardware address")->required();
     erase->callback([o] { RunEdit(*o, Edit::Erase); });
+    CLI::App* remove =
+        cmd->add_subcommand("remove", "Drop the client's entry from the list altogether");
+    remove->add_option("MAC", o->mac, "Client hardware address")->required();
+    remove->callback([o] { RunEdit(*o, Edit::Remove); });
     CLI::App* setProfile = cmd->add_subcommand(
         "set-profile", "Choose the client's profile (\"profileName_UserSelected\")");
     setProfile->add_option("MAC", o->mac, "Client hardware address")->required();
-    setProfile->add_option("PROFILE", o->profileName, "Profile name");
-    setProfile->add_flag("--auto", o->automatic,
-                         "Remove the user's choice: the automatic match applies again");
+    CLI::Option* automatic = setProfile->add_flag(
+        "--auto", o->automatic, "Remove the user's choice: the automatic match applies again");
+    setProfile->add_option("PROFILE", o->profileName, "Profile name")->excludes(automatic);
     setProfile->add_option("--profiles,-p", o->profiles,
-                           "Check that PROFILE exists in this profile list");
+                           "Profile list that must hold PROFILE (\"Default Profile\" is always "
+                           "accepted)");
+    setProfile->add_flag("--force", o->force, "Set PROFILE even if no profile list holds it")
+        ->excludes(automatic);
     setProfile->callback([o] { RunEdit(*o, Edit::SetProfile); });
     CLI::App* allow =
         cmd->add_subcommand("allow", "Let the client use the server (\"isAccess\" true)");

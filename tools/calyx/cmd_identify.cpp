@@ -1,14 +1,13 @@
 // calyx identify: the road of one request through the library.
 #include <CLI/CLI.hpp>
 
-#include <errno.h>
 #include <json/writer.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <upnp/ixml.h>
 
 #include <iostream>
 #include <memory>
+#include <set>
 
 #include "calyx/client.h"
 #include "calyx/client_list.h"
@@ -23,6 +22,9 @@
 namespace calyx_tool {
 
 namespace {
+
+// What the kernel's ARP table shows for a neighbour it has not resolved.
+const char kIncompleteMac[] = "00:00:00:00:00:00";
 
 struct IdentifyOptions {
     std::string profiles;
@@ -42,29 +44,21 @@ struct IdentifyOptions {
     bool json = false;
 };
 
-// The description fields a server stores for a discovered device.
-const char* const kDescriptionFields[] = {
-    "deviceType",       "friendlyName", "manufacturer",   "manufacturerURL",
-    "modelDescription", "modelName",    "modelNumber",    "modelURL",
-    "serialNumber",     "UDN",          "presentationURL"};
-
 struct DocumentDeleter {
     void operator()(IXML_Document* doc) const { ixmlDocument_free(doc); }
 };
 
 RecordedRequest ReadDescription(const std::string& path) {
-    struct stat st;
-    if (stat(path.c_str(), &st) != 0)
-        Fail(path + ": cannot open: " + strerror(errno));
+    RequireReadableFile(path);
     std::unique_ptr<IXML_Document, DocumentDeleter> doc(ixmlLoadDocument(path.c_str()));
     if (!doc)
         Fail(path + ": not a well-formed XML document");
     RecordedRequest request;
     request.handler = "HandleDiscovery";
     request.requestLine = "device description " + path;
-    for (const char* field : kDescriptionFields) {
+    for (const std::string& field : Calyx::DeviceDescriptionFields()) {
         bool found = false;
-        std::string value = Calyx::XMLGetFirstDocumentItem(doc.get(), field, &found);
+        std::string value = Calyx::XMLGetFirstDocumentItem(doc.get(), field.c_str(), &found);
         if (found)
             request.headers[field] = value;
     }
@@ -136,6 +130,37 @@ Json::Value SuggestEntry(const Json::Value& entry, const std::string& userAgentK
     return suggestion;
 }
 
+// The positions' findings that are errors.
+bool HasErrorsAt(const LintReport& report, int position) {
+    for (const LintFinding& f : report.findings)
+        if (f.error && f.position == position)
+            return true;
+    return false;
+}
+
+// Appends `suggestion` to a copy of the profile list and lints it. A name already taken
+// gets a number (" 2", " 3", ...), since a duplicate could never be matched by name.
+LintReport LintWithSuggestion(const Json::Value& profileDocument, Json::Value& suggestion,
+                              int& position) {
+    Json::Value extended = profileDocument;
+    if (!extended.isObject())
+        extended = Json::Value(Json::objectValue);
+    if (!extended["ProfileList"].isArray())
+        extended["ProfileList"] = Json::Value(Json::arrayValue);
+    std::set<std::string> taken;
+    for (const Json::Value& p : extended["ProfileList"])
+        if (p.isObject() && p["profileName"].isString())
+            taken.insert(p["profileName"].asString());
+    const std::string base = suggestion["profileName"].asString();
+    std::string name = base;
+    for (int n = 2; taken.count(name) != 0 || name == "Default Profile"; ++n)
+        name = base + " " + std::to_string(n);
+    suggestion["profileName"] = name;
+    extended["ProfileList"].append(suggestion);
+    position = static_cast<int>(extended["ProfileList"].size());
+    return LintProfileList(extended);
+}
+
 std::string StyledJson(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "\t";
@@ -154,22 +179,25 @@ void RunIdentify(const IdentifyOptions& o) {
     Calyx::DMSClientList list;
     list.m_denyNewClients = o.denyNewClients;
     struct stat st;
-    bool clientListExisted = stat(clientListPath.c_str(), &st) == 0;
-    if (clientListExisted) {
-        LoadJsonOrFail(clientListPath);
-        if (!list.LoadClientList(clientListPath))
-            Fail(clientListPath + ": cannot load the client list");
-    }
-    if (!list.LoadProfileIDList(o.profiles))
+    if (stat(clientListPath.c_str(), &st) == 0)
+        LoadJsonOrFail(clientListPath);  // an existing list must load: name its problem
+    // The host's first-start call: a missing client list starts empty, records always load.
+    if (!Calyx::ClientListStartUp(list, clientListPath, o.profiles))
         Fail(o.profiles + ": cannot load the profile list");
     ScopedProfileList checkerProfiles(o.profiles);
 
+    if (o.mac == kIncompleteMac)
+        UsageFail("identify: --mac " + o.mac + " is no client's address");
     std::string mac = o.mac;
     if (mac.empty()) {
         mac = Calyx::GetMACAddressFromARPTable(o.ip);
         if (mac.empty())
             Fail(Calyx::ResolveFixedPath("/proc/net/arp") + ": no hardware address for " + o.ip +
                  "; give --mac");
+        // The kernel lists a neighbour it has not resolved yet with an all-zero address.
+        if (mac == kIncompleteMac)
+            Fail(Calyx::ResolveFixedPath("/proc/net/arp") + ": the entry for " + o.ip +
+                 " is incomplete (" + mac + "); give --mac");
     }
 
     Json::Value out(Json::objectValue);
@@ -282,33 +310,33 @@ void RunIdentify(const IdentifyOptions& o) {
                                     ? "browse_user-agent"
                                     : "";
             Json::Value suggestion = SuggestEntry(entry, uaKey);
-            Json::Value extended = profileDocument;
-            if (!extended.isObject())
-                extended = Json::Value(Json::objectValue);
-            if (!extended["ProfileList"].isArray())
-                extended["ProfileList"] = Json::Value(Json::arrayValue);
-            extended["ProfileList"].append(suggestion);
-            LintReport report = LintProfileList(extended);
-            out["suggestion"] = suggestion;
-            out["suggestionLint"] = LintReportToJson(o.profiles, report);
-            text += "suggested profile list entry (append to \"ProfileList\" and edit):\n" +
-                    StyledJson(suggestion) + "\nlint of " + o.profiles +
-                    " with this entry added:\n" + FormatLintReport(o.profiles, report);
+            int position = 0;
+            LintReport report = LintWithSuggestion(profileDocument, suggestion, position);
+            if (suggestion["profileID"].empty() || HasErrorsAt(report, position)) {
+                // Never propose an entry that would not pass its own check.
+                out["suggestion"] = Json::Value();
+                out["suggestionLint"] = LintReportToJson(o.profiles, report);
+                text +=
+                    "suggestion: none; the client sent nothing a profile could match "
+                    "safely (no model name, manufacturer or user agent)\n";
+            } else {
+                out["suggestion"] = suggestion;
+                out["suggestionLint"] = LintReportToJson(o.profiles, report);
+                text += "suggested profile list entry (append to \"ProfileList\" and edit):\n" +
+                        StyledJson(suggestion) + "\nlint of " + o.profiles +
+                        " with this entry added:\n" + FormatLintReport(o.profiles, report);
+            }
         }
     }
 
     if (o.save) {
-        if (!o.root.empty()) {
-            // The fixed directory may not exist yet in a fresh root.
-            std::string dir = Calyx::FileGetPathDirName(clientListPath);
-            std::string partial;
-            for (const std::string& piece : Calyx::StringExplode(dir, "/")) {
-                partial += "/" + piece;
-                mkdir(partial.c_str(), 0755);
-            }
-        }
-        if (!list.WriteToFile())
-            Fail(clientListPath + ": cannot save the client list");
+        // The fixed directory may not exist yet in a fresh root.
+        if (!o.root.empty())
+            CreateParentDirectories(clientListPath);
+        // WriteToFile's save, to the same fixed path, with the reason when it fails.
+        std::string reason;
+        if (!Calyx::ClientListWriteTo(list, clientListPath, &reason))
+            Fail(clientListPath + ": cannot save the client list: " + reason);
         out["saved"] = clientListPath;
         text += "saved " + clientListPath + "\n";
     }
@@ -355,9 +383,10 @@ void AddIdentifyCommand(CLI::App& app) {
     cmd->add_flag("--default-dlna", o->defaultDLNA,
                   "Checker's default DLNA answer for a client without user agent");
     cmd->add_flag("--deny-new-clients", o->denyNewClients, "New clients get \"isAccess\" false");
-    cmd->add_flag("--brief", o->brief,
-                  "One tab-separated line: MAC, profile, display name, types, options");
-    cmd->add_flag("--json", o->json, "Machine-readable output");
+    CLI::Option* brief = cmd->add_flag(
+        "--brief", o->brief, "One tab-separated line: MAC, profile, display name, types, options");
+    cmd->add_flag("--json", o->json, "Machine-readable output (always valid UTF-8)")
+        ->excludes(brief);
     cmd->callback([o] { RunIdentify(*o); });
 }
 

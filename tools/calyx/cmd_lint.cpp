@@ -5,6 +5,7 @@
 
 #include "calyx/ext.h"
 #include "lint.h"
+#include "schema_check.h"
 #include "tool.h"
 
 namespace calyx_tool {
@@ -13,10 +14,14 @@ namespace {
 
 struct LintOptions {
     std::string file;
+    std::string schema;
     bool json = false;
+    bool printJson = false;
+    bool schemaOnly = false;
 };
 
 void RunLint(const LintOptions& options) {
+    RequireReadableFile(options.file);
     Json::Value document;
     Calyx::JsonFileError error;
     if (!Calyx::ReadJsonFile(options.file, document, &error)) {
@@ -44,7 +49,21 @@ void RunLint(const LintOptions& options) {
         ExitStatus() = kExitFailed;
         return;
     }
-    LintReport report = LintProfileList(document);
+    if (options.printJson) {
+        // The document as the library's reader understood it, as plain JSON.
+        PrintJson(document);
+        return;
+    }
+    LintReport report = options.schemaOnly ? LintReport() : LintProfileList(document);
+    if (!options.schema.empty())
+        for (const std::string& violation : SchemaViolations(document, options.schema))
+            AddFileError(report, "schema " + options.schema + ": " + violation);
+    std::string text;
+    if (!ReadTextFile(options.file, text))
+        Fail(options.file + ": cannot read the file");
+    const std::string duplicate = FindDuplicateKey(text);
+    if (!duplicate.empty())
+        AddFileError(report, duplicate);
     if (options.json)
         PrintJson(LintReportToJson(options.file, report));
     else
@@ -59,7 +78,19 @@ void AddLintCommand(CLI::App& app) {
     CLI::App* cmd = app.add_subcommand(
         "lint", "Check a profile list for entries the library would ignore or never match");
     cmd->add_option("PROFILE_LIST", options->file, "Profile list file (JSON)")->required();
-    cmd->add_flag("--json", options->json, "Machine-readable output");
+    CLI::Option* json = cmd->add_flag("--json", options->json, "Machine-readable output");
+    cmd->add_flag("--print-json", options->printJson,
+                  "Print the file as the library reads it (plain JSON, no comments) instead of "
+                  "checking it")
+        ->excludes(json);
+    CLI::Option* schema =
+        cmd->add_option("--schema", options->schema,
+                        "Also validate the file against this JSON Schema (draft 7), e.g. "
+                        "schema/profile-list.schema.json");
+    cmd->add_flag("--schema-only", options->schemaOnly,
+                  "Only the --schema validation and duplicate keys, without the profile list "
+                  "checks (for client lists)")
+        ->needs(schema);
     cmd->footer("Exit status 1 when any finding is an error; warnings alone give 0.");
     cmd->callback([options] { RunLint(*options); });
 }

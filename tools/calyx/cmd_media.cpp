@@ -76,7 +76,6 @@ void RunList(const MediaQuery& query, bool json) {
 void AddMediaCommand(CLI::App& app) {
     CLI::App* cmd =
         app.add_subcommand("media", "Count or list items of the media index (PostgreSQL)");
-    cmd->require_subcommand(1);
     cmd->footer(
         "The server is reached as the library does: database \"calyx\", user \"admin\";\n"
         "PGHOST and PGPORT select another server.");

@@ -176,15 +176,21 @@ void AddVideoProfileCommand(CLI::App& app) {
     cmd->add_option("--channels", o->channels, "Item: audio channel count");
     cmd->add_option("--items", o->itemsFile,
                     "JSON file of items (array, or object with \"items\")");
-    cmd->add_flag("--from-index", o->fromIndex, "Take the items from the media index");
-    cmd->add_option("--limit", o->query.limit, "With --from-index: at most this many rows");
-    cmd->add_option("--offset", o->query.offset, "With --from-index: skip this many rows");
-    cmd->add_option("--order", o->query.order, "With --from-index: ORDER BY expression");
+    CLI::Option* fromIndex =
+        cmd->add_flag("--from-index", o->fromIndex, "Take the items from the media index");
+    cmd->add_option("--limit", o->query.limit, "With --from-index: at most this many rows")
+        ->needs(fromIndex);
+    cmd->add_option("--offset", o->query.offset, "With --from-index: skip this many rows")
+        ->needs(fromIndex);
+    cmd->add_option("--order", o->query.order, "With --from-index: ORDER BY expression")
+        ->needs(fromIndex);
     cmd->add_flag("--explain", o->explain,
                   "Show every video profile tried and its first failing condition");
-    cmd->add_flag("--brief", o->brief,
-                  "One tab-separated line per item: number, video profile (- for none), item");
-    cmd->add_flag("--json", o->json, "Machine-readable output");
+    CLI::Option* brief =
+        cmd->add_flag("--brief", o->brief,
+                      "One tab-separated line per item: number, video profile (- for none), item");
+    cmd->add_flag("--json", o->json, "Machine-readable output (always valid UTF-8)")
+        ->excludes(brief);
     cmd->callback([o] { RunVideoProfile(*o); });
 }
 

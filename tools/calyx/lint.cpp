@@ -2,12 +2,18 @@
 
 #include <ctype.h>
 
+#include <json/reader.h>
+
 #include <algorithm>
 #include <map>
+#include <memory>
 #include <set>
+#include <sstream>
 
 #include "calyx/core.h"
 #include "calyx/ext.h"
+#include "calyx/media_names.h"
+#include "lint_coverage.h"
 #include "tool.h"
 
 namespace calyx_tool {
@@ -53,6 +59,15 @@ bool HasUpper(const std::string& text) {
     return std::any_of(text.begin(), text.end(), [](unsigned char c) { return isupper(c) != 0; });
 }
 
+// The names a list condition is meant to compare with, or null when any word will do.
+const std::vector<std::string>* VocabularyOf(const std::string& conditionKey) {
+    if (conditionKey == "container_type@")
+        return &Calyx::KnownMediaContainerNames();
+    if (conditionKey == "video_codec@" || conditionKey == "audio_codec@")
+        return &Calyx::KnownMediaCodecNames();
+    return nullptr;
+}
+
 class Linter {
 public:
     explicit Linter(LintReport& report) : report_(report) {}
@@ -93,12 +108,20 @@ public:
                 if (alternatives.empty())
                     add(true, position, name, key,
                         Quoted(where) + " has no alternative, so it never matches");
-                for (const std::string& a : alternatives)
+                const std::vector<std::string>* vocabulary = VocabularyOf(c.key);
+                for (const std::string& a : alternatives) {
                     if (HasUpper(a))
                         add(true, position, name, key,
                             "alternative " + Quoted(a) + " of " + Quoted(where) +
                                 " holds upper-case letters and can never match (item values are "
                                 "lowered)");
+                    else if (vocabulary != nullptr &&
+                             !std::binary_search(vocabulary->begin(), vocabulary->end(), a))
+                        add(false, position, name, key,
+                            "alternative " + Quoted(a) + " of " + Quoted(where) +
+                                " is not a name the media index uses (see docs/profiles.md), so "
+                                "it probably never matches");
+                }
                 continue;
             }
             std::vector<std::string> bounds = Calyx::StringExplode(c.value, "~");
@@ -226,7 +249,7 @@ public:
                 "empty \"profileID\": the profile is never matched automatically");
             return;
         }
-        Record record{position, name, {}, !id.isObject()};
+        IdentificationRule record{position, name, {}, !id.isObject()};
         if (record.matchesAll) {
             add(true, position, name, "profileID",
                 "\"profileID\" is not an object, so it matches every client");
@@ -241,43 +264,17 @@ public:
                 record.members[key] = required.asString();
             }
         }
-        for (const Record& earlier : records_) {
-            if (covers(earlier, record)) {
-                add(true, position, name, "profileID",
-                    "never reached: every client it matches is matched first by profile #" +
-                        std::to_string(earlier.position) + " " + Quoted(earlier.name));
-                break;
-            }
-        }
-        records_.push_back(record);
+        if (const IdentificationRule* earlier = rules_.FirstCovering(record))
+            add(true, position, name, "profileID",
+                "never reached: every client it matches is matched first by profile #" +
+                    std::to_string(earlier->position) + " " + Quoted(earlier->name));
+        rules_.Add(std::move(record));
     }
 
 private:
-    struct Record {
-        int position;
-        std::string name;
-        std::map<std::string, std::string> members;
-        bool matchesAll;
-    };
-
-    // True when every client that `later` matches is also matched by `earlier`: each
-    // member of `earlier` is required by `later` too, with a text containing it.
-    static bool covers(const Record& earlier, const Record& later) {
-        if (earlier.matchesAll)
-            return true;
-        if (later.matchesAll)
-            return false;
-        for (const auto& [key, text] : earlier.members) {
-            auto it = later.members.find(key);
-            if (it == later.members.end() || it->second.find(text) == std::string::npos)
-                return false;
-        }
-        return true;
-    }
-
     LintReport& report_;
     std::map<std::string, int> names_;
-    std::vector<Record> records_;
+    RuleCoverage rules_;
 };
 
 }  // namespace
@@ -305,6 +302,44 @@ LintReport LintProfileList(const Json::Value& document) {
         if (key != "ProfileList")
             linter.add(false, 0, "", key, "unknown top-level key " + Quoted(key) + " (ignored)");
     return report;
+}
+
+std::string FindDuplicateKey(const std::string& text) {
+    Json::CharReaderBuilder builder;
+    builder["allowComments"] = true;
+    builder["rejectDupKeys"] = true;
+    // The reader's other limits stay those of the library's reader.
+    builder["stackLimit"] = 1000;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value ignored;
+    std::string errors;
+    if (reader->parse(text.data(), text.data() + text.size(), &ignored, &errors))
+        return "";
+    const size_t duplicate = errors.find("Duplicate key");
+    if (duplicate == std::string::npos)
+        return "";  // a syntax error, which the ordinary read reports
+    // "* Line 3, Column 5\n  Duplicate key: 'dlna'\n"
+    std::string where;
+    const size_t line = errors.find("Line ");
+    if (line != std::string::npos && line < duplicate) {
+        where = "line " + errors.substr(line + 5, errors.find('\n', line) - line - 5) + ": ";
+        const size_t column = where.find(", Column");
+        if (column != std::string::npos)
+            where.replace(column, 8, ", column");
+    }
+    std::string what = errors.substr(duplicate);
+    while (!what.empty() && (what.back() == '\n' || what.back() == ' '))
+        what.pop_back();
+    what[0] = 'd';
+    return where + what + " (the library keeps the later value and ignores the earlier)";
+}
+
+void AddFileError(LintReport& report, const std::string& message) {
+    LintFinding finding;
+    finding.error = true;
+    finding.message = message;
+    ++report.errors;
+    report.findings.insert(report.findings.begin(), finding);
 }
 
 std::string FormatLintReport(const std::string& file, const LintReport& report) {

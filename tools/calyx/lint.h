@@ -27,6 +27,14 @@ struct LintReport {
 
 LintReport LintProfileList(const Json::Value& document);
 
+// The first key that occurs twice in one object of the JSON text `text` (comments
+// allowed), as "line L, column C: duplicate key ..."; "" when there is none. The
+// library's reader keeps the later value without a word.
+std::string FindDuplicateKey(const std::string& text);
+
+// Adds a whole-file error finding to `report`.
+void AddFileError(LintReport& report, const std::string& message);
+
 // "file: profile #3 \"Name\" key: error: message" lines, then a summary line.
 std::string FormatLintReport(const std::string& file, const LintReport& report);
 Json::Value LintReportToJson(const std::string& file, const LintReport& report);

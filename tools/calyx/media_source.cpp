@@ -2,6 +2,9 @@
 
 #include <memory>
 
+#include "calyx/client.h"
+#include "calyx/core.h"
+#include "calyx/ext.h"
 #include "calyx/media_db.h"
 #include "calyx/platform.h"
 #include "tool.h"
@@ -26,11 +29,21 @@ Connection Connect() {
     return conn;
 }
 
+// The library inserts both texts into SQL as they stand, so user text is escaped here:
+// the codec for its '...' literal, the extension as a literal word (its pattern
+// characters escaped) for the E'...' regular expression.
 void ApplyFilters(Calyx::MediaDB& db, const MediaQuery& query) {
     for (const std::string& codec : query.excludeCodecs)
-        db.AddExcludeVideoCodec(codec);
+        db.AddExcludeVideoCodec(Calyx::SQLEscapeString(codec));
     for (const std::string& ext : query.excludeExts)
-        db.AddExcludeExt(ext.c_str());
+        db.AddExcludeExt(
+            Calyx::SQLEscapeCondition(Calyx::DMSClientChecker::EscapeRegex(ext.c_str())).c_str());
+}
+
+[[noreturn]] void QueryFailed(DBConnect* conn, const MediaQuery& query) {
+    const std::string reason = Calyx::DBConnectLastError(conn);
+    Fail("media index query failed on table " + Quoted(query.type) +
+         (reason.empty() ? "" : ": " + reason));
 }
 
 }  // namespace
@@ -56,7 +69,7 @@ int CountMediaItems(const MediaQuery& query) {
     ApplyFilters(db, query);
     // SelectTotal's statement, run here so that a failed query is reported.
     if (db.Select("COUNT(id) as TOTAL", "", 0, 0, "") < 1 || !db.NextRow())
-        Fail("media index query failed on table " + Quoted(query.type));
+        QueryFailed(conn.get(), query);
     return db.FetchFieldAsInt("TOTAL");
 }
 
@@ -70,7 +83,7 @@ std::vector<ZEVO_MEDIA_INFO> ListMediaItems(const MediaQuery& query) {
         int rows =
             db.Select("*", query.order.empty() ? "id" : query.order, query.offset, query.limit, "");
         if (rows < 0)
-            Fail("media index query failed on table " + Quoted(query.type));
+            QueryFailed(conn.get(), query);
         items.reserve(static_cast<size_t>(rows));
         while (db.NextRow()) {
             items.emplace_back();

@@ -63,6 +63,7 @@ std::pair<std::string, std::string> ParseHeaderOption(const std::string& text) {
 }
 
 std::vector<RecordedRequest> ReadRequestFile(const std::string& path) {
+    RequireReadableFile(path);
     std::ifstream in(path);
     if (!in)
         Fail(path + ": cannot open: " + strerror(errno));

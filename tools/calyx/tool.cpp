@@ -5,8 +5,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <sstream>
+#include <system_error>
 
 #include "calyx/client.h"
 #include "calyx/ext.h"
@@ -26,7 +29,25 @@ void UsageFail(const std::string& message) {
     throw ToolError(kExitUsage, message);
 }
 
+void RequireReadableFile(const std::string& path) {
+    std::string reason = Calyx::UnreadableFileReason(path);
+    if (!reason.empty())
+        Fail(path + ": " + reason);
+}
+
+bool ReadTextFile(const std::string& path, std::string& text) {
+    RequireReadableFile(path);
+    std::ifstream in(path, std::ios::in | std::ios::binary);
+    if (!in)
+        return false;
+    std::ostringstream buffer;
+    buffer << in.rdbuf();
+    text = buffer.str();
+    return !in.bad();
+}
+
 Json::Value LoadJsonOrFail(const std::string& path) {
+    RequireReadableFile(path);
     Json::Value root;
     Calyx::JsonFileError error;
     if (!Calyx::ReadJsonFile(path, root, &error)) {
@@ -57,7 +78,11 @@ void ApplyRoot(const std::string& root) {
     struct stat st;
     if (stat(root.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
         Fail(root + ": root directory does not exist");
-    std::string trimmed = root;
+    // Absolute, so that every fixed path under it is absolute too.
+    std::error_code error;
+    std::string trimmed = std::filesystem::absolute(root, error).lexically_normal().string();
+    if (error)
+        Fail(root + ": " + error.message());
     while (trimmed.size() > 1 && trimmed.back() == '/')
         trimmed.pop_back();
     if (trimmed == "/")
@@ -65,11 +90,85 @@ void ApplyRoot(const std::string& root) {
     setenv("CALYX_ROOT", trimmed.c_str(), 1);
 }
 
+void CreateParentDirectories(const std::string& file) {
+    const std::filesystem::path dir = std::filesystem::path(file).parent_path();
+    if (dir.empty())
+        return;
+    std::error_code error;
+    std::filesystem::create_directories(dir, error);
+    if (error)
+        Fail(dir.string() + ": cannot create the directory: " + error.message());
+}
+
+std::string ValidUtf8(const std::string& text) {
+    static const char kReplacement[] = "\xEF\xBF\xBD";
+    std::string out;
+    out.reserve(text.size());
+    size_t i = 0;
+    while (i < text.size()) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        // Length of the sequence `c` starts and the allowed range of its second byte
+        // (excluding overlong forms, surrogates and code points above U+10FFFF).
+        size_t length = 0;
+        unsigned char low = 0x80, high = 0xBF;
+        if (c < 0x80) {
+            length = 1;
+        } else if (c >= 0xC2 && c <= 0xDF) {
+            length = 2;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            length = 3;
+            low = c == 0xE0 ? 0xA0 : 0x80;
+            high = c == 0xED ? 0x9F : 0xBF;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            length = 4;
+            low = c == 0xF0 ? 0x90 : 0x80;
+            high = c == 0xF4 ? 0x8F : 0xBF;
+        }
+        bool valid = length > 0 && i + length <= text.size();
+        for (size_t k = 1; valid && k < length; ++k) {
+            const unsigned char next = static_cast<unsigned char>(text[i + k]);
+            valid = k == 1 ? (next >= low && next <= high) : (next >= 0x80 && next <= 0xBF);
+        }
+        if (valid) {
+            out.append(text, i, length);
+            i += length;
+        } else {
+            out += kReplacement;
+            ++i;
+        }
+    }
+    return out;
+}
+
+namespace {
+
+// A copy of `value` whose texts and member names are all valid UTF-8.
+Json::Value WithValidUtf8(const Json::Value& value) {
+    if (value.isString())
+        return Json::Value(ValidUtf8(value.asString()));
+    if (value.isArray()) {
+        Json::Value out(Json::arrayValue);
+        for (const Json::Value& item : value)
+            out.append(WithValidUtf8(item));
+        return out;
+    }
+    if (value.isObject()) {
+        Json::Value out(Json::objectValue);
+        for (const std::string& name : value.getMemberNames())
+            out[ValidUtf8(name)] = WithValidUtf8(value[name]);
+        return out;
+    }
+    return value;
+}
+
+}  // namespace
+
 void PrintJson(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "  ";
     builder["emitUTF8"] = true;
-    std::cout << Json::writeString(builder, value) << "\n";
+    builder["commentStyle"] = "None";  // comments a file carried would not be JSON
+    std::cout << Json::writeString(builder, WithValidUtf8(value)) << "\n";
 }
 
 std::string Join(const std::vector<std::string>& parts, const std::string& separator) {

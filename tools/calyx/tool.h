@@ -36,13 +36,24 @@ int& ExitStatus();
 [[noreturn]] void Fail(const std::string& message);
 [[noreturn]] void UsageFail(const std::string& message);
 
-// Reads a JSON document (comments allowed). Throws ToolError naming the file and, for a
-// syntax error, its line and column.
+// Throws ToolError unless `path` can be read as a file through the library's guarded
+// open; the message names what it is instead (FIFO, directory, device, socket).
+void RequireReadableFile(const std::string& path);
+
+// Reads the whole file after RequireReadableFile; false when reading fails.
+bool ReadTextFile(const std::string& path, std::string& text);
+
+// Reads a JSON document (comments allowed) after RequireReadableFile. Throws ToolError
+// naming the file and, for a syntax error, its line and column.
 Json::Value LoadJsonOrFail(const std::string& path);
 
-// Points the library's fixed paths at `root` (CALYX_ROOT) when `root` is not empty. The
-// directory must exist.
+// Points the library's fixed paths at `root` (CALYX_ROOT, made absolute) when `root` is
+// not empty. The directory must exist.
 void ApplyRoot(const std::string& root);
+
+// Creates the directory of `file` and its parents when missing; throws ToolError with the
+// system's reason when that fails.
+void CreateParentDirectories(const std::string& file);
 
 // The process-wide profile list, loaded from `path` for the scope and released at its
 // end, also when an error ends the command. Throws ToolError (naming the line and
@@ -55,8 +66,13 @@ public:
     ScopedProfileList& operator=(const ScopedProfileList&) = delete;
 };
 
-// Writes `value` as indented JSON followed by a newline on standard output.
+// Writes `value` as indented JSON followed by a newline on standard output. The output
+// is always valid UTF-8: valid UTF-8 text is written as it is, and every byte that is not
+// part of a valid UTF-8 sequence (in values and member names) becomes U+FFFD.
 void PrintJson(const Json::Value& value);
+
+// `text` with every byte outside a valid UTF-8 sequence replaced by U+FFFD.
+std::string ValidUtf8(const std::string& text);
 
 // Text helpers for human-readable output.
 std::string Join(const std::vector<std::string>& parts, const std::string& separator);
@@ -82,6 +98,7 @@ void AddClientsCommand(CLI::App& app);
 void AddDeviceCommand(CLI::App& app);
 void AddMediaCommand(CLI::App& app);
 void AddTranslateCommand(CLI::App& app);
+void AddIndexCommand(CLI::App& app);  // built only with the media indexer
 
 }  // namespace calyx_tool
 

@@ -1,0 +1,150 @@
+#include "catalog.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+
+namespace calyx_dms {
+
+namespace {
+
+struct TableName {
+    Calyx::MEDIA_TABLE_TYPE table;
+    char letter;
+    const char* container;
+};
+
+const TableName kTables[] = {
+    {Calyx::MEDIA_TABLE_MUSIC, 'm', "music"},
+    {Calyx::MEDIA_TABLE_VIDEO, 'v', "video"},
+    {Calyx::MEDIA_TABLE_PHOTO, 'p', "photo"},
+    {Calyx::MEDIA_TABLE_DIRECTORY, 'd', "folders"},
+};
+
+// A positive decimal id with nothing after it.
+bool ParseId(const std::string& text, long long& id) {
+    if (text.empty() || text.size() > 18 ||
+        !std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }))
+        return false;
+    id = strtoll(text.c_str(), nullptr, 10);
+    return id > 0;
+}
+
+}  // namespace
+
+bool ParseObjectId(const std::string& text, ObjectId& out) {
+    if (text == "0") {
+        out = ObjectId{};
+        return true;
+    }
+    for (const TableName& t : kTables) {
+        if (text == t.container) {
+            out.kind =
+                t.table == Calyx::MEDIA_TABLE_DIRECTORY ? ObjectId::kFolders : ObjectId::kTable;
+            out.table = t.table;
+            return true;
+        }
+        if (!text.empty() && text[0] == t.letter && ParseId(text.substr(1), out.id)) {
+            out.kind =
+                t.table == Calyx::MEDIA_TABLE_DIRECTORY ? ObjectId::kDirectory : ObjectId::kItem;
+            out.table = t.table;
+            return true;
+        }
+    }
+    return false;
+}
+
+char TableLetter(Calyx::MEDIA_TABLE_TYPE table) {
+    for (const TableName& t : kTables)
+        if (t.table == table)
+            return t.letter;
+    return '?';
+}
+
+bool TableOfLetter(char letter, Calyx::MEDIA_TABLE_TYPE& table) {
+    for (const TableName& t : kTables) {
+        if (t.letter == letter && t.table != Calyx::MEDIA_TABLE_DIRECTORY) {
+            table = t.table;
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string ContainerIdOf(Calyx::MEDIA_TABLE_TYPE table) {
+    for (const TableName& t : kTables)
+        if (t.table == table)
+            return t.container;
+    return "0";
+}
+
+std::string FormatObjectId(const ObjectId& id) {
+    switch (id.kind) {
+        case ObjectId::kRoot:
+            return "0";
+        case ObjectId::kTable:
+        case ObjectId::kFolders:
+            return ContainerIdOf(id.table);
+        case ObjectId::kDirectory:
+        case ObjectId::kItem:
+            break;
+    }
+    return TableLetter(id.table) + std::to_string(id.id);
+}
+
+long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition) {
+    Calyx::MediaDB db(table, conn_);
+    db.AddCondition(condition);
+    if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
+        return -1;
+    return strtoll(db.FetchField("total").c_str(), nullptr, 10);
+}
+
+bool Catalog::Page(const std::vector<Listing>& listings, const std::string& orderBy,
+                   long long offset, long long limit, std::vector<Entry>& rows, long long& total) {
+    total = 0;
+    for (const Listing& listing : listings) {
+        long long count = Count(listing.table, listing.condition);
+        if (count < 0)
+            return false;
+        long long first = std::max(0LL, offset - total);
+        total += count;
+        long long wanted = limit - static_cast<long long>(rows.size());
+        if (first >= count || wanted <= 0)
+            continue;
+        Calyx::MediaDB db(listing.table, conn_);
+        db.AddCondition(listing.condition);
+        if (db.Select("*", orderBy, static_cast<int>(first), static_cast<int>(wanted), "") < 0)
+            return false;
+        while (db.NextRow()) {
+            rows.push_back(Entry{listing.table, {}});
+            if (!db.FetchMediaItem(rows.back().info))
+                rows.pop_back();
+        }
+    }
+    return true;
+}
+
+int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info) {
+    Calyx::MediaDB db(table, conn_);
+    db.AddCondition("id = " + std::to_string(id));
+    int rows = db.Select("*", "", 0, 1, "");
+    if (rows < 0)
+        return -1;
+    return rows > 0 && db.NextRow() && db.FetchMediaItem(info) ? 1 : 0;
+}
+
+long long Catalog::UpdateStamp() {
+    long long stamp = 0;
+    for (const TableName& t : kTables) {
+        Calyx::MediaDB db(t.table, conn_);
+        if (db.Select("COUNT(id) + COALESCE(MAX(id), 0) + COALESCE(MAX(mdate), 0) AS stamp", "", 0,
+                      0, "") < 1 ||
+            !db.NextRow())
+            return -1;
+        stamp += strtoll(db.FetchField("stamp").c_str(), nullptr, 10);
+    }
+    return stamp % 2147483647;
+}
+
+}  // namespace calyx_dms

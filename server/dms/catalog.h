@@ -1,0 +1,65 @@
+// What the index holds, in ContentDirectory terms: object ids and the pages of children
+// of each container. Reads the media index through MediaDB only, never writes it.
+#ifndef CALYX_DMS_CATALOG_H
+#define CALYX_DMS_CATALOG_H
+
+#include <string>
+#include <vector>
+
+#include "calyx/media_db.h"
+#include "calyx/types.h"
+
+namespace calyx_dms {
+
+// Object ids: "0" the root; "music", "video", "photo" every item of a table; "folders"
+// the top directories; "d<id>" a directory row; "m<id>", "v<id>", "p<id>" an item.
+struct ObjectId {
+    enum Kind { kRoot, kTable, kFolders, kDirectory, kItem } kind = kRoot;
+    Calyx::MEDIA_TABLE_TYPE table = Calyx::MEDIA_TABLE_MUSIC;
+    long long id = 0;
+};
+
+// False for text that is not one of the forms above.
+bool ParseObjectId(const std::string& text, ObjectId& out);
+std::string FormatObjectId(const ObjectId& id);
+// "music", "video", "photo" or "d<id>" / "folders" for a directory's parent.
+std::string ContainerIdOf(Calyx::MEDIA_TABLE_TYPE table);
+char TableLetter(Calyx::MEDIA_TABLE_TYPE table);
+bool TableOfLetter(char letter, Calyx::MEDIA_TABLE_TYPE& table);
+
+// One source of children: the rows of `table` that pass `condition` (SQL, may be "").
+struct Listing {
+    Calyx::MEDIA_TABLE_TYPE table;
+    std::string condition;
+};
+
+// A row of the index with the table it came from.
+struct Entry {
+    Calyx::MEDIA_TABLE_TYPE table;
+    ZEVO_MEDIA_INFO info;
+};
+
+class Catalog {
+public:
+    // `conn` (borrowed) is shared by every query; one thread at a time.
+    explicit Catalog(DBConnect* conn) : conn_(conn) {}
+
+    // Rows of the listings one after another, ordered by `orderBy` within each: the total
+    // count in `total` and the rows from `offset` on, at most `limit`. False when a query
+    // fails.
+    bool Page(const std::vector<Listing>& listings, const std::string& orderBy, long long offset,
+              long long limit, std::vector<Entry>& rows, long long& total);
+    // Number of rows of `table` that pass `condition`; -1 when the query fails.
+    long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
+    // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
+    int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
+    // A number that changes when the index changes (for UpdateID); -1 when queries fail.
+    long long UpdateStamp();
+
+private:
+    DBConnect* conn_;
+};
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_CATALOG_H

@@ -1,0 +1,89 @@
+#include "client_road.h"
+
+#include "calyx/core.h"
+#include "calyx/ext.h"
+#include "calyx/host.h"
+#include "library_clock.h"
+
+namespace calyx_dms {
+
+namespace {
+
+const char kVisitKey[] = "calyx-dms-visit";
+
+const char* SourceOf(RequestKind kind) {
+    switch (kind) {
+        case RequestKind::kControl:
+            return "HandleActionRequest";
+        case RequestKind::kMedia:
+            return "WebSerOpen";
+        case RequestKind::kOther:
+            break;
+    }
+    return "";
+}
+
+bool IsCredential(const std::string& name) {
+    return name == "authorization" || name == "proxy-authorization" || name == "cookie";
+}
+
+}  // namespace
+
+std::map<std::string, std::string> RequestHeaderKeys(SoupMessageHeaders* headers) {
+    std::map<std::string, std::string> keys;
+    SoupMessageHeadersIter iter;
+    soup_message_headers_iter_init(&iter, headers);
+    const char* name = nullptr;
+    const char* value = nullptr;
+    while (soup_message_headers_iter_next(&iter, &name, &value)) {
+        std::string key = Calyx::StringToLower(name);
+        if (IsCredential(key))
+            continue;
+        auto [slot, fresh] = keys.emplace(key, value);
+        if (!fresh)
+            slot->second += std::string(", ") + value;
+    }
+    return keys;
+}
+
+std::unique_ptr<ClientVisit> VisitClient(Calyx::DMSClientList& list, RequestKind kind,
+                                         const std::string& ip, SoupMessageHeaders* headers) {
+    auto visit = std::make_unique<ClientVisit>();
+    visit->ip = ip;
+    std::map<std::string, std::string> keys = RequestHeaderKeys(headers);
+    auto ua = keys.find("user-agent");
+    if (ua != keys.end())
+        visit->userAgent = ua->second;
+
+    LibraryTimer timer(visit->libraryNanos);
+    visit->mac = Calyx::GetMACAddressFromARPTable(ip);
+    bool known = false;
+    if (!visit->mac.empty()) {
+        if (kind != RequestKind::kOther)
+            list.UpdateKeys(SourceOf(kind), visit->mac, ip, keys);
+        Json::Value entry;
+        if (Calyx::ClientListEntry(list, visit->mac, entry)) {
+            known = true;
+            visit->allowed =
+                entry["isAccess"].isBool() ? entry["isAccess"].asBool() : !list.m_denyNewClients;
+            visit->profileName = list.FindKey(visit->mac, "profileName");
+        }
+    }
+    if (!known)
+        visit->allowed = !list.m_denyNewClients;
+    visit->checker = std::make_unique<Calyx::DMSClientChecker>(
+        visit->userAgent, visit->profileName.empty() ? "Default Profile" : visit->profileName,
+        false);
+    return visit;
+}
+
+ClientVisit* VisitOf(SoupServerMessage* msg) {
+    return static_cast<ClientVisit*>(g_object_get_data(G_OBJECT(msg), kVisitKey));
+}
+
+void AttachVisit(SoupServerMessage* msg, std::unique_ptr<ClientVisit> visit) {
+    g_object_set_data_full(G_OBJECT(msg), kVisitKey, visit.release(),
+                           [](gpointer data) { delete static_cast<ClientVisit*>(data); });
+}
+
+}  // namespace calyx_dms

@@ -1,0 +1,331 @@
+#include "content_directory.h"
+
+#include <stdlib.h>
+
+#include <chrono>
+#include <vector>
+
+#include "calyx/core.h"
+#include "client_road.h"
+#include "didl.h"
+#include "search_criteria.h"
+
+namespace calyx_dms {
+
+namespace {
+
+// Most objects one answer carries; a larger RequestedCount gets this many (NumberReturned
+// tells the client), so one request cannot make the server build a huge document.
+const long long kMaxPage = 2000;
+
+struct RootChild {
+    const char* id;
+    const char* textKey;
+    Calyx::MEDIA_TABLE_TYPE table;
+};
+
+const RootChild kRootChildren[] = {
+    {"music", "music", Calyx::MEDIA_TABLE_MUSIC},
+    {"video", "video", Calyx::MEDIA_TABLE_VIDEO},
+    {"photo", "photo", Calyx::MEDIA_TABLE_PHOTO},
+    {"folders", "folder", Calyx::MEDIA_TABLE_DIRECTORY},
+};
+
+// An action's text argument ("" when missing).
+std::string TextArgument(GUPnPServiceAction* action, const char* name) {
+    char* value = nullptr;
+    gupnp_service_action_get(action, name, G_TYPE_STRING, &value, nullptr);
+    std::string text = value ? value : "";
+    g_free(value);
+    return text;
+}
+
+// A ui4 argument: decimal digits only, at most 4294967295.
+bool Ui4Argument(GUPnPServiceAction* action, const char* name, long long& out) {
+    std::string text = TextArgument(action, name);
+    if (text.empty() || text.size() > 10 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    out = strtoll(text.c_str(), nullptr, 10);
+    return out <= 4294967295LL;
+}
+
+// The paging arguments Browse and Search share.
+struct PageRequest {
+    long long offset = 0;
+    long long limit = 0;
+    std::string orderBy;
+};
+
+// Reads StartingIndex, RequestedCount and SortCriteria. On a bad one the action is
+// answered with its error and the result is false.
+bool ReadPageArguments(GUPnPServiceAction* action, PageRequest& page) {
+    long long count = 0;
+    if (!Ui4Argument(action, "StartingIndex", page.offset) ||
+        !Ui4Argument(action, "RequestedCount", count)) {
+        gupnp_service_action_return_error(action, 402, "Invalid Args");
+        return false;
+    }
+    page.limit = count == 0 ? kMaxPage : std::min(count, kMaxPage);
+    if (!SortToSql(TextArgument(action, "SortCriteria"), page.orderBy)) {
+        gupnp_service_action_return_error(action, 709, "Unsupported or invalid sort criteria");
+        return false;
+    }
+    return true;
+}
+
+ClientVisit* ActionVisit(GUPnPServiceAction* action) {
+    return VisitOf(gupnp_service_action_get_message(action));
+}
+
+bool Hidden(const ClientVisit& visit, Calyx::MEDIA_TABLE_TYPE table) {
+    return visit.checker->m_isMusicOnly && table == Calyx::MEDIA_TABLE_VIDEO;
+}
+
+std::string DirectoryTitle(const ZEVO_MEDIA_INFO& info) {
+    return info.title[0] ? info.title : Calyx::FileGetPathBaseName(FilePathOf(info));
+}
+
+std::string DirectoryParent(const ZEVO_MEDIA_INFO& info) {
+    return info.parent_id > 0 ? "d" + std::to_string(info.parent_id) : "folders";
+}
+
+// The children of a directory (or of "folders": the top directories) as listings.
+std::vector<Listing> DirectoryListings(long long id, const ClientVisit& visit) {
+    const std::string parent = "parent_id = " + std::to_string(id);
+    std::vector<Listing> listings = {{Calyx::MEDIA_TABLE_DIRECTORY, parent}};
+    if (id == 0)
+        return listings;
+    for (Calyx::MEDIA_TABLE_TYPE table :
+         {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO})
+        if (!Hidden(visit, table))
+            listings.push_back({table, parent});
+    return listings;
+}
+
+void ReturnResult(GUPnPServiceAction* action, const std::string& didl, long long returned,
+                  long long total, guint updateId) {
+    gupnp_service_action_set(action, "Result", G_TYPE_STRING, didl.c_str(), "NumberReturned",
+                             G_TYPE_UINT, static_cast<guint>(returned), "TotalMatches", G_TYPE_UINT,
+                             static_cast<guint>(total), "UpdateID", G_TYPE_UINT, updateId, nullptr);
+    gupnp_service_action_return_success(action);
+}
+
+void WriteRows(DidlWriter& didl, const std::vector<Entry>& rows, const std::string& parentId) {
+    for (const Entry& row : rows) {
+        if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
+            didl.Container("d" + std::to_string(row.info.id), DirectoryParent(row.info),
+                           DirectoryTitle(row.info), -1, "object.container.storageFolder");
+        else
+            didl.Item(row, parentId.empty() ? ContainerIdOf(row.table) : parentId);
+    }
+}
+
+void LogTiming(const char* action, const ClientVisit& visit, long long returned,
+               std::chrono::steady_clock::time_point start) {
+    if (Calyx::DMSLOGGetLevel() <= 1)
+        return;
+    long long whole = std::chrono::duration_cast<std::chrono::microseconds>(
+                          std::chrono::steady_clock::now() - start)
+                          .count();
+    Calyx::DMSPrintf(Calyx::DMSLOG_DEBUG,
+                     "calyx-dms: %s of %lld objects for %s: library %lld us of %lld us\n", action,
+                     returned, visit.mac.c_str(), visit.libraryNanos / 1000, whole);
+}
+
+}  // namespace
+
+ContentDirectory::ContentDirectory(GUPnPService* service, Catalog& catalog,
+                                   const Calyx::DMSStringBundle& texts, std::string baseUrl,
+                                   std::string rootTitle)
+    : catalog_(catalog),
+      texts_(texts),
+      baseUrl_(std::move(baseUrl)),
+      rootTitle_(std::move(rootTitle)) {
+    g_signal_connect(service, "action-invoked::Browse",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer self) {
+                         static_cast<ContentDirectory*>(self)->Browse(a);
+                     }),
+                     this);
+    g_signal_connect(service, "action-invoked::Search",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer self) {
+                         static_cast<ContentDirectory*>(self)->Search(a);
+                     }),
+                     this);
+    g_signal_connect(service, "action-invoked::GetSystemUpdateID",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer self) {
+                         static_cast<ContentDirectory*>(self)->GetSystemUpdateID(a);
+                     }),
+                     this);
+    g_signal_connect(service, "action-invoked::GetSearchCapabilities",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer) {
+                         gupnp_service_action_set(a, "SearchCaps", G_TYPE_STRING,
+                                                  SearchCapabilities(), nullptr);
+                         gupnp_service_action_return_success(a);
+                     }),
+                     nullptr);
+    g_signal_connect(service, "action-invoked::GetSortCapabilities",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer) {
+                         gupnp_service_action_set(a, "SortCaps", G_TYPE_STRING, "dc:title,dc:date",
+                                                  nullptr);
+                         gupnp_service_action_return_success(a);
+                     }),
+                     nullptr);
+}
+
+void ContentDirectory::GetSystemUpdateID(GUPnPServiceAction* action) {
+    long long stamp = catalog_.UpdateStamp();
+    if (stamp < 0) {
+        gupnp_service_action_return_error(action, 501, "Action Failed");
+        return;
+    }
+    gupnp_service_action_set(action, "Id", G_TYPE_UINT, static_cast<guint>(stamp), nullptr);
+    gupnp_service_action_return_success(action);
+}
+
+void ContentDirectory::Browse(GUPnPServiceAction* action) {
+    auto start = std::chrono::steady_clock::now();
+    ClientVisit* visit = ActionVisit(action);
+    const std::string objectText = TextArgument(action, "ObjectID");
+    const std::string flag = TextArgument(action, "BrowseFlag");
+    if (!visit || (flag != "BrowseMetadata" && flag != "BrowseDirectChildren")) {
+        gupnp_service_action_return_error(action, 402, "Invalid Args");
+        return;
+    }
+    PageRequest page;
+    if (!ReadPageArguments(action, page))
+        return;
+    const long long offset = page.offset;
+    const long long limit = page.limit;
+    ObjectId object;
+    if (!ParseObjectId(objectText, object) || Hidden(*visit, object.table)) {
+        gupnp_service_action_return_error(action, 701, "No such object");
+        return;
+    }
+    long long stamp = catalog_.UpdateStamp();
+    DidlWriter didl(baseUrl_, *visit);
+    long long returned = 0;
+    long long total = 0;
+    bool ok = true;
+
+    if (object.kind == ObjectId::kRoot) {
+        std::vector<const RootChild*> children;
+        for (const RootChild& child : kRootChildren)
+            if (!Hidden(*visit, child.table))
+                children.push_back(&child);
+        if (flag == "BrowseMetadata") {
+            didl.Container("0", "-1", rootTitle_, static_cast<long long>(children.size()),
+                           "object.container");
+            returned = total = 1;
+        } else {
+            total = static_cast<long long>(children.size());
+            for (long long i = offset; i < total && returned < limit; ++i, ++returned) {
+                const RootChild* child = children[static_cast<size_t>(i)];
+                long long childCount = child->table == Calyx::MEDIA_TABLE_DIRECTORY
+                                           ? catalog_.Count(child->table, "parent_id = 0")
+                                           : catalog_.Count(child->table, "");
+                didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
+                               "object.container.storageFolder");
+            }
+        }
+    } else if (object.kind == ObjectId::kTable || object.kind == ObjectId::kFolders) {
+        const RootChild* child = nullptr;
+        for (const RootChild& c : kRootChildren)
+            if (c.table == object.table)
+                child = &c;
+        if (flag == "BrowseMetadata") {
+            long long childCount = object.kind == ObjectId::kFolders
+                                       ? catalog_.Count(object.table, "parent_id = 0")
+                                       : catalog_.Count(object.table, "");
+            ok = childCount >= 0;
+            didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
+                           "object.container.storageFolder");
+            returned = total = 1;
+        } else {
+            std::vector<Entry> rows;
+            std::vector<Listing> listings = object.kind == ObjectId::kFolders
+                                                ? DirectoryListings(0, *visit)
+                                                : std::vector<Listing>{{object.table, ""}};
+            ok = catalog_.Page(listings, page.orderBy, offset, limit, rows, total);
+            WriteRows(didl, rows, object.kind == ObjectId::kFolders ? "folders" : "");
+            returned = static_cast<long long>(rows.size());
+        }
+    } else {
+        ZEVO_MEDIA_INFO info{};
+        int found = catalog_.Find(object.table, object.id, info);
+        if (found == 0) {
+            gupnp_service_action_return_error(action, 701, "No such object");
+            return;
+        }
+        ok = found > 0;
+        if (ok && flag == "BrowseMetadata") {
+            WriteRows(didl, {Entry{object.table, info}}, "");
+            returned = total = 1;
+        } else if (ok && object.kind == ObjectId::kItem) {
+            gupnp_service_action_return_error(action, 710, "No such container");
+            return;
+        } else if (ok) {
+            std::vector<Entry> rows;
+            ok = catalog_.Page(DirectoryListings(object.id, *visit), page.orderBy, offset, limit,
+                               rows, total);
+            WriteRows(didl, rows, FormatObjectId(object));
+            returned = static_cast<long long>(rows.size());
+        }
+    }
+    if (!ok || stamp < 0) {
+        gupnp_service_action_return_error(action, 720, "Cannot process the request");
+        return;
+    }
+    ReturnResult(action, didl.Finish(), returned, total, static_cast<guint>(stamp));
+    LogTiming("Browse", *visit, returned, start);
+}
+
+void ContentDirectory::Search(GUPnPServiceAction* action) {
+    auto start = std::chrono::steady_clock::now();
+    ClientVisit* visit = ActionVisit(action);
+    const std::string containerText = TextArgument(action, "ContainerID");
+    const std::string criteria = TextArgument(action, "SearchCriteria");
+    PageRequest page;
+    if (!visit) {
+        gupnp_service_action_return_error(action, 402, "Invalid Args");
+        return;
+    }
+    if (!ReadPageArguments(action, page))
+        return;
+    ObjectId container;
+    if (!ParseObjectId(containerText, container) || container.kind == ObjectId::kItem ||
+        Hidden(*visit, container.table)) {
+        gupnp_service_action_return_error(action, 710, "No such container");
+        return;
+    }
+    std::vector<Listing> listings;
+    for (Calyx::MEDIA_TABLE_TYPE table :
+         {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO}) {
+        if (Hidden(*visit, table) ||
+            (container.kind == ObjectId::kTable && container.table != table))
+            continue;
+        std::string condition;
+        if (!CriteriaToSql(criteria, table, condition)) {
+            gupnp_service_action_return_error(action, 708,
+                                              "Unsupported or invalid search criteria");
+            return;
+        }
+        if (container.kind == ObjectId::kDirectory)
+            condition += " AND parent_id = " + std::to_string(container.id);
+        listings.push_back({table, condition});
+    }
+    long long stamp = catalog_.UpdateStamp();
+    std::vector<Entry> rows;
+    long long total = 0;
+    if (stamp < 0 || !catalog_.Page(listings, page.orderBy, page.offset, page.limit, rows, total)) {
+        gupnp_service_action_return_error(action, 720, "Cannot process the request");
+        return;
+    }
+    DidlWriter didl(baseUrl_, *visit);
+    WriteRows(didl, rows, "");
+    ReturnResult(action, didl.Finish(), static_cast<long long>(rows.size()), total,
+                 static_cast<guint>(stamp));
+    LogTiming("Search", *visit, static_cast<long long>(rows.size()), start);
+}
+
+}  // namespace calyx_dms

@@ -1,0 +1,41 @@
+// The library's state for the whole run of the server, set up in the order the library
+// expects: log, profile list, client list, texts.
+#ifndef CALYX_DMS_LIBRARY_SESSION_H
+#define CALYX_DMS_LIBRARY_SESSION_H
+
+#include <string>
+
+#include "calyx/client_list.h"
+#include "calyx/i18n.h"
+#include "options.h"
+
+namespace calyx_dms {
+
+// The client list file: the library's fixed path under the root prefix.
+std::string ClientListPath();
+
+class LibrarySession {
+public:
+    explicit LibrarySession(const Options& options);
+    ~LibrarySession();
+    LibrarySession(const LibrarySession&) = delete;
+    LibrarySession& operator=(const LibrarySession&) = delete;
+
+    // False (with `error` set) when start-up failed; the server must not run then.
+    bool Start(std::string& error);
+
+    Calyx::DMSClientList& clients() { return clients_; }
+    const Calyx::DMSStringBundle& texts() const { return texts_; }
+    const Options& options() const { return options_; }
+
+private:
+    const Options& options_;
+    Calyx::DMSClientList clients_;
+    Calyx::DMSStringBundle texts_;
+    bool logOpen_ = false;
+    bool profilesLoaded_ = false;
+};
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_LIBRARY_SESSION_H

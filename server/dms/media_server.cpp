@@ -1,0 +1,177 @@
+#include "media_server.h"
+
+#include <glib-unix.h>
+#include <glib/gstdio.h>
+#include <libgupnp/gupnp.h>
+#include <signal.h>
+
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "access_gate.h"
+#include "calyx/core.h"
+#include "calyx/host.h"
+#include "calyx/platform.h"
+#include "catalog.h"
+#include "client_list_keeper.h"
+#include "connection_manager.h"
+#include "content_directory.h"
+#include "description.h"
+#include "library_session.h"
+#include "media_http.h"
+#include "renderer_watch.h"
+#include "server_paths.h"
+
+namespace calyx_dms {
+
+namespace {
+
+// Long enough for the stack to send every queued bye-bye announcement.
+const guint kByeByeMilliseconds = 800;
+
+// A temporary directory removed with everything in it.
+class ScratchDirectory {
+public:
+    ScratchDirectory() {
+        char* dir = g_dir_make_tmp("calyx-dms-XXXXXX", nullptr);
+        path_ = dir ? dir : "";
+        g_free(dir);
+    }
+    ~ScratchDirectory() {
+        if (path_.empty())
+            return;
+        for (const char* name :
+             {"description.xml", "ContentDirectory.xml", "ConnectionManager.xml"})
+            g_remove((path_ + "/" + name).c_str());
+        g_rmdir(path_.c_str());
+    }
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+template <typename T>
+struct GObjectDeleter {
+    void operator()(T* object) const { g_object_unref(object); }
+};
+template <typename T>
+using GObjectPtr = std::unique_ptr<T, GObjectDeleter<T>>;
+
+int Fail(const std::string& message) {
+    std::cerr << "calyx-dms: " << message << "\n";
+    if (Calyx::DMSLOGGetLevel() >= 0)
+        Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "Error: calyx-dms - %s\n", message.c_str());
+    return 1;
+}
+
+struct DatabaseConnection {
+    DBConnect* conn = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
+    ~DatabaseConnection() {
+        if (conn)
+            ZEVODBClose(conn);
+    }
+};
+
+}  // namespace
+
+int RunMediaServer(const Options& options) {
+    LibrarySession session(options);
+    std::string error;
+    if (!session.Start(error))
+        return Fail(error);
+
+    DatabaseConnection database;
+    if (!database.conn)
+        return Fail("cannot connect to the media index database \"calyx\" as \"admin\"");
+    Catalog catalog(database.conn);
+
+    GError* gerror = nullptr;
+    GObjectPtr<GUPnPContext> context(gupnp_context_new_full(
+        options.interface.empty() ? nullptr : options.interface.c_str(), nullptr,
+        static_cast<guint16>(options.port), GSSDP_UDA_VERSION_1_0, &gerror));
+    if (!context) {
+        std::string reason = gerror ? gerror->message : "unknown error";
+        g_clear_error(&gerror);
+        return Fail("cannot start UPnP on " +
+                    (options.interface.empty() ? std::string("any interface") : options.interface) +
+                    ": " + reason);
+    }
+
+    DeviceIdentity identity;
+    identity.friendlyName =
+        options.friendlyName.empty() ? session.texts().Translate("title") : options.friendlyName;
+    identity.modelName = Calyx::DMSGetProductModel();
+    identity.serialNumber = Calyx::DMSGetProductSerial();
+    identity.udn = Calyx::DMSGetProductUDN();
+    ScratchDirectory scratch;
+    if (scratch.path().empty() || !WriteDescriptions(scratch.path(), identity, error))
+        return Fail(scratch.path().empty() ? "cannot create a temporary directory" : error);
+
+    // Identify every request and turn denied clients away before any handler runs.
+    AccessGate gate(gupnp_context_get_server(context.get()), session.clients());
+
+    GObjectPtr<GUPnPRootDevice> device(gupnp_root_device_new(context.get(), kDescriptionPath + 1,
+                                                             scratch.path().c_str(), &gerror));
+    if (!device) {
+        std::string reason = gerror ? gerror->message : "unknown error";
+        g_clear_error(&gerror);
+        return Fail("cannot create the UPnP device: " + reason);
+    }
+    GObjectPtr<GUPnPServiceInfo> cds(gupnp_device_info_get_service(
+        GUPNP_DEVICE_INFO(device.get()), "urn:schemas-upnp-org:service:ContentDirectory:1"));
+    GObjectPtr<GUPnPServiceInfo> cm(gupnp_device_info_get_service(
+        GUPNP_DEVICE_INFO(device.get()), "urn:schemas-upnp-org:service:ConnectionManager:1"));
+    const std::string baseUrl = std::string("http://") +
+                                gssdp_client_get_host_ip(GSSDP_CLIENT(context.get())) + ":" +
+                                std::to_string(gupnp_context_get_port(context.get()));
+    ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, session.texts(), baseUrl,
+                                      identity.friendlyName);
+    ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
+    ServeMedia(context.get(), catalog);
+
+    std::optional<RendererWatch> renderers;
+    if (options.discoverRenderers)
+        renderers.emplace(context.get(), session.clients());
+    ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
+
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    auto stop = [](gpointer l) -> gboolean {
+        g_main_loop_quit(static_cast<GMainLoop*>(l));
+        return G_SOURCE_CONTINUE;
+    };
+    auto quit = [](gpointer l) -> gboolean {
+        g_main_loop_quit(static_cast<GMainLoop*>(l));
+        return G_SOURCE_REMOVE;
+    };
+    // The signal sources stay until shutdown, so a second signal is harmless.
+    guint term = g_unix_signal_add(SIGTERM, stop, loop);
+    guint interrupt = g_unix_signal_add(SIGINT, stop, loop);
+    signal(SIGPIPE, SIG_IGN);
+
+    gupnp_root_device_set_available(device.get(), TRUE);
+    const std::string location = gupnp_device_info_get_location(GUPNP_DEVICE_INFO(device.get()));
+    if (Calyx::DMSLOGGetLevel() >= 1)
+        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: serving \"%s\" at %s\n",
+                         identity.friendlyName.c_str(), location.c_str());
+    std::cout << "calyx-dms: serving \"" << identity.friendlyName << "\" at " << location
+              << std::endl;
+    g_main_loop_run(loop);
+
+    // Shut down: bye-bye announcements, the last save, then the library. The stack
+    // spaces its SSDP messages with timers, so the loop runs a moment longer to send them.
+    g_source_remove(term);
+    g_source_remove(interrupt);
+    gupnp_root_device_set_available(device.get(), FALSE);
+    g_timeout_add(kByeByeMilliseconds, quit, loop);
+    g_main_loop_run(loop);
+    g_main_loop_unref(loop);
+    keeper.Check();
+    if (Calyx::DMSLOGGetLevel() >= 1)
+        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: stopped\n");
+    std::cout << "calyx-dms: stopped" << std::endl;
+    return 0;
+}
+
+}  // namespace calyx_dms

@@ -1,0 +1,40 @@
+// Flags and configuration file. CLI11 reads both: every flag may stand in the file as
+// "name = value" (without the dashes), and a flag on the command line wins.
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+
+namespace calyx_dms {
+
+bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
+    CLI::App app{
+        "calyx-dms: a DLNA/UPnP media server that browses and streams the media index.\n"
+        "Fixed paths (ARP table, texts, settings) are read under $CALYX_ROOT when set."};
+    app.set_config("--config", "", "Configuration file of \"name = value\" lines");
+    app.add_option("--interface,-i", o.interface, "Network interface to serve on");
+    app.add_option("--port", o.port, "HTTP port (0: any free port)")->check(CLI::Range(0u, 65535u));
+    app.add_option("--friendly-name", o.friendlyName,
+                   "Name shown to clients (default: the translated \"Media Server\")");
+    app.add_option("--language", o.language, "Language of the texts (e.g. enu, ger)");
+    app.add_option("--profiles", o.profiles, "Profile list file")->required();
+    app.add_option("--log", o.log, "Log file (rotated by the library)");
+    app.add_option("--log-level", o.logLevel, "0 errors, 1 info, 2 debug")->check(CLI::Range(0, 2));
+    app.add_flag("--deny-new-clients", o.denyNewClients,
+                 "Clients seen for the first time get no access until allowed");
+    app.add_flag("!--no-discovery", o.discoverRenderers,
+                 "Do not look for media renderers on the network");
+    app.add_option("--save-interval", o.saveInterval,
+                   "Seconds between checks whether the client list must be saved")
+        ->check(CLI::Range(1u, 3600u));
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        exitCode = app.exit(e);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace calyx_dms

@@ -1,0 +1,28 @@
+// Settings of calyx-dms: a configuration file of "key = value" lines, overridden by flags.
+#ifndef CALYX_DMS_OPTIONS_H
+#define CALYX_DMS_OPTIONS_H
+
+#include <string>
+
+namespace calyx_dms {
+
+struct Options {
+    std::string interface;     // network interface to serve on ("" = the first usable one)
+    unsigned port = 0;         // HTTP port (0 = any free port)
+    std::string friendlyName;  // "" = the translated "Media Server" text
+    std::string language = "enu";
+    std::string profiles;  // profile list file
+    std::string log;       // "" = /var/packages/Calyx/var/calyx-dms.log under the root
+    int logLevel = 1;
+    bool denyNewClients = false;
+    bool discoverRenderers = true;
+    unsigned saveInterval = 2;  // seconds between checks of the client list
+};
+
+// Reads the flags (and the file named by --config). Prints help or an error and returns
+// false when the program should stop; `exitCode` then says with which status.
+bool ParseOptions(int argc, char** argv, Options& options, int& exitCode);
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_OPTIONS_H

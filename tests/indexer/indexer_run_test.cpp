@@ -1,0 +1,75 @@
+// A run as a whole: what stops it, what it reports while it works, and the run lock.
+#include <gtest/gtest.h>
+
+#include "indexer_test_support.h"
+
+namespace calyx_test {
+namespace {
+
+using Runs = IndexerTest;
+
+TEST_F(Runs, ProgressCountsUpToTheTotalAndEndsOnce) {
+    TempDir tree;
+    CopyInto({MediaFile("music"), MediaFile("photo")}, tree.path());
+    std::vector<calyx_indexer::IndexProgress> reports;
+    options_.progress = [&reports](const calyx_indexer::IndexProgress& p) { reports.push_back(p); };
+    calyx_indexer::IndexSummary summary = Index({tree.path()});
+    ASSERT_FALSE(reports.empty());
+    const calyx_indexer::IndexProgress& last = reports.back();
+    EXPECT_TRUE(last.finished);
+    EXPECT_EQ(last.filesTotal, 5u);
+    EXPECT_EQ(last.filesDone, 5u);
+    EXPECT_GT(last.filesPerSecond, 0);
+    EXPECT_EQ(last.currentFolder.rfind(RealPath(tree.path()), 0), 0u) << last.currentFolder;
+    size_t finished = 0;
+    for (size_t i = 0; i < reports.size(); ++i) {
+        finished += reports[i].finished;
+        if (i > 0) {
+            EXPECT_GE(reports[i].filesDone, reports[i - 1].filesDone);
+        }
+    }
+    EXPECT_EQ(finished, 1u);
+    EXPECT_EQ(summary.added, 5u);
+}
+
+TEST_F(Runs, AFolderThatCannotBeReadIsAnErrorAndChangesNothing) {
+    TempDir tree;
+    options_.folders = {tree.file("missing")};
+    calyx_indexer::IndexSummary summary = calyx_indexer::RunIndex(options_);
+    EXPECT_EQ(summary.error, "no folder to index could be read");
+    ASSERT_EQ(summary.failures.size(), 1u);
+    EXPECT_EQ(summary.failures[0].path, tree.file("missing"));
+    EXPECT_NE(summary.failures[0].reason.find("No such file"), std::string::npos);
+    options_.folders = {};
+    EXPECT_EQ(calyx_indexer::RunIndex(options_).error, "no folder to index");
+}
+
+TEST_F(Runs, UnreachableDatabaseIsAnError) {
+    TempDir nowhere;
+    options_.folders = {MediaDir()};
+    options_.conninfo = "host=" + nowhere.path() + " port=1 dbname=calyx user=admin";
+    calyx_indexer::IndexSummary summary = calyx_indexer::RunIndex(options_);
+    EXPECT_EQ(summary.error.rfind("cannot connect to the media index: ", 0), 0u) << summary.error;
+    EXPECT_EQ(summary.added, 0u);
+}
+
+TEST_F(Runs, OnlyOneRunAtATimePerIndex) {
+    // What a concurrent run holds while it works.
+    Exec("SELECT pg_advisory_lock(hashtext('calyx index ' || current_schema()))");
+    options_.folders = {MediaFile("music")};
+    calyx_indexer::IndexSummary summary = calyx_indexer::RunIndex(options_);
+    EXPECT_NE(summary.error.find("another index run"), std::string::npos) << summary.error;
+    EXPECT_EQ(Count("music"), 0);
+    Exec("SELECT pg_advisory_unlock(hashtext('calyx index ' || current_schema()))");
+    EXPECT_EQ(Index({MediaFile("music")}).added, 3u);
+}
+
+TEST_F(Runs, SchemaIsAppliedToAnEmptyDatabaseSchema) {
+    Exec("DROP TABLE video, music, photo, playlist, directory, media_index_version");
+    EXPECT_EQ(Index({MediaFile("photo")}).added, 2u);
+    EXPECT_EQ(Count("photo"), 2);
+    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "1");
+}
+
+}  // namespace
+}  // namespace calyx_test

@@ -1,0 +1,388 @@
+"""A throw-away network for calyx-dms tests: namespaces joined by veth pairs, a media
+index in a PostgreSQL schema of its own, sample media made with ffmpeg, and the server.
+
+Everything is created under names unique to the process and removed again by close()
+(also on failure: use the Lab as a context manager). SSDP multicast and every other
+packet stay inside the lab's namespaces: the server's namespace holds a bridge, each
+client namespace one end of a veth pair whose other end is a bridge port.
+"""
+
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import urllib.request
+
+SUBNET = "10.77.0"
+SERVER_IP = SUBNET + ".1"
+PORT = 8200
+
+
+def fail(message):
+    print("FAIL: " + message, file=sys.stderr)
+    sys.exit(1)
+
+
+def skip_or_fail(message):
+    """A test that cannot run: a failure in the privileged pass, a skip (77) otherwise."""
+    if os.environ.get("CALYX_PRIVILEGED_PASS") == "1":
+        fail(message + " (the privileged pass needs it)")
+    print("SKIP: " + message)
+    sys.exit(77)
+
+
+def run(*args, check=True, **kw):
+    result = subprocess.run(list(args), capture_output=True, text=True, timeout=60, **kw)
+    if check and result.returncode != 0:
+        raise RuntimeError("%s failed (%d): %s" % (" ".join(args), result.returncode,
+                                                     result.stderr.strip()))
+    return result
+
+
+def wait_for(what, predicate, timeout):
+    """Polls `predicate` every 0.1 s until it returns something true, at most `timeout` s."""
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        value = predicate()
+        if value:
+            return value
+        time.sleep(0.1)
+    fail("timed out after %.1f s waiting for %s" % (timeout, what))
+
+
+class Client:
+    def __init__(self, lab, ns, ip, mac):
+        self.lab, self.ns, self.ip, self.mac = lab, ns, ip, mac
+
+    def run(self, *args, check=True, timeout=60):
+        return run("ip", "netns", "exec", self.ns, *args, check=check)
+
+    def curl(self, *args):
+        """curl in this namespace; returns (status, headers text, body bytes)."""
+        out = tempfile.mktemp(dir=self.lab.tmp)
+        hdr = tempfile.mktemp(dir=self.lab.tmp)
+        result = subprocess.run(
+            ["ip", "netns", "exec", self.ns, "curl", "-s", "--max-time", "10", "-o", out,
+             "-D", hdr, "-w", "%{http_code}", *args], capture_output=True, timeout=30)
+        status = int(result.stdout.decode() or "0")
+        body = open(out, "rb").read() if os.path.exists(out) else b""
+        headers = open(hdr, encoding="latin-1").read() if os.path.exists(hdr) else ""
+        for f in (out, hdr):
+            if os.path.exists(f):
+                os.unlink(f)
+        return status, headers, body
+
+
+class Lab:
+    def __init__(self, name):
+        if os.geteuid() != 0:
+            skip_or_fail("network namespaces need root")
+        for tool in ("ip", "curl", "ffmpeg", "ffprobe", "psql"):
+            if not shutil.which(tool):
+                skip_or_fail(tool + " is not installed")
+        if not os.environ.get("PGHOST"):
+            fail("PGHOST is not set: the test command starts the PostgreSQL server")
+        self.source = os.environ["CALYX_SOURCE_DIR"]
+        self.server_binary = os.environ["CALYX_DMS"]
+        self.tool = os.environ["CALYX_TOOL"]
+        self.tag = "%s%d" % (name[:4], os.getpid() % 100000)
+        self.tmp = tempfile.mkdtemp(prefix="calyx-dms-%s-" % name)
+        os.chmod(self.tmp, 0o755)
+        self.namespaces = []
+        self.clients = []
+        self.processes = []
+        self.schema = "dms_" + self.tag.lower()
+        self.schema_made = False
+        self.server = None
+        self.root = os.path.join(self.tmp, "root")
+        self.server_ns = self._namespace("s")
+        # A fixed address: a bridge would otherwise take the lowest of its ports' addresses,
+        # and a client added later could change it under the others' ARP caches.
+        self.ns_run(self.server_ns, "ip", "link", "add", "br0", "address", "02:77:00:00:00:01",
+                    "type", "bridge", "mcast_snooping", "0")
+        self.ns_run(self.server_ns, "ip", "addr", "add", SERVER_IP + "/24", "dev", "br0")
+        self.ns_run(self.server_ns, "ip", "link", "set", "br0", "up")
+        self.ns_run(self.server_ns, "ip", "route", "add", "224.0.0.0/4", "dev", "br0")
+        self._make_root()
+
+    # --- network ---------------------------------------------------------------------
+    def ns_run(self, ns, *args, check=True):
+        return run("ip", "netns", "exec", ns, *args, check=check)
+
+    def _namespace(self, suffix):
+        ns = "calyx-%s-%s" % (self.tag, suffix)
+        run("ip", "netns", "add", ns)
+        self.namespaces.append(ns)
+        self.ns_run(ns, "ip", "link", "set", "lo", "up")
+        return ns
+
+    def add_client(self, mac):
+        """A namespace with one interface of hardware address `mac` on the lab's bridge."""
+        index = len(self.clients)
+        ns = self._namespace("c%d" % index)
+        port = "p%d" % index
+        ip = "%s.%d" % (SUBNET, 10 + index)
+        self.ns_run(self.server_ns, "ip", "link", "add", port, "type", "veth", "peer",
+                    "name", "eth0", "netns", ns)
+        self.ns_run(self.server_ns, "ip", "link", "set", port, "master", "br0", "up")
+        self.ns_run(ns, "ip", "link", "set", "eth0", "address", mac)
+        self.ns_run(ns, "ip", "addr", "add", ip + "/24", "dev", "eth0")
+        self.ns_run(ns, "ip", "link", "set", "eth0", "up")
+        self.ns_run(ns, "ip", "route", "add", "224.0.0.0/4", "dev", "eth0")
+        client = Client(self, ns, ip, mac)
+        self.clients.append(client)
+        return client
+
+    # --- the server's root tree ----------------------------------------------------------
+    def _make_root(self):
+        os.makedirs(os.path.join(self.root, "proc/net"))
+        # The namespace's own kernel ARP table, not a copy.
+        os.symlink("/proc/net/arp", os.path.join(self.root, "proc/net/arp"))
+        os.makedirs(os.path.join(self.root, "sys/class"))
+        os.symlink("/sys/class/net", os.path.join(self.root, "sys/class/net"))
+        texts = os.path.join(self.root, "var/packages/Calyx/target/app/texts")
+        os.makedirs(texts)
+        for language in ("enu", "ger"):
+            os.symlink(os.path.join(self.source, "data/texts", language),
+                       os.path.join(texts, language))
+        os.makedirs(os.path.join(self.root, "var/packages/Calyx/etc"))
+        os.makedirs(os.path.join(self.root, "etc.defaults"))
+        with open(os.path.join(self.root, "etc.defaults/zevoinfo.conf"), "w") as f:
+            f.write("upnpmodelname=LabBox\ncustom_serial=LAB0001\n")
+
+    def client_list_path(self):
+        return os.path.join(self.root, "var/packages/Calyx/etc/client_list.json")
+
+    def client_list(self):
+        try:
+            with open(self.client_list_path()) as f:
+                return json.load(f)
+        except (OSError, ValueError):
+            return None
+
+    def client_entry(self, mac):
+        document = self.client_list() or {}
+        for entry in document.get("ClientList") or []:
+            if entry.get("macAddr") == mac:
+                return entry
+        return None
+
+    # --- the media index ---------------------------------------------------------------
+    def psql(self, sql):
+        env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.schema)
+        return run("psql", "-X", "-q", "-tA", "-v", "ON_ERROR_STOP=1", "-U", "admin", "-d",
+                   "calyx", "-c", sql, env=env).stdout
+
+    def make_index(self):
+        run("psql", "-X", "-q", "-v", "ON_ERROR_STOP=1", "-U", "admin", "-d", "calyx", "-c",
+            "CREATE SCHEMA %s" % self.schema)
+        self.schema_made = True
+        env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.schema)
+        run("psql", "-X", "-q", "-v", "ON_ERROR_STOP=1", "-U", "admin", "-d", "calyx", "-f",
+            os.path.join(self.source, "sql/media_index.sql"), env=env)
+
+    def insert(self, table, **columns):
+        """Inserts one row and returns its id."""
+        names = ", ".join(columns)
+        values = ", ".join(sql_literal(v) for v in columns.values())
+        out = self.psql("INSERT INTO %s (%s) VALUES (%s) RETURNING id" % (table, names, values))
+        return int(out.split()[0])
+
+    def make_media(self):
+        """A short H.264/AAC MP4, an MP3, a JPEG photo and thumbnails; returns their paths."""
+        media = os.path.join(self.tmp, "media")
+        os.makedirs(media)
+        files = {
+            "clip": os.path.join(media, "Clip ♪ one.mp4"),
+            "song": os.path.join(media, "song.mp3"),
+            "photo": os.path.join(media, "photo.jpg"),
+            "thumb": os.path.join(media, "clip-thumb.jpg"),
+        }
+        ff = ["ffmpeg", "-nostdin", "-loglevel", "error", "-y"]
+        run(*ff, "-f", "lavfi", "-i", "testsrc=size=320x240:rate=25", "-f", "lavfi", "-i",
+            "sine=frequency=440", "-t", "2", "-c:v", "libx264", "-preset", "ultrafast",
+            "-pix_fmt", "yuv420p", "-c:a", "aac", "-shortest", files["clip"])
+        run(*ff, "-f", "lavfi", "-i", "sine=frequency=440", "-t", "2", "-c:a", "libmp3lame",
+            files["song"])
+        run(*ff, "-f", "lavfi", "-i", "testsrc=size=640x480", "-frames:v", "1", files["photo"])
+        run(*ff, "-f", "lavfi", "-i", "testsrc=size=160x120", "-frames:v", "1", files["thumb"])
+        return files
+
+    def index_media(self, files):
+        """Rows for the files of make_media, as the indexer records them; returns ids."""
+        folder = self.insert("directory", path=encode_path(os.path.dirname(files["clip"])),
+                             title="media")
+        clip = self.insert(
+            "video", parent_id=folder, path=encode_path(files["clip"]), title="Clip ♪ one",
+            mime_type="video/mp4", filesize=os.path.getsize(files["clip"]), duration=2,
+            container_type="mov", video_codec="h264", audio_codec="aac", resolutionx=320,
+            resolutiony=240, frame_rate_num=25, frame_rate_den=1, channel=1,
+            date="2024-05-06 07:08:09", thumbnail=files["thumb"])
+        song = self.insert("music", parent_id=folder, path=encode_path(files["song"]),
+                           title="Song", artist="Lab", mime_type="audio/mpeg",
+                           filesize=os.path.getsize(files["song"]), duration=2)
+        photo = self.insert("photo", parent_id=folder, path=encode_path(files["photo"]),
+                            title="Photo", mime_type="image/jpeg",
+                            filesize=os.path.getsize(files["photo"]), resolutionx=640,
+                            resolutiony=480, thumbnail=files["thumb"])
+        return {"folder": folder, "clip": clip, "song": song, "photo": photo}
+
+    # --- the server --------------------------------------------------------------------
+    def start_server(self, *extra):
+        log = os.path.join(self.tmp, "server.out")
+        env = dict(os.environ, CALYX_ROOT=self.root,
+                   PGOPTIONS="-c search_path=%s" % self.schema)
+        args = ["ip", "netns", "exec", self.server_ns, self.server_binary, "--interface",
+                "br0", "--port", str(PORT), "--profiles",
+                os.path.join(self.source, "data/profiles.json"), "--log",
+                os.path.join(self.tmp, "calyx-dms.log"), "--log-level", "2", *extra]
+        self.server_out = open(log, "w")
+        self.server = subprocess.Popen(args, stdout=self.server_out, stderr=subprocess.STDOUT,
+                                       env=env)
+        self.processes.append(self.server)
+        wait_for("the server to serve", lambda: self._serving(), 15)
+
+    def _serving(self):
+        if self.server.poll() is not None:
+            fail("the server exited with %d:\n%s" % (self.server.returncode, self.server_output()))
+        return "serving" in self.server_output()
+
+    def server_output(self):
+        with open(os.path.join(self.tmp, "server.out"), errors="replace") as f:
+            return f.read()
+
+    def server_log(self):
+        try:
+            with open(os.path.join(self.tmp, "calyx-dms.log"), errors="replace") as f:
+                return f.read()
+        except OSError:
+            return ""
+
+    def stop_server(self):
+        """SIGTERM, then waits (at most 10 s) for a clean exit; returns the exit status."""
+        if not self.server or self.server.poll() is not None:
+            return self.server.returncode if self.server else None
+        self.server.send_signal(signal.SIGTERM)
+        try:
+            return self.server.wait(timeout=10)
+        except subprocess.TimeoutExpired:
+            self.server.kill()
+            self.server.wait()
+            fail("the server did not stop within 10 s of SIGTERM")
+
+    def spawn(self, ns, *args, **kw):
+        """A background process in namespace `ns`, stopped by close()."""
+        process = subprocess.Popen(["ip", "netns", "exec", ns, *args], **kw)
+        self.processes.append(process)
+        return process
+
+    def url(self, path):
+        return "http://%s:%d%s" % (SERVER_IP, PORT, path)
+
+    # --- clean-up ----------------------------------------------------------------------
+    def close(self):
+        for process in reversed(self.processes):
+            if process.poll() is None:
+                process.terminate()
+                try:
+                    process.wait(timeout=10)
+                except subprocess.TimeoutExpired:
+                    process.kill()
+                    process.wait()
+        for ns in reversed(self.namespaces):
+            run("ip", "netns", "delete", ns, check=False)
+        if self.schema_made:
+            run("psql", "-X", "-q", "-U", "admin", "-d", "calyx", "-c",
+                "DROP SCHEMA IF EXISTS %s CASCADE" % self.schema, check=False)
+        shutil.rmtree(self.tmp, ignore_errors=True)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, kind, value, traceback):
+        if kind is not None and self.server is not None:
+            print("--- server output ---\n" + self.server_output(), file=sys.stderr)
+            print("--- server log (tail) ---\n" + self.server_log()[-4000:], file=sys.stderr)
+        self.close()
+        return False
+
+
+def sql_literal(value):
+    if isinstance(value, int):
+        return str(value)
+    return "'" + str(value).replace("'", "''") + "'"
+
+
+def encode_path(path):
+    """A path as the indexer stores it: bytes outside printable ASCII and "%" as %XX."""
+    out = []
+    for byte in path.encode():
+        if byte < 0x21 or byte > 0x7e or byte == 0x25:
+            out.append("%%%02X" % byte)
+        else:
+            out.append(chr(byte))
+    return "".join(out)
+
+
+def soap_browse(object_id, flag="BrowseDirectChildren", start=0, count=0, sort=""):
+    return ('<?xml version="1.0" encoding="utf-8"?>'
+            '<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
+            's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
+            '<u:Browse xmlns:u="urn:schemas-upnp-org:service:ContentDirectory:1">'
+            '<ObjectID>%s</ObjectID><BrowseFlag>%s</BrowseFlag><Filter>*</Filter>'
+            '<StartingIndex>%s</StartingIndex><RequestedCount>%s</RequestedCount>'
+            '<SortCriteria>%s</SortCriteria></u:Browse></s:Body></s:Envelope>'
+            % (object_id, flag, start, count, sort))
+
+
+SERVICES = {"ContentDirectory": "urn:schemas-upnp-org:service:ContentDirectory:1",
+            "ConnectionManager": "urn:schemas-upnp-org:service:ConnectionManager:1"}
+
+
+def soap_envelope(service, action, arguments):
+    body = "".join("<%s>%s</%s>" % (name, xml_escape(value), name) for name, value in arguments)
+    return ('<?xml version="1.0" encoding="utf-8"?>'
+            '<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
+            's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
+            '<u:%s xmlns:u="%s">%s</u:%s></s:Body></s:Envelope>'
+            % (action, SERVICES[service], body, action))
+
+
+def xml_escape(text):
+    return (str(text).replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
+            .replace('"', "&quot;"))
+
+
+def soap_action(client, lab, service, action, arguments, headers=(), body=None,
+                own_headers=True):
+    """POSTs a SOAP action with curl from `client`; returns (status, {out argument: text}).
+    `headers` are extra "Name: value" texts (with own_headers False, the only SOAPAction
+    and Content-Type sent besides curl's own); `body` replaces the envelope."""
+    import xml.etree.ElementTree as ET
+    args = ["-X", "POST", "-H", "User-Agent:", "-H", "Accept:"]
+    if own_headers:
+        args += ["-H", 'SOAPAction: "%s#%s"' % (SERVICES[service], action),
+                 "-H", 'Content-Type: text/xml; charset="utf-8"']
+    for header in headers:
+        args += ["-H", header]
+    payload = body if body is not None else soap_envelope(service, action, arguments)
+    with tempfile.NamedTemporaryFile(dir=lab.tmp, delete=False) as f:
+        f.write(payload.encode("utf-8", "surrogateescape"))
+    args += ["--data-binary", "@" + f.name, lab.url("/%s/control" % service)]
+    try:
+        status, _headers, data = client.curl(*args)
+    finally:
+        os.unlink(f.name)
+    result = {}
+    try:
+        root = ET.fromstring(data)
+        for element in root.iter():
+            if len(element) == 0 and element.text is not None:
+                result[element.tag.split("}")[-1]] = element.text
+    except ET.ParseError:
+        pass
+    return status, result
