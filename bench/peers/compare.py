@@ -5,14 +5,18 @@ Run by bench/peers/run.sh (which installs the peers, builds calyx-dms and starts
 PostgreSQL server); prints a table and writes results.json, latency.png and table.md to
 the output folder.
 
-    compare.py OUTPUT_DIR [--quick] [--only NAME,NAME]
+    compare.py OUTPUT_DIR [--quick] [--only NAME,NAME] [--limit SECONDS] [--perf]
 
---quick makes fewer requests; --only runs the named servers alone.
+--quick makes fewer requests; --only runs the named servers alone; --limit (default 1200)
+bounds the wait for a server to list the whole tree (one that does not is measured on
+what it lists by then); --perf records each server's processes with perf during the
+Browse loads into OUTPUT_DIR/perf-NAME.data (`perf report -i` reads it).
 """
 
 import json
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -48,7 +52,8 @@ def peak_kib(pid):
 
 
 def until_listed(lab, client, server, started, limit):
-    """Seconds from `started` until a Browse walk lists every item of the tree."""
+    """Seconds from `started` until a Browse walk lists every item of the tree (None when
+    it did not within `limit`, if the server answers at all)."""
     location, tree = None, None
     while time.monotonic() - started < limit:
         if server.process.poll() is not None:
@@ -62,18 +67,39 @@ def until_listed(lab, client, server, started, limit):
         except RuntimeError as e:
             print("  (%s not ready: %s)" % (server.name, str(e).splitlines()[-1][:120]))
         time.sleep(2)
-    raise RuntimeError("%s did not list the tree within %d s" % (server.name, limit))
+    if not location:
+        raise RuntimeError("%s did not answer within %d s" % (server.name, limit))
+    print("  %s did not list the whole tree within %d s" % (server.name, limit))
+    return None, location
 
 
-def measure(lab, client, server, quick):
+def start_profile(server, out_dir):
+    """perf sampling the server's processes (calyx-dms: and its PostgreSQL ones) during
+    the Browse and mixed loads."""
+    pids = ",".join(str(p) for group in server.pids().values() for p in group)
+    return subprocess.Popen(["perf", "record", "-F", "499", "-g", "-p", pids, "-o",
+                             os.path.join(out_dir, "perf-%s.data" % server.name)],
+                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def stop_profile(perf, out_dir):
+    perf.send_signal(signal.SIGINT)
+    perf.wait(timeout=60)
+
+
+def measure(lab, client, server, quick, limit, profile_dir=None):
     started = time.monotonic()
     server.start()
-    ready, location = until_listed(lab, client, server, started, 1800)
-    print("  %s lists all %d items after %.1f s" % (server.name, TREE_ITEMS, ready))
+    ready, location = until_listed(lab, client, server, started, limit)
+    if ready is not None:
+        print("  %s lists all %d items after %.1f s" % (server.name, TREE_ITEMS, ready))
     videos = probe(lab, client, "find", location, "videos1000")["id"]
+    if not videos:
+        raise RuntimeError("%s does not list the folder of 1,000 videos" % server.name)
     large = probe(lab, client, "find", location, "large")["id"]
     requests = 20 if quick else 100
-    result = {"ready_s": ready, "latency": {}}
+    perf = start_profile(server, profile_dir) if profile_dir else None
+    result = {"ready_s": ready, "limit_s": limit, "latency": {}}
     for page in (100, 1000):
         for clients in (1, 8):
             got = probe(lab, client, "latency", location, videos, page, clients,
@@ -82,6 +108,8 @@ def measure(lab, client, server, quick):
             result.setdefault("returned", {})["%d/%d" % (page, clients)] = got["returned"]
     result["mixed_rps"] = probe(lab, client, "mixed", location, videos, 8,
                                 3 if quick else 10)["rps"]
+    if perf:
+        stop_profile(perf, profile_dir)
     got = probe(lab, client, "stream", location, large)
     result["stream_mb_s"] = got["bytes"] / got["seconds"] / 1e6
     result["memory_kib"] = {role: sum(peak_kib(p) for p in pids)
@@ -92,6 +120,7 @@ def measure(lab, client, server, quick):
 def main():
     out_dir = os.path.abspath(sys.argv[1])
     quick = "--quick" in sys.argv
+    limit = int(sys.argv[sys.argv.index("--limit") + 1]) if "--limit" in sys.argv else 1200
     only = sys.argv[sys.argv.index("--only") + 1].split(",") if "--only" in sys.argv else None
     os.makedirs(out_dir, exist_ok=True)
     results = {}
@@ -103,7 +132,8 @@ def main():
             server = kind(lab, lab.tmp, media)
             print("%s:" % server.name)
             try:
-                results[server.name] = measure(lab, client, server, quick)
+                results[server.name] = measure(lab, client, server, quick, limit,
+                                               out_dir if "--perf" in sys.argv else None)
             except (RuntimeError, subprocess.SubprocessError) as e:
                 print("  FAILED: %s" % e)
                 results[server.name] = {"error": str(e)}

@@ -28,7 +28,8 @@ def figures(result):
                      True))
     memory = result["memory_kib"]
     rows += [("mixed load, 8 clients, requests/s", result["mixed_rps"], True),
-             ("start on empty database until all 10,000 listed, s", result["ready_s"], False),
+             ("start on empty database until all 10,000 listed, s",
+              result["ready_s"] if result["ready_s"] is not None else float("inf"), False),
              ("peak RSS of the server, MiB", memory["server"] / 1024, False)]
     if "postgresql" in memory:
         rows += [("peak RSS of PostgreSQL (sum of its processes), MiB",
@@ -37,6 +38,10 @@ def figures(result):
                   (memory["server"] + memory["postgresql"]) / 1024, False)]
     rows.append(("streaming one large file, MB/s", result["stream_mb_s"], True))
     return rows
+
+
+def cell(value):
+    return "not within the limit" if value == float("inf") else "%.1f" % value
 
 
 def table(results):
@@ -48,9 +53,10 @@ def table(results):
     lines = ["| figure | " + " | ".join(names) + " | calyx-dms / best peer |",
              "|---" * (len(names) + 2) + "|"]
     for label, (value, higher) in ours.items():
-        cells = ["%.1f" % value] + ["%.1f" % theirs[n].get(label, float("nan"))
-                                    if label in theirs[n] else "-" for n in peers]
-        known = [theirs[n][label] for n in peers if label in theirs[n]]
+        cells = [cell(value)] + [cell(theirs[n][label]) if label in theirs[n] else "-"
+                                 for n in peers]
+        known = [theirs[n][label] for n in peers
+                 if label in theirs[n] and theirs[n][label] != float("inf")]
         if not known and "server plus database" in label:
             # The peers have no database server: compare with their server alone.
             known = [theirs[n]["peak RSS of the server, MiB"] for n in peers]
