@@ -22,7 +22,7 @@ def main():
     if result.returncode != 0:
         fail("--help exited with %d" % result.returncode)
     for option in ("--config", "--interface", "--port", "--friendly-name", "--language",
-                   "--profiles", "--log", "--log-level", "--deny-new-clients", "--no-discovery",
+                   "--profiles", "--database", "--log", "--log-level", "--deny-new-clients", "--no-discovery",
                    "--save-interval"):
         if option not in result.stdout:
             fail("--help does not mention " + option)
@@ -35,6 +35,10 @@ def main():
     result = run("--config", "/nonexistent/calyx-dms.conf", "--profiles", "x.json")
     if result.returncode == 0 or "calyx-dms.conf" not in result.stderr:
         fail("missing configuration file: status %d, %r" % (result.returncode, result.stderr))
+    for setting in ("dbname=other", "user=root", "host='unterminated"):
+        result = run("--profiles", "x.json", "--database", setting)
+        if result.returncode == 0 or "--database" not in result.stderr:
+            fail("--database %s: status %d, %r" % (setting, result.returncode, result.stderr))
     print("PASS")
 
 
