@@ -50,12 +50,14 @@ export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 log "tests (ASan + UBSan)"
 run_ctest "$src/build/asan"
 
-log "ThreadSanitizer build (concurrency tests)"
+log "ThreadSanitizer build (concurrency tests and the media server)"
 cmake --preset tsan -S "$src" >/dev/null
 cmake --build "$src/build/tsan" -j "$jobs"
 if [ -n "$(find "$src/build/tsan/tests" -name '*_test' -type f -perm -u+x 2>/dev/null)" ]; then
     log "tests (TSan)"
-    TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1} \
+    # The TSan build has no tool of its own: the server's load test uses the release one.
+    CALYX_TOOL="$src/build/release/tools/calyx" \
+        TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1} \
         run_ctest "$src/build/tsan" -L concurrency
 fi
 # --- step 5, robustness: every fuzz target briefly, then a short valgrind memcheck of

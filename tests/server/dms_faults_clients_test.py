@@ -18,12 +18,12 @@ FAULTS_CLIENT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "dms_fa
 
 
 def main():
-    seconds = 6 * scale()
+    seconds = 4 * scale()
     with Lab("faultcl") as lab:
         lab.make_index()
         files = lab.make_media()
         ids = lab.index_media(files)
-        big, big_id = add_big_video(lab, 16)
+        big, big_id = add_big_video(lab, 8)
         big_url = media_url(lab, "v", big_id, big)
         clip_url = media_url(lab, "v", ids["clip"], files["clip"])
         # Recorded clients that see videos (the first ones of the recorded list do).

@@ -42,6 +42,8 @@ def main():
         require_clean(results, "under load")
         if lab.server.poll() is not None:
             fail("the server exited with %d under load" % lab.server.returncode)
+        if "ThreadSanitizer" in lab.server_output():
+            fail("ThreadSanitizer reported on the server")
 
         def all_saved():
             for mac, (_name, profile) in expected.items():
@@ -52,6 +54,8 @@ def main():
         wait_for("every client with its profile in the saved client list", all_saved, 10)
         if lab.stop_server() != 0:
             fail("the server did not exit cleanly after the load")
+        if "ThreadSanitizer" in lab.server_output():
+            fail("ThreadSanitizer reported on the server")
     print("PASS")
 
 
