@@ -1,5 +1,7 @@
 #include "client/video_profile_rules.h"
 
+#include <memory>
+
 #include <ctype.h>
 #include <string.h>
 
@@ -121,13 +123,58 @@ CompiledRule CompileVideoProfileRule(const std::string& name, const std::string&
     return compiled;
 }
 
+namespace {
+
+void AppendSized(std::string& out, const std::string& text) {
+    const size_t size = text.size();
+    out.append(reinterpret_cast<const char*>(&size), sizeof size);
+    out.append(text);
+}
+
+// Whether `text` stands at `pos` of `source` as AppendSized put it; advances `pos`.
+bool MatchesSized(const std::string& source, size_t& pos, const std::string& text) {
+    size_t size = 0;
+    if (source.size() - pos < sizeof size) {
+        return false;
+    }
+    memcpy(&size, source.data() + pos, sizeof size);
+    pos += sizeof size;
+    if (size != text.size() || source.size() - pos < size ||
+        memcmp(source.data() + pos, text.data(), size) != 0) {
+        return false;
+    }
+    pos += size;
+    return true;
+}
+
+}  // namespace
+
+bool CompiledVideoProfiles::CompiledFrom(const std::map<std::string, std::string>& settings) const {
+    if (settings.size() != sourceEntries) {
+        return false;
+    }
+    size_t pos = 0;
+    for (const auto& setting : settings) {
+        if (!MatchesSized(source, pos, setting.first) ||
+            !MatchesSized(source, pos, setting.second)) {
+            return false;
+        }
+    }
+    return pos == source.size();
+}
+
 CompiledVideoProfiles* CompileVideoProfiles(const std::map<std::string, std::string>& settings) {
-    auto* compiled = new CompiledVideoProfiles;
+    auto compiled = std::make_unique<CompiledVideoProfiles>();
     compiled->rules.reserve(settings.size());
     for (const auto& setting : settings) {
         compiled->rules.push_back(CompileVideoProfileRule(setting.first, setting.second));
     }
-    return compiled;
+    for (const auto& setting : settings) {
+        AppendSized(compiled->source, setting.first);
+        AppendSized(compiled->source, setting.second);
+    }
+    compiled->sourceEntries = settings.size();
+    return compiled.release();
 }
 
 void MakeVideoItemView(const ZEVO_MEDIA_INFO& item, VideoItemView& view) {
@@ -176,21 +223,30 @@ RuleOutcome EvaluateVideoProfileRule(const CompiledRule& rule, const VideoItemVi
 }
 
 void CompiledRulesCache::reset() {
-    delete compiled_.exchange(nullptr, std::memory_order_acq_rel);
+    const CompiledVideoProfiles* compiled = compiled_.exchange(nullptr, std::memory_order_acq_rel);
+    while (compiled != nullptr) {
+        const CompiledVideoProfiles* older = compiled->replaced;
+        delete compiled;
+        compiled = older;
+    }
 }
 
 const CompiledVideoProfiles* CompiledRulesCache::get(
     const std::map<std::string, std::string>& settings) const {
     const CompiledVideoProfiles* current = compiled_.load(std::memory_order_acquire);
-    if (current != nullptr) {
+    // m_profileSettings is public: a host may have edited it directly since the rules
+    // were compiled. Comparing contents sees every change, also one that keeps the size.
+    if (current != nullptr && current->CompiledFrom(settings)) {
         return current;
     }
     // Several threads may compile at once; the first to publish wins, the others discard.
-    const CompiledVideoProfiles* fresh = CompileVideoProfiles(settings);
+    CompiledVideoProfiles* fresh = CompileVideoProfiles(settings);
+    fresh->replaced = current;
     if (compiled_.compare_exchange_strong(current, fresh, std::memory_order_acq_rel,
                                           std::memory_order_acquire)) {
         return fresh;
     }
+    fresh->replaced = nullptr;
     delete fresh;
     return current;
 }

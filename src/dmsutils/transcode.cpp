@@ -43,7 +43,7 @@ int GetTransBitRate(const std::string& encoderArgs) {
 }
 
 int64_t PredictTransFileSize(std::string encoderArgs, float seconds) {
-    if (encoderArgs.empty() || seconds < 0 || std::isnan(seconds)) {
+    if (encoderArgs.empty() || seconds < 0) {  // NaN is not below 0: it gives 0 below
         CALYX_REPORT_BAD_PARAMETER();
         return 0;
     }

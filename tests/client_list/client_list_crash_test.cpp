@@ -85,6 +85,13 @@ TEST(ClientListCrash, KilledSaverLeavesTheOldOrTheNewDocument) {
     }
     EXPECT_GT(fileSeen, kills / 2);
     EXPECT_GT(lastCount, 10);
+
+    // Killed saves leave their temporary files; the next clean save removes them all.
+    Calyx::DMSClientList clean;
+    ASSERT_EQ(clean.LoadClientList(path), 1);
+    ASSERT_EQ(clean.WriteToFile(), 1);
+    EXPECT_EQ(calyx_test::ListDirectory(root.resolve("/var/packages/Calyx/etc")),
+              std::vector<std::string>{"client_list.json"});
 }
 
 }  // namespace
