@@ -20,8 +20,8 @@ bool RemoveEntry(Json::Value& document, const std::string& mac) {
     return false;
 }
 
-bool EditDocument(const Calyx::DMSClientList& list, Json::Value& document,
-                  const std::string& mac, const ClientChange& change) {
+bool EditDocument(const Calyx::DMSClientList& list, Json::Value& document, const std::string& mac,
+                  const ClientChange& change) {
     switch (change.kind) {
         case ClientChange::Kind::kProfile:
             return Calyx::EditClientEntry(

@@ -190,7 +190,8 @@ void AdminServer::ShowClients(SoupServerMessage* msg, AdminSession& session) {
     ClientsPageView view;
     view.sort = Field(fields.get(), "sort");
     view.filter = Field(fields.get(), "q");
-    view.rows = ClientRows(Calyx::ClientListDocument(list_), sightings_, list_.m_denyNewClients);
+    view.rows =
+        ClientRows(Calyx::ClientListDocument(list_), sightings_.Times(), list_.m_denyNewClients);
     FilterRows(view.rows, view.filter);
     SortRows(view.rows, view.sort);
     view.profiles = profiles_;
