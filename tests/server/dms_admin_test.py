@@ -8,12 +8,13 @@ profile for one and denies another; the next Browse of the first follows the new
 body. A device that calls itself with markup is shown as text, and the page carries a
 Content-Security-Policy that allows no inline script. A wrong password, a change without
 the form token and a connection to the client-side address are refused with nothing
-changed. The switch for new clients is saved in the configuration and applies at start."""
+changed. The switch for new clients is saved in the configuration and applies at start;
+the page speaks the configured language."""
 
 import json
 import os
 import re
-import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -106,15 +107,19 @@ def run_browser(lab, plan):
         json.dump(plan, f)
     env = dict(os.environ, HOME=home, XDG_CONFIG_HOME=home, XDG_CACHE_HOME=home,
                SE_OFFLINE="true")
+    # A session of its own, so that a driver that hangs goes with the whole browser.
+    driver = subprocess.Popen(["ip", "netns", "exec", lab.server_ns, "/usr/bin/python3",
+                               os.path.join(HERE, "dms_admin_browser.py"), plan_file,
+                               result_file], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              text=True, env=env, start_new_session=True)
     try:
-        result = subprocess.run(["ip", "netns", "exec", lab.server_ns, "/usr/bin/python3",
-                                 os.path.join(HERE, "dms_admin_browser.py"), plan_file,
-                                 result_file], capture_output=True, text=True, env=env,
-                                timeout=120)
+        output, _ = driver.communicate(timeout=120)
     except subprocess.TimeoutExpired:
+        os.killpg(driver.pid, signal.SIGKILL)
+        driver.wait()
         fail("the browser did not finish within 120 s")
-    if result.returncode != 0:
-        fail("the browser driver failed:\n" + result.stdout + result.stderr)
+    if driver.returncode != 0:
+        fail("the browser driver failed:\n" + output)
     return json.load(open(result_file))
 
 
@@ -273,11 +278,15 @@ def main():
             fail("a new client was served with new clients denied")
         if lab.stop_server() != 0:
             fail("the server did not stop cleanly")
+        with open(config, "a") as f:
+            f.write("language = ger\n")
         lab.start_server("--config", config)
+        _, headers, page = admin_curl(lab, ADMIN_URL)
+        if '<html lang="de">' not in page or "Passwort" not in page:
+            fail("the page is not in the configured language:\n" + page)
         late = lab.add_client("02:77:00:00:00:78")
         if browse(lab, late)[0] != 403 or browse(lab, listener)[0] != 200:
             fail("after a restart new clients are not denied, or a known client lost access")
-        shutil.rmtree(profile_dir, ignore_errors=True)
     print("PASS")
 
 
