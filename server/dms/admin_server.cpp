@@ -205,7 +205,8 @@ void AdminServer::ShowClients(SoupServerMessage* msg, AdminSession& session) {
 void AdminServer::LogIn(SoupServerMessage* msg) {
     FormFields fields = DecodeForm(msg);
     if (!PasswordMatches(Field(fields.get(), "password"), options_.adminPasswordHash)) {
-        LogChange(std::string("wrong password from ") + soup_server_message_get_remote_host(msg));
+        const char* host = soup_server_message_get_remote_host(msg);
+        LogChange(std::string("wrong password from ") + (host ? host : "?"));
         return Respond(msg, SOUP_STATUS_FORBIDDEN,
                        RenderLoginPage(texts_, texts_.Translate("wrong_password")));
     }
