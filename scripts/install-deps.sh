@@ -15,6 +15,8 @@ BUILD_PACKAGES=(
     libcli11-dev libvalijson-dev
     # the media server programs in server/ (indexer and calyx-dms)
     libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libgupnp-1.6-dev
+    # password hashes of the settings page of calyx-dms
+    libcrypt-dev
 )
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
@@ -26,6 +28,8 @@ TEST_PACKAGES=(
     ffmpeg exiv2
     # tests of calyx-dms with real clients on namespaced networks
     gir1.2-gupnp-1.6 python3-gi curl iproute2
+    # the settings page of calyx-dms in a real (headless) browser
+    chromium chromium-driver python3-selenium
 )
 ARMHF_PACKAGES=(crossbuild-essential-armhf qemu-user)
 
