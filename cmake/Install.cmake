@@ -11,8 +11,10 @@ install(TARGETS calyx EXPORT CalyxTargets
 install(DIRECTORY include/calyx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/include/calyx/version.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/calyx COMPONENT dev)
-# The JSON Schemas of the profile list and the client list.
+# The JSON Schemas of the profile list and the client list, and their reference.
 install(DIRECTORY schema/ DESTINATION ${CMAKE_INSTALL_DATADIR}/calyx/schema COMPONENT dev)
+install(FILES docs/profiles.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libcalyx-dev
+    COMPONENT dev)
 
 set(CALYX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Calyx)
 install(EXPORT CalyxTargets NAMESPACE Calyx:: DESTINATION ${CALYX_CMAKE_DIR} COMPONENT dev)

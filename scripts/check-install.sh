@@ -36,8 +36,8 @@ if [ -x "$stage/prefix/bin/calyx" ]; then
     echo "installed tool: $(LD_LIBRARY_PATH="$libdir" "$stage/prefix/bin/calyx" --version)"
 fi
 
-# The media server, which finds the library the same way.
+# The media server, installed the same way.
 if [ -x "$stage/prefix/bin/calyx-dms" ]; then
-    "$stage/prefix/bin/calyx-dms" --help >/dev/null
+    LD_LIBRARY_PATH="$libdir" "$stage/prefix/bin/calyx-dms" --help >/dev/null
     echo "installed server: calyx-dms"
 fi

@@ -65,7 +65,7 @@ void ClientListKeeper::OnFileEvent() {
     // Another program saved the list: its decisions (access, chosen profile) apply now,
     // not at the next check.
     diskChanged_ = true;
-    TakeOverSavedEdits(list_, path_);
+    TakeOverSavedEdits(list_, path_, written_);
 }
 
 void ClientListKeeper::Check() {
@@ -74,7 +74,7 @@ void ClientListKeeper::Check() {
     if (!memoryChanged && !diskChanged_)
         return;
     if (diskChanged_ && !FileIsOurs()) {
-        TakeOverSavedEdits(list_, path_);
+        TakeOverSavedEdits(list_, path_, written_);
         document = Calyx::ClientListDocument(list_);
     }
     diskChanged_ = false;

@@ -1,6 +1,6 @@
 #include "client_list_start.h"
 
-#include <sys/stat.h>
+#include <set>
 
 #include "calyx/ext.h"
 
@@ -8,28 +8,41 @@ namespace calyx_dms {
 
 bool StartClientList(Calyx::DMSClientList& list, const std::string& clientListPath,
                      const std::string& profileListPath, std::string& error) {
-    struct stat st;
-    if (stat(clientListPath.c_str(), &st) == 0) {
-        if (!list.Load(clientListPath, profileListPath)) {
-            error = "cannot load " + clientListPath + " with " + profileListPath;
-            return false;
-        }
-        return true;
-    }
-    if (!list.LoadProfileIDList(profileListPath)) {
+    if (!Calyx::ClientListStartUp(list, clientListPath, profileListPath)) {
         error = "cannot load the profile list " + profileListPath;
         return false;
     }
     return true;
 }
 
-bool TakeOverSavedEdits(Calyx::DMSClientList& list, const std::string& path) {
+namespace {
+
+// The "macAddr" texts of a document's entries.
+std::set<std::string> MacsOf(const Json::Value& document) {
+    std::set<std::string> macs;
+    const Json::Value& entries =
+        document.isObject() ? document["ClientList"] : Json::Value::nullSingleton();
+    if (entries.isArray())
+        for (const Json::Value& entry : entries)
+            if (entry.isObject() && entry["macAddr"].isString())
+                macs.insert(entry["macAddr"].asString());
+    return macs;
+}
+
+}  // namespace
+
+bool TakeOverSavedEdits(Calyx::DMSClientList& list, const std::string& path,
+                        const Json::Value& lastWritten) {
     Json::Value saved;
     if (!Calyx::ReadJsonFile(path, saved, nullptr) || !saved.isObject())
         return false;
     const Json::Value& entries = saved["ClientList"];
     if (!entries.isArray())
         return false;
+    const std::set<std::string> onDisk = MacsOf(saved);
+    for (const std::string& mac : MacsOf(lastWritten))
+        if (onDisk.count(mac) == 0)
+            Calyx::ClientListRemove(list, mac);
     for (const Json::Value& entry : entries) {
         if (!entry.isObject() || !entry["macAddr"].isString())
             continue;

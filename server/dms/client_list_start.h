@@ -10,15 +10,18 @@
 namespace calyx_dms {
 
 // Loads the client list at `clientListPath` (a missing file is a first start: empty
-// list) and the identification records of `profileListPath`. False with `error` set when
-// a file exists but cannot be read.
+// list; an unreadable one is logged and starts empty too) and the identification records
+// of `profileListPath`. False with `error` set when the profile list cannot be read.
 bool StartClientList(Calyx::DMSClientList& list, const std::string& clientListPath,
                      const std::string& profileListPath, std::string& error);
 
-// Takes the user's decisions ("isAccess", "profileName_UserSelected") of every entry of
-// the file at `path` into `list`, so edits saved by another program apply at once and
-// survive the next save. False when the file cannot be read.
-bool TakeOverSavedEdits(Calyx::DMSClientList& list, const std::string& path);
+// Takes the user's decisions of the file at `path` into `list`, so edits saved by another
+// program apply at once and survive the next save: "isAccess" and
+// "profileName_UserSelected" of every entry, and the removal of entries that were in
+// `lastWritten` (the document this server saved last) but are no longer in the file.
+// False when the file cannot be read.
+bool TakeOverSavedEdits(Calyx::DMSClientList& list, const std::string& path,
+                        const Json::Value& lastWritten);
 
 }  // namespace calyx_dms
 

@@ -3,11 +3,10 @@
 #include <memory>
 
 #include <ctype.h>
-#include <limits.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "calyx/core.h"
+#include "dmsutils/int_arith.h"
 
 namespace Calyx {
 namespace client_detail {
@@ -109,14 +108,7 @@ std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string&
 }
 
 int32_t ParseRangeBound(const std::string& text) {
-    long value = strtol(text.c_str(), nullptr, 10);
-    if (value > INT32_MAX) {
-        return INT32_MAX;
-    }
-    if (value < INT32_MIN) {
-        return INT32_MIN;
-    }
-    return static_cast<int32_t>(value);
+    return detail::Strtol32(text.c_str());
 }
 
 CompiledRule CompileVideoProfileRule(const std::string& name, const std::string& rule) {

@@ -80,6 +80,56 @@ TEST(CliUsage, MissingFileGivesOneLineNamingItAndExitOne) {
     }
 }
 
+TEST(CliUsage, NoArgumentsPrintsTheUsage) {
+    ToolRun run = RunTool({});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out.rfind("calyx: ", 0), 0u) << run.out;
+    EXPECT_NE(run.out.find("Usage: calyx [OPTIONS]"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("identify"), std::string::npos) << run.out;
+    EXPECT_EQ(LineCount(run.err), 1u) << run.err;
+}
+
+TEST(CliUsage, UnknownCommandIsNamed) {
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"frobnicate"},
+                                                 {"clients", "frobnicate"},
+                                                 {"media", "frobnicate"}}) {
+        ToolRun run = RunTool(args);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_NE(run.err.find("frobnicate"), std::string::npos) << run.err;
+    }
+    ToolRun run = RunTool({"clients"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("clients: give a command: list, show"), std::string::npos) << run.err;
+}
+
+TEST(CliUsage, EveryHelpShowsCalyxAndEndsWithTheExitStatus) {
+    const std::string footer =
+        "Exit status: 0 success, 1 a failed check or unusable file, 2 bad usage.";
+    const std::vector<std::vector<std::string>> commands = {{},
+                                                            {"identify"},
+                                                            {"video-profile"},
+                                                            {"lint"},
+                                                            {"clients"},
+                                                            {"device"},
+                                                            {"clients", "set-profile"},
+                                                            {"clients", "remove"},
+                                                            {"media"},
+                                                            {"media", "list"},
+                                                            {"translate"}};
+    for (std::vector<std::string> args : commands) {
+        std::string shown = "calyx";
+        for (const std::string& a : args)
+            shown += " " + a;
+        args.push_back("--help");
+        ToolRun run = RunTool(args);
+        EXPECT_EQ(run.status, 0) << shown;
+        EXPECT_NE(run.out.find("Usage: " + shown + " "), std::string::npos) << shown << "\n"
+                                                                            << run.out;
+        EXPECT_EQ(run.out.find(CALYX_TOOL_PATH), std::string::npos) << run.out;
+        EXPECT_NE(run.out.find(footer), std::string::npos) << shown << "\n" << run.out;
+    }
+}
+
 TEST(CliUsage, VersionIsPrinted) {
     ToolRun run = RunTool({"--version"});
     EXPECT_EQ(run.status, 0);

@@ -55,7 +55,9 @@ TEST(ClientListCrash, KilledSaverLeavesTheOldOrTheNewDocument) {
         if (child == 0) {
             SaveForever(path);
         }
-        usleep(std::uniform_int_distribution<unsigned>(0, 25000)(rng));
+        // Up to a few saves' time, longer where the saver runs slower.
+        usleep(std::uniform_int_distribution<unsigned>(0, 25000)(rng) *
+               static_cast<unsigned>(calyx_test::TimeScale()));
         ASSERT_EQ(kill(child, SIGKILL), 0);
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);

@@ -40,6 +40,13 @@ void RemoveTree(const std::string& path) {
     nftw(path.c_str(), RemoveEntry, 32, FTW_DEPTH | FTW_PHYS);
 }
 
+// A positive whole number from the environment, 1 when unset or not positive.
+int Multiplier(const char* variable) {
+    const char* value = getenv(variable);
+    int scale = value != nullptr ? atoi(value) : 1;
+    return scale > 0 ? scale : 1;
+}
+
 }  // namespace
 
 TempDir::TempDir() {
@@ -92,12 +99,11 @@ std::string ScopedRoot::write(const std::string& absolute, const std::string& co
 }
 
 int TestScale() {
-    const char* value = getenv("CALYX_TEST_SCALE");
-    if (value == nullptr) {
-        return 1;
-    }
-    int scale = atoi(value);
-    return scale > 0 ? scale : 1;
+    return Multiplier("CALYX_TEST_SCALE");
+}
+
+int TimeScale() {
+    return Multiplier("CALYX_TEST_TIME_SCALE");
 }
 
 void MakeDirs(const std::string& path) {

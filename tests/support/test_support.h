@@ -55,6 +55,10 @@ private:
 // environment variable CALYX_TEST_SCALE (default 1).
 int TestScale();
 
+// Multiplier for waits that assume native speed, from the environment variable
+// CALYX_TEST_TIME_SCALE (default 1); a run under an emulator sets it.
+int TimeScale();
+
 // Creates every missing directory of `path`.
 void MakeDirs(const std::string& path);
 // Creates or replaces the file, creating its directories.

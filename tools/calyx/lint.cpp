@@ -8,7 +8,6 @@
 #include <map>
 #include <memory>
 #include <set>
-#include <sstream>
 
 #include "calyx/core.h"
 #include "calyx/ext.h"
