@@ -2,7 +2,8 @@
 # (crossbuild-essential-armhf). The libraries come from a private sysroot of Debian's
 # armhf packages (scripts/armhf-sysroot.sh); the compilers keep their own C and C++
 # runtime, which the sysroot holds at run time as well. Programs of the build, tests
-# included, run through qemu-arm with the sysroot as its library prefix.
+# included, run through qemu-arm with the sysroot as its library prefix (binfmt is not
+# needed).
 #
 #   CALYX_ARMHF_SYSROOT   the sysroot (default: build/armhf-sysroot/root)
 set(CMAKE_SYSTEM_NAME Linux)
@@ -38,4 +39,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_LIBDIR} "${_lib}/pkgconfig:${CALYX_ARMHF_SYSROOT}/usr/share/pkgconfig")
 set(ENV{PKG_CONFIG_SYSROOT_DIR} "${CALYX_ARMHF_SYSROOT}")
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L "${CALYX_ARMHF_SYSROOT}")
+# Set CMAKE_CROSSCOMPILING_EMULATOR to empty for a build whose tests run on a board.
+if(NOT DEFINED CMAKE_CROSSCOMPILING_EMULATOR)
+    set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L "${CALYX_ARMHF_SYSROOT}")
+endif()

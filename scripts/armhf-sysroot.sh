@@ -9,8 +9,8 @@
 # whole dependency closure for armhf alone and nothing on this machine changes: no
 # foreign architecture is added and no package is installed. The packages are unpacked
 # with dpkg-deb -x. A list that fails to download (an update or security archive) is
-# tolerated as long as the main archive's list is there. Running it again reuses what
-# was fetched and unpacks only when the package set changed.
+# tolerated as long as the main archive's list is there. Once filled, the sysroot is kept
+# until the list of packages below changes.
 set -euo pipefail
 
 dir=$(mkdir -p "$1" && cd "$1" && pwd)
@@ -18,11 +18,20 @@ root=$dir/root
 state=$dir/apt
 mkdir -p "$state/lists/partial" "$state/cache/archives/partial"
 
+# With their dependencies: the libraries and the runtime the programs need.
 PACKAGES=(
     libjsoncpp-dev libupnp-dev libpq-dev
-    libgtest-dev libgmock-dev libcli11-dev libvalijson-dev
+    libgtest-dev libgmock-dev
     libc6 libstdc++6
 )
+# Header-only and architecture-independent, without their dependencies (valijson's are
+# other JSON libraries that the tool does not use).
+HEADER_PACKAGES=(libcli11-dev libvalijson-dev)
+
+wanted="${PACKAGES[*]} / ${HEADER_PACKAGES[*]}"
+if [ -d "$root" ] && [ "$wanted" = "$(cat "$dir/packages" 2>/dev/null)" ]; then
+    exit 0
+fi
 
 apt_private() {
     apt-get -q -o APT::Architecture=armhf -o APT::Architectures::=armhf \
@@ -43,21 +52,22 @@ if grep -q '^[WE]:' "$state/update.log"; then
     grep '^[WE]:' "$state/update.log" >&2
 fi
 
-apt_private install -y --download-only --no-install-recommends "${PACKAGES[@]}" \
-    >"$state/install.log" 2>&1 || {
+archives=$state/cache/archives
+rm -f "$archives"/*.deb
+{
+    apt_private install -y --download-only --no-install-recommends "${PACKAGES[@]}" &&
+        (cd "$archives" && apt_private download "${HEADER_PACKAGES[@]}")
+} >"$state/install.log" 2>&1 || {
     cat "$state/install.log" >&2
     exit 1
 }
 
-# Unpack afresh only when the set of packages differs from the one unpacked last time.
-debs=$(cd "$state/cache/archives" && ls -- *.deb | sort)
-if [ -d "$root" ] && [ "$debs" = "$(cat "$dir/unpacked" 2>/dev/null)" ]; then
-    exit 0
-fi
-rm -rf "$root" "$dir/unpacked"
+rm -rf "$root" "$dir/packages"
 mkdir -p "$root"
-for deb in $debs; do
-    dpkg-deb -x "$state/cache/archives/$deb" "$root"
+count=0
+for deb in "$archives"/*.deb; do
+    dpkg-deb -x "$deb" "$root"
+    count=$((count + 1))
 done
-printf '%s\n' "$debs" >"$dir/unpacked"
-echo "armhf-sysroot: $(wc -l <"$dir/unpacked") packages unpacked into $root"
+printf '%s\n' "$wanted" >"$dir/packages"
+echo "armhf-sysroot: $count packages unpacked into $root"

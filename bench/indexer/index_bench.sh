@@ -63,6 +63,13 @@ as_user() {
         "$@"
     fi
 }
+# For a server started in the background: the job's pid is then the server's own.
+spawn_as_user() {
+    if [ -n "$user" ]; then
+        exec setpriv --reuid "$user" --regid "$(id -g "$user")" --clear-groups -- "$@"
+    fi
+    exec "$@"
+}
 
 echo "== calyx index ($(nproc) workers)"
 mkdir -p "$work/thumbnails" && chown "${user:-$(id -un)}" "$work/thumbnails"
@@ -75,23 +82,35 @@ for run in "first run" "unchanged re-run"; do
     report "calyx index, $run" "$indexed" "$seconds"
 done
 
-# Waits until `count_command` prints at least $files (retrying while the database is
-# locked or not made yet) and reports the time since $start.
-wait_for_count() {  # NAME DB SQL PID
-    local name=$1 db=$2 sql=$3 pid=$4 count=0
-    while :; do
-        if [ -f "$db" ]; then
-            count=$(sqlite3 -readonly "$db" "$sql" 2>/dev/null || echo 0)
-            [ -n "$count" ] || count=0
+# Times a peer's full scan: it runs until its database holds every file, or until it has
+# gone quiet (neither its file count nor its processor time grown) for
+# CALYX_BENCH_SETTLE seconds: a peer that skips some kinds of file, or one that keeps its
+# database locked while it runs (then it is stopped and the database read afterwards).
+# Reports the time from $start to its last sign of work, and the files its database holds.
+wait_for_scan() {  # NAME DB SQL PID
+    local name=$1 db=$2 sql=$3 pid=$4 count=0 cpu=0 last_cpu=0 settle=${CALYX_BENCH_SETTLE:-10}
+    local last_count=0 active
+    active=$(now)
+    while kill -0 "$pid" 2>/dev/null; do
+        count=$(sqlite3 -readonly "$db" "$sql" 2>/dev/null || true)
+        [[ "$count" =~ ^[0-9]+$ ]] || count=$last_count  # locked or not made yet: retry
+        cpu=$(awk '{ print $14 + $15 }' "/proc/$pid/stat" 2>/dev/null || echo "$last_cpu")
+        if [ "$count" -gt "$last_count" ] || [ "$cpu" -gt $((last_cpu + 1)) ]; then
+            active=$(now)
         fi
+        last_count=$count
+        last_cpu=$cpu
         [ "$count" -ge "$files" ] && break
-        if ! kill -0 "$pid" 2>/dev/null; then
-            echo "$name stopped before its database held every file ($count of $files)"
-            return 1
-        fi
-        sleep 0.2
+        awk -v a="$active" -v b="$(now)" -v s="$settle" 'BEGIN { exit !(b - a > s) }' && break
+        sleep 0.5
     done
-    report "$name, full scan" "$count" "$(awk -v a="$start" -v b="$(now)" 'BEGIN { print b - a }')"
+    local seconds
+    seconds=$(awk -v a="$start" -v b="$active" 'BEGIN { print b - a }')
+    kill "$pid" 2>/dev/null || true
+    wait "$pid" 2>/dev/null || true
+    count=$(sqlite3 -cmd ".timeout 5000" -readonly "$db" "$sql" 2>/dev/null || echo 0)
+    [ "$count" -ge "$files" ] || echo "$name: its database holds $count of $files files"
+    report "$name, full scan" "$count" "$seconds"
 }
 
 install_peers() {
@@ -128,12 +147,10 @@ friendly_name=calyx-bench
 inotify=no
 CONF
     start=$(now)
-    as_user minidlnad -S -R -f "$work/minidlna/minidlna.conf" -P "$work/minidlna/pid" &
+    spawn_as_user minidlnad -S -R -f "$work/minidlna/minidlna.conf" -P "$work/minidlna/pid" &
     peer_pids+=($!)
-    wait_for_count "minidlna" "$work/minidlna/db/files.db" \
-        "SELECT count(*) FROM DETAILS WHERE MIME IS NOT NULL" "${peer_pids[-1]}" || true
-    kill "${peer_pids[-1]}" 2>/dev/null || true
-    wait "${peer_pids[-1]}" 2>/dev/null || true
+    wait_for_scan "minidlna" "$work/minidlna/db/files.db" \
+        "SELECT count(*) FROM DETAILS WHERE MIME IS NOT NULL" "${peer_pids[-1]}"
 fi
 
 if command -v gerbera >/dev/null; then
@@ -141,17 +158,15 @@ if command -v gerbera >/dev/null; then
     mkdir -p "$work/gerbera/home"
     chown -R "${user:-$(id -un)}" "$work/gerbera"
     # Started with a home of its own, it writes its default configuration and database
-    # under HOME/.config/gerbera.
+    # there (it binds to the first network card; the loopback one it refuses).
     start=$(now)
-    as_user gerbera --home "$work/gerbera/home" --port "${CALYX_BENCH_GERBERA_PORT:-58201}" \
-        --interface lo --add "$work/tree" --logfile "$work/gerbera/log" >/dev/null 2>&1 &
+    spawn_as_user gerbera --home "$work/gerbera/home" --port "${CALYX_BENCH_GERBERA_PORT:-58201}" \
+        --add "$work/tree" --logfile "$work/gerbera/log" >/dev/null 2>&1 &
     peer_pids+=($!)
-    db=$work/gerbera/home/.config/gerbera/gerbera.db
-    wait_for_count "gerbera" "$db" \
-        "SELECT count(*) FROM mt_cds_object WHERE location LIKE '%/file%' AND (object_type & 2) = 2" \
-        "${peer_pids[-1]}" || tail -5 "$work/gerbera/log"
-    kill "${peer_pids[-1]}" 2>/dev/null || true
-    wait "${peer_pids[-1]}" 2>/dev/null || true
+    db=$work/gerbera/home/gerbera.db
+    wait_for_scan "gerbera" "$db" \
+        "SELECT count(*) FROM mt_cds_object WHERE location LIKE 'F%' AND (object_type & 2) = 2" \
+        "${peer_pids[-1]}"
 fi
 
 echo

@@ -4,29 +4,55 @@
 
 namespace calyx_dms {
 
-bool ChangeClient(Calyx::DMSClientList& list, const std::string& path, const std::string& mac,
-                  const ClientChange& change, std::string& error) {
-    int found = 0;
+namespace {
+
+// Removes the entry of `mac` from a client list document, found as the list finds it.
+bool RemoveEntry(Json::Value& document, const std::string& mac) {
+    const Json::Value* entry = Calyx::ClientDocumentEntry(document, mac);
+    if (!entry)
+        return false;
+    Json::Value& entries = document["ClientList"];
+    for (Json::ArrayIndex i = 0; i < entries.size(); ++i)
+        if (&entries[i] == entry) {
+            Json::Value removed;
+            return entries.removeIndex(i, &removed);
+        }
+    return false;
+}
+
+bool EditDocument(const Calyx::DMSClientList& list, Json::Value& document, const std::string& mac,
+                  const ClientChange& change) {
     switch (change.kind) {
         case ClientChange::Kind::kProfile:
-            found = Calyx::ClientListSetMember(
-                list, mac, "profileName_UserSelected",
+            return Calyx::EditClientEntry(
+                list, document, mac, "profileName_UserSelected",
                 change.profile.empty() ? Json::Value() : Json::Value(change.profile));
-            break;
         case ClientChange::Kind::kAllow:
         case ClientChange::Kind::kDeny:
-            found = Calyx::ClientListSetMember(
-                list, mac, "isAccess", Json::Value(change.kind == ClientChange::Kind::kAllow));
-            break;
+            return Calyx::EditClientEntry(list, document, mac, "isAccess",
+                                          Json::Value(change.kind == ClientChange::Kind::kAllow));
         case ClientChange::Kind::kRemove:
-            found = Calyx::ClientListRemove(list, mac);
-            break;
+            return RemoveEntry(document, mac);
     }
-    if (!found) {
+    return false;
+}
+
+}  // namespace
+
+bool ChangeClient(Calyx::DMSClientList& list, const std::string& path, const std::string& mac,
+                  const ClientChange& change, std::string& error) {
+    // One locked step: other writers' edits are merged from the file first, then this
+    // change is applied on top, so the page's change (the newest) wins.
+    bool found = false;
+    int saved = Calyx::ClientListApply(list, path, [&](Json::Value& document) {
+        found = EditDocument(list, document, mac, change);
+        return found;
+    });
+    if (!found)
         error = "no client with MAC " + mac;
-        return false;
-    }
-    return Calyx::ClientListWriteTo(list, path, &error) == 1;
+    else if (saved != 1)
+        error = "cannot save " + path;
+    return found && saved == 1;
 }
 
 }  // namespace calyx_dms

@@ -40,7 +40,8 @@ const std::vector<std::string>& ClientSortKeys() {
     return keys;
 }
 
-std::vector<ClientRow> ClientRows(const Json::Value& document, const ClientSightings& sightings,
+std::vector<ClientRow> ClientRows(const Json::Value& document,
+                                  const std::map<std::string, time_t>& lastSeen,
                                   bool denyNewClients) {
     std::vector<ClientRow> rows;
     if (!document.isObject() || !document["ClientList"].isArray())
@@ -55,7 +56,8 @@ std::vector<ClientRow> ClientRows(const Json::Value& document, const ClientSight
         row.profile = Text(entry, "profileName_Orig");
         row.choice = Text(entry, "profileName_UserSelected");
         row.allowed = entry["isAccess"].isBool() ? entry["isAccess"].asBool() : !denyNewClients;
-        row.lastSeen = sightings.LastSeen(row.mac);
+        auto seen = lastSeen.find(row.mac);
+        row.lastSeen = seen == lastSeen.end() ? 0 : seen->second;
         rows.push_back(row);
     }
     return rows;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "client_sightings.h"
+#include <map>
 
 namespace calyx_dms {
 
@@ -26,9 +26,11 @@ struct ClientRow {
 // The sort keys the table's headings offer, in column order.
 const std::vector<std::string>& ClientSortKeys();
 
-// Every entry of `document` that has a MAC. An entry without "isAccess" is shown as the
-// server treats it: allowed unless new clients are denied.
-std::vector<ClientRow> ClientRows(const Json::Value& document, const ClientSightings& sightings,
+// Every entry of `document` that has a MAC, with its time from `lastSeen` (by MAC). An
+// entry without "isAccess" is shown as the server treats it: allowed unless new clients
+// are denied.
+std::vector<ClientRow> ClientRows(const Json::Value& document,
+                                  const std::map<std::string, time_t>& lastSeen,
                                   bool denyNewClients);
 
 // Keeps the rows whose name, MAC, IP or profiles contain `filter` (any case).

@@ -190,7 +190,8 @@ void AdminServer::ShowClients(SoupServerMessage* msg, AdminSession& session) {
     ClientsPageView view;
     view.sort = Field(fields.get(), "sort");
     view.filter = Field(fields.get(), "q");
-    view.rows = ClientRows(Calyx::ClientListDocument(list_), sightings_, list_.m_denyNewClients);
+    view.rows =
+        ClientRows(Calyx::ClientListDocument(list_), sightings_.Times(), list_.m_denyNewClients);
     FilterRows(view.rows, view.filter);
     SortRows(view.rows, view.sort);
     view.profiles = profiles_;
@@ -204,7 +205,8 @@ void AdminServer::ShowClients(SoupServerMessage* msg, AdminSession& session) {
 void AdminServer::LogIn(SoupServerMessage* msg) {
     FormFields fields = DecodeForm(msg);
     if (!PasswordMatches(Field(fields.get(), "password"), options_.adminPasswordHash)) {
-        LogChange(std::string("wrong password from ") + soup_server_message_get_remote_host(msg));
+        const char* host = soup_server_message_get_remote_host(msg);
+        LogChange(std::string("wrong password from ") + (host ? host : "?"));
         return Respond(msg, SOUP_STATUS_FORBIDDEN,
                        RenderLoginPage(texts_, texts_.Translate("wrong_password")));
     }

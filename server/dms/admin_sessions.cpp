@@ -3,6 +3,7 @@
 #include <sys/random.h>
 
 #include "calyx/core.h"
+#include "password_hash.h"
 
 namespace calyx_dms {
 
@@ -78,12 +79,7 @@ std::string CookieValue(const char* cookieHeader, const std::string& name) {
 }
 
 bool CsrfMatches(const AdminSession& session, const std::string& sent) {
-    if (sent.size() != session.csrf.size() || sent.empty())
-        return false;
-    unsigned char difference = 0;
-    for (size_t i = 0; i < sent.size(); ++i)
-        difference |= static_cast<unsigned char>(sent[i] ^ session.csrf[i]);
-    return difference == 0;
+    return !sent.empty() && SameSecret(sent, session.csrf);
 }
 
 }  // namespace calyx_dms

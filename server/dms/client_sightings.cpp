@@ -22,9 +22,4 @@ ClientSightings::~ClientSightings() {
     g_signal_handler_disconnect(server_, handler_);
 }
 
-time_t ClientSightings::LastSeen(const std::string& mac) const {
-    auto it = lastSeen_.find(mac);
-    return it == lastSeen_.end() ? 0 : it->second;
-}
-
 }  // namespace calyx_dms

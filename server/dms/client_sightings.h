@@ -21,8 +21,8 @@ public:
     ClientSightings& operator=(const ClientSightings&) = delete;
 
     void Seen(const std::string& mac) { lastSeen_[mac] = time(nullptr); }
-    // 0 when `mac` was not seen since the start.
-    time_t LastSeen(const std::string& mac) const;
+    // MAC -> when; a client not seen since the start has no element.
+    const std::map<std::string, time_t>& Times() const { return lastSeen_; }
 
 private:
     SoupServer* server_;

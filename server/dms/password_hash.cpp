@@ -15,15 +15,6 @@ namespace {
 
 const char kSha512Prefix[] = "$6$";
 
-bool SameText(const std::string& a, const std::string& b) {
-    if (a.size() != b.size())
-        return false;
-    unsigned char difference = 0;
-    for (size_t i = 0; i < a.size(); ++i)
-        difference |= static_cast<unsigned char>(a[i] ^ b[i]);
-    return difference == 0;
-}
-
 // Reads one line from standard input without echoing it when it is a terminal.
 std::string ReadPassword() {
     termios saved{};
@@ -47,6 +38,15 @@ std::string ReadPassword() {
 
 }  // namespace
 
+bool SameSecret(const std::string& a, const std::string& b) {
+    if (a.size() != b.size())
+        return false;
+    unsigned char difference = 0;
+    for (size_t i = 0; i < a.size(); ++i)
+        difference |= static_cast<unsigned char>(a[i] ^ b[i]);
+    return difference == 0;
+}
+
 std::string MakePasswordHash(const std::string& password) {
     // The salt comes from the system's random source (crypt_gensalt with no entropy given).
     std::unique_ptr<char, decltype(&free)> salt(crypt_gensalt_ra(kSha512Prefix, 0, nullptr, 0),
@@ -69,7 +69,7 @@ bool PasswordMatches(const std::string& password, const std::string& hash) {
         return false;
     auto data = std::make_unique<crypt_data>();
     const char* computed = crypt_r(password.c_str(), hash.c_str(), data.get());
-    return computed && computed[0] != '*' && SameText(computed, hash);
+    return computed && computed[0] != '*' && SameSecret(computed, hash);
 }
 
 int PrintPasswordHash() {

@@ -12,6 +12,9 @@ std::string MakePasswordHash(const std::string& password);
 // Whether `hash` is a SHA-512 crypt hash the page accepts.
 bool IsPasswordHash(const std::string& hash);
 
+// Whether two secrets are equal, in a time that does not depend on where they differ.
+bool SameSecret(const std::string& a, const std::string& b);
+
 // Whether `password` hashes to `hash` (compared in constant time).
 bool PasswordMatches(const std::string& password, const std::string& hash);
 

@@ -61,6 +61,7 @@ EditableBaseline BaselineOf(const Json::Value& document) {
     if (clients == nullptr) {
         return baseline;
     }
+    baseline.reserve(clients->size());
     std::string mac;
     for (const Json::Value& entry : *clients) {
         if (MacOf(entry, mac)) {

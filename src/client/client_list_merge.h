@@ -7,8 +7,8 @@
 #include <json/value.h>
 
 #include <functional>
-#include <map>
 #include <string>
+#include <unordered_map>
 
 namespace Calyx {
 namespace detail {
@@ -24,7 +24,7 @@ struct EditableMembers {
 
 // The editable members of every entry of a document, by "macAddr" (entries whose
 // "macAddr" is not a string are left out; of two entries with one MAC the first counts).
-using EditableBaseline = std::map<std::string, EditableMembers>;
+using EditableBaseline = std::unordered_map<std::string, EditableMembers>;
 EditableBaseline BaselineOf(const Json::Value& document);
 
 // Recomputes "profileName" of an entry (DetermineProfileName).

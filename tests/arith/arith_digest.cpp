@@ -121,7 +121,11 @@ struct Family {
     std::vector<std::string> lines;
     uint64_t digest = 1469598103934665603ull;
 
-    void Add(const std::string& line) {
+    void Add(std::string line) {
+        // One listing line per call: line breaks inside the arguments are written "\n".
+        for (size_t at = line.find('\n'); at != std::string::npos; at = line.find('\n', at)) {
+            line.replace(at, 1, "\\n");
+        }
         lines.push_back(line);
         for (unsigned char c : line + "\n") {
             digest = (digest ^ c) * 1099511628211ull;

@@ -10,7 +10,6 @@
 #include <sstream>
 
 #include "support/test_support.h"
-#include "tool_command.h"
 
 extern char** environ;
 
@@ -27,7 +26,7 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::str
                                      0600);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
 
-    std::vector<std::string> argStore CALYX_TOOL_COMMAND;
+    std::vector<std::string> argStore{CALYX_TOOL_PATH};
     argStore.insert(argStore.end(), args.begin(), args.end());
     std::vector<char*> argv;
     for (std::string& a : argStore)
@@ -52,11 +51,10 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::str
 
     ToolRun run;
     pid_t pid = -1;
-    // The emulator of a cross build is found on PATH.
-    int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
+    int rc = posix_spawn(&pid, CALYX_TOOL_PATH, &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     if (rc != 0) {
-        ADD_FAILURE() << "cannot start " << argv[0];
+        ADD_FAILURE() << "cannot start " << CALYX_TOOL_PATH;
         return run;
     }
     int wstatus = 0;

@@ -2,9 +2,6 @@
 // straight into the document, so a file the reader rejects at once leaves the list.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <thread>
-
 #include "calyx/client_list.h"
 #include "calyx/ext.h"
 #include "client_list_test_util.h"
@@ -86,23 +83,6 @@ TEST_F(ClientListReload, FileBreakingOffAfterItsOpeningBracketReplacesTheList) {
 TEST_F(ClientListReload, NestingTooDeepForTheReaderLeavesTheList) {
     EXPECT_EQ(ReloadFrom(std::string(100000, '[')), 0);
     EXPECT_TRUE(Has("aa:01"));
-}
-
-// A reload while other threads serve: every lookup sees the old or the new list.
-TEST_F(ClientListReload, ReloadWhileOthersLookUp) {
-    root_.write("/other.json", R"({"ClientList": [{"macAddr": "aa:00", "ipAddr": "10.0.0.1"}]})");
-    std::atomic<bool> stop{false};
-    std::thread reader([&] {
-        while (!stop) {
-            EXPECT_EQ(list_.FindMacByIP("10.0.0.1"), "aa:00");
-            list_.UpdateKeys("HandleDiscovery", "aa:00", "10.0.0.1", {});
-        }
-    });
-    for (int i = 0; i < 50; ++i) {
-        list_.LoadClientList(i % 2 == 0 ? root_.resolve("/other.json") : Path());
-    }
-    stop = true;
-    reader.join();
 }
 
 }  // namespace

@@ -23,9 +23,17 @@ def main():
         fail("--help exited with %d" % result.returncode)
     for option in ("--config", "--interface", "--port", "--friendly-name", "--language",
                    "--profiles", "--database", "--log", "--log-level", "--deny-new-clients", "--no-discovery",
-                   "--save-interval"):
+                   "--save-interval", "--admin-address", "--admin-port", "--admin-password-hash",
+                   "--hash-password"):
         if option not in result.stdout:
             fail("--help does not mention " + option)
+    # --hash-password needs no other setting; an empty password is refused.
+    for password, status in (("pw 1\n", 0), ("\n", 1)):
+        result = subprocess.run([os.environ["CALYX_DMS"], "--hash-password"], input=password,
+                                capture_output=True, text=True, timeout=30)
+        if result.returncode != status or (status == 0) != result.stdout.startswith("$6$"):
+            fail("--hash-password of %r: status %d, %r %r"
+                 % (password, result.returncode, result.stdout, result.stderr))
     result = run()
     if result.returncode == 0 or "--profiles" not in result.stderr:
         fail("no profile list: status %d, %r" % (result.returncode, result.stderr))
