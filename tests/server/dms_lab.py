@@ -239,7 +239,8 @@ class Lab:
         """Starts calyx-dms in the server namespace (environment variables in `drop_env`
         left out) and waits until it serves."""
         log = os.path.join(self.tmp, "server.out")
-        env = dict(os.environ, CALYX_ROOT=self.root,
+        # TMPDIR: the server's own temporary folder stays in the lab's, even after a kill.
+        env = dict(os.environ, CALYX_ROOT=self.root, TMPDIR=self.tmp,
                    PGOPTIONS="-c search_path=%s" % self.schema)
         for name in drop_env:
             env.pop(name, None)
