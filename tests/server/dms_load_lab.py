@@ -50,14 +50,16 @@ def add_recorded_clients(lab, count, first=0):
     return made
 
 
-def identity(lab, client, headers):
-    """(profile, music only) that `calyx identify` gives for these control request headers
-    from this client."""
+def identity(lab, client, headers, handler="HandleActionRequest"):
+    """(profile, music only) that `calyx identify` gives for this client's control request
+    headers, as a control request or (handler "WebSerOpen") as a media request, which
+    carries them without SOAPAction and Content-Type."""
     args = [lab.tool, "identify", "-p", os.path.join(lab.source, "data/profiles.json"),
-            "--mac", client.mac, "--ip", client.ip, "--handler", "HandleActionRequest",
-            "--json"]
+            "--mac", client.mac, "--ip", client.ip, "--handler", handler, "--json"]
     for header in headers:
-        args += ["-H", header]
+        if handler == "HandleActionRequest" or header.split(":")[0].lower() not in (
+                "soapaction", "content-type"):
+            args += ["-H", header]
     found = json.loads(run(*args).stdout)
     return found["profileName"], "musiconly" in found["checker"]["types"]
 
