@@ -1,5 +1,5 @@
 # Entry points. Each installs what is missing first, so a fresh machine needs nothing else.
-.PHONY: all deps test-deps build test demo bench fuzz format clean
+.PHONY: all deps test-deps build test test-armhf demo bench fuzz format clean
 
 all: build
 
@@ -16,6 +16,9 @@ build: deps
 
 test:
 	@bash scripts/run-tests.sh
+
+test-armhf:
+	@bash scripts/run-tests-armhf.sh
 
 demo: build
 	@bash scripts/demo.sh

@@ -104,7 +104,14 @@ fi
 
 section "calyx-dms: the media server on a namespaced network"
 dms=${CALYX_DMS:-$(dirname "$calyx")/../server/dms/calyx-dms}
-if [ "$(id -u)" -eq 0 ] && [ -x "$dms" ] && [ -x /usr/bin/python3 ]; then
+# What the section needs besides root: the GUPnP bindings of Debian's Python, ffmpeg for
+# the sample media and the PostgreSQL server (scripts/install-deps.sh --test has them all).
+dms_ready() {
+    [ -x "$dms" ] && command -v ffmpeg >/dev/null && command -v psql >/dev/null &&
+        ls /usr/lib/postgresql/*/bin/initdb >/dev/null 2>&1 &&
+        /usr/bin/python3 -c 'import gi; gi.require_version("GUPnP", "1.6")' 2>/dev/null
+}
+if [ "$(id -u)" -eq 0 ] && dms_ready; then
     # A throw-away media index server, stopped again whatever happens.
     # shellcheck source=scripts/pg-server.sh
     . "$src/scripts/pg-server.sh"
@@ -115,9 +122,26 @@ if [ "$(id -u)" -eq 0 ] && [ -x "$dms" ] && [ -x /usr/bin/python3 ]; then
     pg_server_stop
 else
     echo "Run 'sudo make demo' to see calyx-dms serve generated media in a network namespace"
-    echo "to a GUPnP control point in another (needs root for the namespaces). By hand:"
+    echo "to a GUPnP control point in another (needs root for the namespaces, and the packages"
+    echo "of 'bash scripts/install-deps.sh --test'). By hand:"
+    echo "  build/release/tools/calyx index ~/Music ~/Videos"
     echo "  build/release/server/dms/calyx-dms --profiles data/profiles.json --interface eth0"
     echo "(docs/server.md explains the settings and the media index it serves)."
+fi
+
+section "calyx-dms: the settings page (client list in a browser)"
+echo "The page is off until a password hash is configured; it listens on 127.0.0.1:8201."
+echo "  build/release/server/dms/calyx-dms --hash-password     (type the password; prints a hash)"
+echo "  add 'admin-password-hash = <that hash>' to the configuration file, start calyx-dms"
+echo "  with --config FILE and open http://127.0.0.1:8201/ on the server itself"
+echo "  (from another machine: ssh -L 8201:127.0.0.1:8201 <server>, then the same address)."
+shots=$(ls "$src"/build/*/tests/server/dms_admin/admin-*.png 2>/dev/null || true)
+if [ -n "$shots" ]; then
+    echo "Screenshots the tests took in headless Chromium (desktop and a 360x740 phone):"
+    sed 's/^/  /' <<<"$shots"
+else
+    echo "Screenshots: 'make test' takes them in headless Chromium into"
+    echo "  build/asan/tests/server/dms_admin/admin-desktop.png and admin-phone.png"
 fi
 
 echo

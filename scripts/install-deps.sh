@@ -5,6 +5,8 @@
 #   scripts/install-deps.sh          what building and running need (make build, make demo)
 #   scripts/install-deps.sh --test   also what testing, packaging, benchmarks and fuzzing
 #                                    need (make test, make bench, make fuzz)
+#   scripts/install-deps.sh --armhf  also the cross compilers and the emulator of the
+#                                    32-bit ARM test command (make test-armhf)
 set -euo pipefail
 
 BUILD_PACKAGES=(
@@ -13,6 +15,8 @@ BUILD_PACKAGES=(
     libcli11-dev libvalijson-dev
     # the media server programs in server/ (indexer and calyx-dms)
     libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libgupnp-1.6-dev
+    # password hashes of the settings page of calyx-dms
+    libcrypt-dev
 )
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
@@ -24,12 +28,16 @@ TEST_PACKAGES=(
     ffmpeg exiv2
     # tests of calyx-dms with real clients on namespaced networks
     gir1.2-gupnp-1.6 python3-gi curl iproute2
+    # the settings page of calyx-dms in a real (headless) browser
+    chromium chromium-driver python3-selenium
 )
+ARMHF_PACKAGES=(crossbuild-essential-armhf qemu-user)
 
 PACKAGES=("${BUILD_PACKAGES[@]}")
-if [ "${1:-}" = "--test" ]; then
-    PACKAGES+=("${TEST_PACKAGES[@]}")
-fi
+case "${1:-}" in
+    --test) PACKAGES+=("${TEST_PACKAGES[@]}") ;;
+    --armhf) PACKAGES+=("${TEST_PACKAGES[@]}" "${ARMHF_PACKAGES[@]}") ;;
+esac
 
 missing=()
 for pkg in "${PACKAGES[@]}"; do

@@ -24,8 +24,10 @@ namespace client_detail {
 struct CompiledVideoProfiles;
 
 // Holds an agent's video-profile rules in their compiled form. Built on first use (safe
-// from several threads at once), dropped whenever the settings change through setPair.
-// Copies start empty: the copy compiles its own rules when first asked.
+// from several threads at once) and built again whenever the settings' content differs
+// from what they were compiled from (a replaced set stays allocated until reset or
+// destruction, since another thread may still read it); dropped by setPair. Copies start
+// empty: the copy compiles its own rules when first asked.
 class CALYX_EXPORT CompiledRulesCache {
 public:
     CompiledRulesCache() = default;
@@ -49,9 +51,10 @@ private:
 /// characters the client cannot display and its profile settings (video-profile rules).
 ///
 /// Agents are filled through setPair while the profile list loads and are read-only
-/// afterwards. The fields are public for the host to read; change the settings only
-/// through setPair, which also refreshes the compiled video-profile rules (a direct write
-/// to m_profileSettings is not seen by getVideoProfileName until the next setPair).
+/// afterwards. The fields are public for the host to read. A direct edit of
+/// m_profileSettings is seen by the next getVideoProfileName (which compares the map with
+/// what its compiled rules came from); it must not overlap with selections on other
+/// threads.
 class CALYX_EXPORT Agent {
 public:
     /// Renderer families, as bits of m_agentType.

@@ -73,9 +73,15 @@ public:
     /// ClientListStartUp (calyx/ext.h), which covers that case.
     bool Load(const std::string& clientListPath, const std::string& profileListPath);
 
-    /// Parses the file at `path` (comments kept) as the client document. 1 on success; 0
-    /// with "Error: DMSClientList::LoadClientList - %s could not open" (document unchanged)
-    /// or "... - Json::Reader::parse failed" (document = what the reader produced).
+    /// Parses the file at `path` (comments kept) as the client document, as if straight
+    /// into the current one: a file the reader rejects at once (empty, garbage) leaves the
+    /// list, a comment-only file adds its comment, a file that breaks off inside replaces
+    /// it with what was read up to the break. Swapped in under the lock, so a reload while
+    /// other threads serve is safe. A device is read without waiting (at most 16 MiB); a
+    /// FIFO or socket cannot be opened. 1 on success; 0 with "Error:
+    /// DMSClientList::LoadClientList - %s could not open" (document unchanged) or "... -
+    /// Json::Reader::parse failed" (a file that did not parse is kept aside by the next
+    /// save, see WriteToFile).
     int LoadClientList(const std::string& path);
 
     /// Appends to the identification records every "ProfileList" element of the file at
@@ -85,10 +91,24 @@ public:
     int LoadProfileIDList(const std::string& path);
 
     /// Saves the document, tab-indented, to "/var/packages/Calyx/etc/client_list.json"
-    /// (root prefix applied) through a temporary file in the same directory that is
-    /// synced and renamed over the old file; the old file's permission bits are kept and
-    /// a symbolic link at the path is followed. 1 on success; 0 with "Error - %s could not
-    /// open" when any step fails, leaving the old file as it was.
+    /// (root prefix applied; a symbolic link at the path is followed). Steps:
+    ///  - takes the writers' lock, flock on the file's directory, waiting at most 2 s;
+    ///  - removes temporary files of killed saves ("." + name + "." + six characters);
+    ///  - when the file's bytes differ from what this object last loaded or saved there,
+    ///    merges another writer's edits: "profileName_UserSelected" and "isAccess" changed
+    ///    on disk replace memory's (and "profileName" is recomputed), entries removed on
+    ///    disk are removed; nothing else comes from disk;
+    ///  - drops members holding credentials ("open_"/"browse_" + "authorization",
+    ///    "proxy-authorization" or "cookie") that older versions recorded;
+    ///  - copies a file that failed to parse at the last load, if still there unchanged,
+    ///    to "<file>.corrupt";
+    ///  - writes through a synced temporary file renamed over the old one (permission bits
+    ///    and owner kept), or in place where a rename would not keep what the file is (a
+    ///    device, a FIFO, hard links, a file or directory we may not write, a foreign
+    ///    owner, a name too long): then a failed write may leave the file incomplete.
+    /// 1 on success; 0 with "Error - %s could not open" when any step fails, memory as it
+    /// was (merged values stay only on success). Do not call it while holding the writers'
+    /// lock (inside a ClientListApply edit): it would wait for itself.
     int WriteToFile();
 
     /// Position of the entry whose "macAddr" equals `mac` (exact bytes) in `index`; false
@@ -109,7 +129,9 @@ public:
     int EraseObject(const std::string& mac);
 
     /// Creates or refreshes the entry of `mac` from a request seen by handler `source`
-    /// ("HandleDiscovery", "HandleActionRequest", "WebSerOpen"), stores the headers, matches
+    /// ("HandleDiscovery", "HandleActionRequest", "WebSerOpen"), stores the headers (never
+    /// the transport headers of the skip list, nor the credentials "authorization",
+    /// "proxy-authorization" and "cookie", compared without regard to case), matches
     /// the profile and sets the display name. 1 when done; 0 for an empty MAC or a document
     /// that cannot hold clients (see above).
     ///

@@ -10,6 +10,7 @@
 
 #include <stdint.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -43,8 +44,11 @@ struct JsonFileError {
 };
 
 /// Parses the file at `path` the way the library's loaders do (comments allowed and
-/// collected) into `root`. On failure returns false, leaves `root` unspecified and, when
-/// `error` is not null, fills it with the first error.
+/// collected) into `root`, opening it as they do: a FIFO or socket is refused without
+/// waiting ("cannot open: it is a FIFO"), a device is read without waiting (at most
+/// 16 MiB), a directory fails with "cannot read: it is a directory". On failure returns
+/// false, leaves `root` unspecified and, when `error` is not null, fills it with the
+/// first error.
 CALYX_EXPORT bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* error);
 
 /// Why the file at `path` cannot be read as a file, checked through the same guarded open
@@ -120,18 +124,60 @@ CALYX_EXPORT bool ClientListEntry(DMSClientList& list, const std::string& mac, J
 /// Edits the entry of `mac` under the list's lock, the way the package's settings screen
 /// does: sets member `key` to `value` (a null `value` removes the member), then
 /// recomputes "profileName" from the entry with DetermineProfileName so the user's
-/// choice takes effect at once. Returns 1, or 0 when there is no such entry.
+/// choice takes effect at once. Memory only: a second writer saves such an edit with
+/// ClientListApply. Returns 1, or 0 when there is no such entry (or `key` is "macAddr"
+/// or "ipAddr").
 CALYX_EXPORT int ClientListSetMember(DMSClientList& list, const std::string& mac,
                                      const std::string& key, const Json::Value& value);
 
-/// Saves the client list document to `path` with the save that WriteToFile uses (styled,
-/// tab-indented, comments kept), crash-safe: the text goes to a temporary file beside
-/// `path`, is flushed to disk and renamed over `path`, so a reader or a crash sees either
-/// the old or the new file, never a part. Holds the list's lock. Returns 1, or 0 with an
+/// The entry of `mac` in a client list `document` (for example the one an edit of
+/// ClientListApply receives), found as VerifyMacIsExist finds it: the first whose
+/// "macAddr" equals `mac`, before the first entry without "macAddr". Null when there is
+/// none. Takes no lock; the pointer is valid until the document changes.
+CALYX_EXPORT Json::Value* ClientDocumentEntry(Json::Value& document, const std::string& mac);
+
+/// EraseObject's trimming on a client list `document`: removes every member of the entry
+/// of `mac` except "macAddr", "isAccess", "browse_user-agent" and "open_user-agent".
+/// Takes no lock. False when there is no such entry.
+CALYX_EXPORT bool EraseClientEntry(Json::Value& document, const std::string& mac);
+
+/// The edit of ClientListEdit's document that ClientListSetMember makes: in `document`
+/// (a client list document, for example the one an edit receives), sets member `key` of
+/// the entry of `mac` (found as VerifyMacIsExist finds it) to `value` (null removes it)
+/// and recomputes its "profileName" with list.DetermineProfileName. Takes no lock. False
+/// when there is no such entry or `key` is "macAddr" or "ipAddr".
+CALYX_EXPORT bool EditClientEntry(const DMSClientList& list, Json::Value& document,
+                                  const std::string& mac, const std::string& key,
+                                  const Json::Value& value);
+
+/// Saves the client list document to `path` with the save of WriteToFile (see there:
+/// the writers' lock, edits of other writers merged in, crash-safe replace or rewrite in
+/// place, a corrupt file kept aside). Holds the list's lock. Returns 1, or 0 with an
 /// "Error - %s could not open" line in the library log (and `*error`, when not null, set
 /// to the reason) when the file cannot be written; the old file then stays.
 CALYX_EXPORT int ClientListWriteTo(DMSClientList& list, const std::string& path,
                                    std::string* error);
+
+/// An edit made by ClientListApply. It receives the document that will be saved (the
+/// list's own, with other writers' edits already merged in) and returns true to save it
+/// or false to abandon the edit (nothing is written, the list stays as it was). It runs
+/// holding the list's lock and the writers' lock: it must not call the list's methods
+/// (the Determine methods and EditClientEntry excepted), WriteToFile or any other save.
+using ClientListEdit = std::function<bool(Json::Value& document)>;
+
+/// How a second writer (a settings screen, a tool) changes a client list file that a
+/// server also saves, without either losing the other's edits: in one step it takes the
+/// list's lock and the writers' lock of the file's directory (waiting at most 2 s),
+/// merges from `path` what other writers changed since `list` last read or wrote it,
+/// applies `edit`, writes the result to `path` and releases the locks. The edited
+/// document becomes the list's only when the save succeeds. A process that serves no
+/// requests (a tool, a settings page) should let its edit start from the file as it is
+/// (ReadJsonFile of `path` into the document: the lock keeps it current), since what it
+/// loaded earlier may lack clients a server saved since. Returns 1 on success; 0 when the
+/// edit declined (nothing logged) or the save failed ("Error - %s could not open" in the
+/// library log; the file stays as it was). Never throws, even when `edit` does.
+CALYX_EXPORT int ClientListApply(DMSClientList& list, const std::string& path,
+                                 const ClientListEdit& edit);
 
 // ---------------------------------------------------------------------------------------
 // Host start-up and the road of one request

@@ -109,7 +109,9 @@ bool Catalog::Page(const std::vector<Listing>& listings, const std::string& orde
             return false;
         long long first = std::max(0LL, offset - total);
         total += count;
-        long long wanted = limit - static_cast<long long>(rows.size());
+        // Counted and selected in two statements: rows added in between must not make a
+        // page longer than its TotalMatches.
+        long long wanted = std::min(limit - static_cast<long long>(rows.size()), count - first);
         if (first >= count || wanted <= 0)
             continue;
         Calyx::MediaDB db(listing.table, conn_);

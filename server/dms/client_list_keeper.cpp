@@ -2,7 +2,6 @@
 
 #include "calyx/core.h"
 #include "calyx/ext.h"
-#include "client_list_start.h"
 
 namespace calyx_dms {
 
@@ -60,33 +59,26 @@ bool ClientListKeeper::FileIsOurs() const {
 }
 
 void ClientListKeeper::OnFileEvent() {
-    if (FileIsOurs())
-        return;
-    // Another program saved the list: its decisions (access, chosen profile) apply now,
-    // not at the next check.
-    diskChanged_ = true;
-    TakeOverSavedEdits(list_, path_);
+    // Another program saved the list. The save merges its decisions (access, chosen
+    // profile, removed entries) into memory, so they apply now, not at the next check.
+    if (!FileIsOurs())
+        Save();
 }
 
 void ClientListKeeper::Check() {
-    Json::Value document = Calyx::ClientListDocument(list_);
-    bool memoryChanged = !(document == written_);
-    if (!memoryChanged && !diskChanged_)
+    if (Calyx::ClientListDocument(list_) == written_ && FileIsOurs())
         return;
-    if (diskChanged_ && !FileIsOurs()) {
-        TakeOverSavedEdits(list_, path_);
-        document = Calyx::ClientListDocument(list_);
-    }
-    diskChanged_ = false;
-    if (document == written_ && FileIsOurs())
-        return;
+    Save();
+}
+
+void ClientListKeeper::Save() {
     if (!list_.WriteToFile()) {
         if (Calyx::DMSLOGGetLevel() >= 0)
             Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "Error: calyx-dms - cannot save %s\n",
                              path_.c_str());
         return;
     }
-    written_ = document;
+    written_ = Calyx::ClientListDocument(list_);
     stat(path_.c_str(), &savedStat_);
 }
 

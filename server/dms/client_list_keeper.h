@@ -1,6 +1,6 @@
-// Keeps the client list file in step with memory: saves when memory changed or when
-// another program saved the file (its edits are taken over first), checked at most every
-// few seconds; a save that would write what was last written writes nothing.
+// Keeps the client list file in step with memory: saves when memory changed (checked
+// every few seconds) and as soon as another program saved the file (the library's save
+// merges that program's edits); a check that finds nothing changed writes nothing.
 #ifndef CALYX_DMS_CLIENT_LIST_KEEPER_H
 #define CALYX_DMS_CLIENT_LIST_KEEPER_H
 
@@ -22,19 +22,20 @@ public:
     ClientListKeeper(const ClientListKeeper&) = delete;
     ClientListKeeper& operator=(const ClientListKeeper&) = delete;
 
-    // Saves if needed; called by the timer and at shutdown.
+    // Saves if memory or the file changed since the last save; called by the timer and
+    // at shutdown.
     void Check();
     // The file in the watched directory changed (any event naming it).
     void OnFileEvent();
 
 private:
     bool FileIsOurs() const;
+    void Save();
 
     Calyx::DMSClientList& list_;
     std::string path_;
     GFileMonitor* monitor_ = nullptr;
     guint timer_ = 0;
-    bool diskChanged_ = false;
     Json::Value written_;       // the document as last saved
     struct stat savedStat_ {};  // the file as the last save left it
 };

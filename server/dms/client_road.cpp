@@ -30,20 +30,15 @@ bool IsCredential(const std::string& name) {
 }  // namespace
 
 std::map<std::string, std::string> RequestHeaderKeys(SoupMessageHeaders* headers) {
-    std::map<std::string, std::string> keys;
+    std::vector<std::pair<std::string, std::string>> received;
     SoupMessageHeadersIter iter;
     soup_message_headers_iter_init(&iter, headers);
     const char* name = nullptr;
     const char* value = nullptr;
-    while (soup_message_headers_iter_next(&iter, &name, &value)) {
-        std::string key = Calyx::StringToLower(name);
-        if (IsCredential(key))
-            continue;
-        auto [slot, fresh] = keys.emplace(key, value);
-        if (!fresh)
-            slot->second += std::string(", ") + value;
-    }
-    return keys;
+    while (soup_message_headers_iter_next(&iter, &name, &value))
+        if (!IsCredential(Calyx::StringToLower(name)))
+            received.emplace_back(name, value);
+    return Calyx::ClientHeaderKeys(received);
 }
 
 std::unique_ptr<ClientVisit> VisitClient(Calyx::DMSClientList& list, RequestKind kind,

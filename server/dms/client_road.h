@@ -6,6 +6,7 @@
 
 #include <libsoup/soup.h>
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,11 +32,13 @@ struct ClientVisit {
     std::string userAgent;
     std::unique_ptr<Calyx::DMSClientChecker> checker;
     long long libraryNanos = 0;  // time spent inside the library for this request
+    // When the request had been read and its handling began (identification included).
+    std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
 
 // Header names lower-cased (HTTP names are case-insensitive and the profiles expect lower
 // case); credentials ("authorization", "proxy-authorization", "cookie") left out. A name
-// sent twice keeps its values joined by ", ".
+// sent twice keeps its first value.
 std::map<std::string, std::string> RequestHeaderKeys(SoupMessageHeaders* headers);
 
 // Follows the road for a request from `ip` with `headers`. A client whose address is not

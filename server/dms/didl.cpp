@@ -2,8 +2,8 @@
 
 #include "calyx/core.h"
 #include "calyx/host.h"
+#include "indexer.h"
 #include "library_clock.h"
-#include "media_path.h"
 #include "search_criteria.h"
 #include "server_paths.h"
 
@@ -59,7 +59,7 @@ std::string MimeOf(const ZEVO_MEDIA_INFO& info) {
 }
 
 std::string FilePathOf(const ZEVO_MEDIA_INFO& info) {
-    return DecodeStoredPath(info.path);
+    return calyx_indexer::DecodeIndexedPath(info.path);
 }
 
 std::string DlnaFeatures(const Entry& entry, ClientVisit& visit) {

@@ -5,7 +5,6 @@
 #include "calyx/client.h"
 #include "calyx/core.h"
 #include "calyx/ext.h"
-#include "client_list_start.h"
 
 namespace calyx_dms {
 
@@ -57,8 +56,10 @@ bool LibrarySession::Start(std::string& error) {
 
     clients_.m_denyNewClients = options_.denyNewClients;
     MakeParentDirectories(ClientListPath());
-    if (!StartClientList(clients_, ClientListPath(), options_.profiles, error))
+    if (!Calyx::ClientListStartUp(clients_, ClientListPath(), options_.profiles)) {
+        error = "cannot load the profile list " + options_.profiles;
         return false;
+    }
 
     texts_.ImportStrings();
     return true;

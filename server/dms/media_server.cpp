@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "access_gate.h"
+#include "admin_server.h"
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
@@ -17,6 +18,7 @@
 #include "client_list_keeper.h"
 #include "connection_manager.h"
 #include "content_directory.h"
+#include "database_setting.h"
 #include "description.h"
 #include "library_session.h"
 #include "media_http.h"
@@ -77,8 +79,10 @@ struct DatabaseConnection {
 }  // namespace
 
 int RunMediaServer(const Options& options) {
-    LibrarySession session(options);
     std::string error;
+    if (!ApplyDatabaseSetting(options.database, error))
+        return Fail(error);
+    LibrarySession session(options);
     if (!session.Start(error))
         return Fail(error);
 
@@ -135,6 +139,15 @@ int RunMediaServer(const Options& options) {
     if (options.discoverRenderers)
         renderers.emplace(context.get(), session.clients());
     ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
+    // The settings page, only when a password hash is configured (there is no default).
+    std::optional<AdminServer> admin;
+    if (!options.adminPasswordHash.empty()) {
+        admin.emplace(gupnp_context_get_server(context.get()), session.clients(), session.texts(),
+                      options);
+        if (!admin->Start(gupnp_context_get_port(context.get()), error))
+            return Fail(error);
+        std::cout << "calyx-dms: settings page at " << admin->Url() << std::endl;
+    }
 
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
     auto stop = [](gpointer l) -> gboolean {

@@ -6,19 +6,25 @@
 
 #include <iostream>
 
+#include "admin_options.h"
+
 namespace calyx_dms {
 
 bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     CLI::App app{
         "calyx-dms: a DLNA/UPnP media server that browses and streams the media index.\n"
         "Fixed paths (ARP table, texts, settings) are read under $CALYX_ROOT when set."};
-    app.set_config("--config", "", "Configuration file of \"name = value\" lines");
+    CLI::Option* config =
+        app.set_config("--config", "", "Configuration file of \"name = value\" lines");
     app.add_option("--interface,-i", o.interface, "Network interface to serve on");
     app.add_option("--port", o.port, "HTTP port (0: any free port)")->check(CLI::Range(0u, 65535u));
     app.add_option("--friendly-name", o.friendlyName,
                    "Name shown to clients (default: the translated \"Media Server\")");
     app.add_option("--language", o.language, "Language of the texts (e.g. enu, ger)");
     app.add_option("--profiles", o.profiles, "Profile list file")->required();
+    app.add_option("--database", o.database,
+                   "libpq connection string of the media index server, as for calyx index "
+                   "(default: PGHOST/PGPORT; database \"calyx\", user \"admin\")");
     app.add_option("--log", o.log, "Log file (rotated by the library)");
     app.add_option("--log-level", o.logLevel, "0 errors, 1 info, 2 debug")->check(CLI::Range(0, 2));
     app.add_flag("--deny-new-clients", o.denyNewClients,
@@ -28,12 +34,15 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     app.add_option("--save-interval", o.saveInterval,
                    "Seconds between checks whether the client list must be saved")
         ->check(CLI::Range(1u, 3600u));
+    AddAdminOptions(app, o);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        exitCode = app.exit(e);
+        exitCode = o.hashPassword ? o.hashExitCode : app.exit(e);
         return false;
     }
+    if (config->count() > 0)
+        o.configFile = config->as<std::string>();
     return true;
 }
 

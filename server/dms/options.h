@@ -12,11 +12,19 @@ struct Options {
     std::string friendlyName;  // "" = the translated "Media Server" text
     std::string language = "enu";
     std::string profiles;  // profile list file
+    std::string database;  // libpq connection string of the media index server ("": env)
     std::string log;       // "" = /var/packages/Calyx/var/calyx-dms.log under the root
     int logLevel = 1;
     bool denyNewClients = false;
     bool discoverRenderers = true;
     unsigned saveInterval = 2;  // seconds between checks of the client list
+    std::string configFile;     // the file named by --config ("" = none)
+    // The settings page: off unless a password hash is configured.
+    std::string adminAddress = "127.0.0.1";
+    unsigned adminPort = 8201;
+    std::string adminPasswordHash;  // crypt(3) SHA-512 hash made by --hash-password
+    bool hashPassword = false;      // --hash-password ran instead of the server
+    int hashExitCode = 0;
 };
 
 // Reads the flags (and the file named by --config). Prints help or an error and returns

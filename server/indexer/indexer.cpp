@@ -226,6 +226,8 @@ private:
             },
             [&](size_t job, ProbedMedia& media) {
                 written = written && Store(walk_.files[jobIndex_[job]], media);
+                if (!written)
+                    pool_.Cancel();  // the index cannot take more: stop probing
             });
         if (!ran) {
             poolError_ = pool_.error();
@@ -254,6 +256,8 @@ private:
             row.size = file.size;
             row.mtime = file.mtime;
             const bool sameTable = old != nullptr && old->table == MediaTableName(media.kind);
+            if (old != nullptr && old->thumbnail != media.thumbnail)
+                RemoveThumbnail(old->thumbnail);  // the file no longer has that picture
             if (old != nullptr && !sameTable)
                 ok = Write([&] { return RemoveRow(*old); });
             ok = ok && Write([&] { return store_.WriteItem(row, sameTable ? old->id : 0); });
@@ -265,10 +269,15 @@ private:
 
     // Deletes a row and the thumbnail it pointed to.
     bool RemoveRow(const IndexedRow& row) {
-        if (!row.thumbnail.empty() && !options_.thumbnailDir.empty() &&
-            IsUnder(row.thumbnail, options_.thumbnailDir))
-            unlink(row.thumbnail.c_str());
+        RemoveThumbnail(row.thumbnail);
         return store_.Delete(row.table, row.id);
+    }
+
+    // Only thumbnails in this run's cache are ours to delete.
+    void RemoveThumbnail(const std::string& thumbnail) {
+        if (!thumbnail.empty() && !options_.thumbnailDir.empty() &&
+            IsUnder(thumbnail, options_.thumbnailDir))
+            unlink(thumbnail.c_str());
     }
 
     bool RemoveGone() {

@@ -23,9 +23,12 @@ bool ReadPrefix(const std::string& bytes, size_t at, uint32_t& length) {
     return true;
 }
 
-bool ReadExactly(int fd, void* into, size_t size) {
+// Repeats `step(done)`, a send or read of what is left after `done` bytes, until `size`
+// bytes have passed; false when the peer is gone or the socket fails.
+template <typename Step>
+bool TransferAll(size_t size, Step step) {
     for (size_t done = 0; done < size;) {
-        const ssize_t n = read(fd, static_cast<char*>(into) + done, size - done);
+        const ssize_t n = step(done);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
@@ -35,19 +38,18 @@ bool ReadExactly(int fd, void* into, size_t size) {
     return true;
 }
 
+bool ReadExactly(int fd, void* into, size_t size) {
+    return TransferAll(
+        size, [&](size_t done) { return read(fd, static_cast<char*>(into) + done, size - done); });
+}
+
 }  // namespace
 
 bool SendMessage(int fd, const std::string& payload) {
     const std::string message = LengthPrefix(payload.size()) + payload;
-    for (size_t sent = 0; sent < message.size();) {
-        const ssize_t n = send(fd, message.data() + sent, message.size() - sent, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        sent += static_cast<size_t>(n);
-    }
-    return true;
+    return TransferAll(message.size(), [&](size_t done) {
+        return send(fd, message.data() + done, message.size() - done, MSG_NOSIGNAL);
+    });
 }
 
 bool ReceiveMessage(int fd, std::string& payload) {

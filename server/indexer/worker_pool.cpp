@@ -49,7 +49,7 @@ std::string ExitReason(int status) {
     // so that the run can tell what happened.
     for (int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
         signal(crash, SIG_DFL);
-    av_log_set_level(AV_LOG_QUIET);    // reasons travel back in the result, not on stderr
+    av_log_set_level(AV_LOG_QUIET);  // reasons travel back in the result, not on stderr
     std::string payload, path, thumbnail;
     while (ReceiveMessage(fd, payload) && UnpackPair(payload, path, thumbnail)) {
         const ProbedMedia media = ProbeMediaFile(path, thumbnail);
@@ -163,7 +163,10 @@ bool WorkerPool::Run(const std::vector<ProbeJob>& jobs, const StartHook& startin
             return false;
     }
     size_t next = 0;
+    cancelled_ = false;
     for (;;) {
+        if (cancelled_)
+            next = jobs.size();
         // Hand a job to every idle worker.
         for (Worker& worker : workers_) {
             while (worker.pid >= 0 && !worker.busy && next < jobs.size()) {

@@ -37,6 +37,10 @@ public:
     // when no worker process can be started.
     bool Run(const std::vector<ProbeJob>& jobs, const StartHook& starting, const DoneHook& done);
 
+    // Called from a hook: no further job is handed out; Run returns once the jobs under
+    // way are answered.
+    void Cancel() { cancelled_ = true; }
+
     const std::string& error() const { return error_; }
 
 private:
@@ -62,6 +66,7 @@ private:
 
     std::vector<Worker> workers_;
     int timeoutSeconds_;
+    bool cancelled_ = false;
     std::string error_;
 };
 

@@ -1,8 +1,12 @@
 #include <string.h>
 
+#include <string>
+#include <vector>
+
 #include "calyx/client.h"
 #include "calyx/core.h"
 #include "client/agent_tables.h"
+#include "client/profile_list.h"
 
 namespace Calyx {
 
@@ -36,7 +40,9 @@ bool Agent::checkProfileName(const std::string& name) {
     return name == m_profileName;
 }
 
-void Agent::setPair(const std::string& key, const std::string& value) {
+namespace detail {
+
+void ApplyAgentPair(Agent& agent, const std::string& key, const std::string& value) {
     if (key.compare(0, kProfileSettingPrefixLength, kProfileSettingPrefix) == 0 &&
         key.size() >= kProfileSettingPrefixLength) {
         size_t at = key.find('@');
@@ -44,25 +50,36 @@ void Agent::setPair(const std::string& key, const std::string& value) {
             return;
         }
         // The first value of a setting key wins; only a real insertion changes the rules.
-        if (m_profileSettings.emplace(key.substr(at + 1), value).second) {
-            m_compiledRules.reset();
+        if (agent.m_profileSettings.emplace(key.substr(at + 1), value).second) {
+            agent.m_compiledRules.reset();
         }
         return;
     }
     for (const AgentNameRow* row = gAgentTypeTable; row->name[0] != '\0'; ++row) {
         if (AgentNameRowMatches(*row, key)) {
-            setAgentType(static_cast<AGENT_TYPE>(row->value), value == "yes");
+            agent.setAgentType(static_cast<Agent::AGENT_TYPE>(row->value), value == "yes");
             return;
         }
     }
     if (key == "agentopt") {
-        for (const std::string& token : StringExplode(value, " \t")) {
+        // Split first: the only allocation comes before the first change.
+        const std::vector<std::string> tokens = StringExplode(value, " \t");
+        for (const std::string& token : tokens) {
             for (const AgentNameRow* row = gAgentCapOptTable; row->name[0] != '\0'; ++row) {
                 if (AgentNameRowMatches(*row, token)) {
-                    setCapability(static_cast<AGENT_CAPOPT>(row->value), true);
+                    agent.setCapability(static_cast<Agent::AGENT_CAPOPT>(row->value), true);
                 }
             }
         }
+    }
+}
+
+}  // namespace detail
+
+void Agent::setPair(const std::string& key, const std::string& value) {
+    try {
+        detail::ApplyAgentPair(*this, key, value);
+    } catch (const std::exception&) {  // out of memory: the agent is as it was
     }
 }
 

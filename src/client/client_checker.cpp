@@ -6,8 +6,7 @@ namespace Calyx {
 
 DMSClientChecker::DMSClientChecker(const std::string& userAgent, const std::string& profileName,
                                    bool defaultDLNA)
-    : m_profileName(profileName),
-      m_isMSClient(false),
+    : m_isMSClient(false),
       m_isXbox(false),
       m_isDLNA(false),
       m_isWMP(false),
@@ -18,11 +17,15 @@ DMSClientChecker::DMSClientChecker(const std::string& userAgent, const std::stri
       m_defaultDLNA(defaultDLNA),
       m_capability(0),
       m_agent(nullptr) {
-    // "Default Profile" means "no profile": it is never looked up, even when the file
-    // holds a profile of that name.
-    if (profileName != "Default Profile") {
-        Agent* agent = GetAgent(profileName);
+    // The copies are made in the body, where running out of memory can be caught: the
+    // checker then stays as after its first step (no agent, no flags, no offend chars).
+    try {
+        m_profileName = profileName;
+        // "Default Profile" means "no profile": it is never looked up, even when the file
+        // holds a profile of that name.
+        Agent* agent = profileName != "Default Profile" ? GetAgent(profileName) : nullptr;
         if (agent != nullptr) {
+            m_offendChars = agent->m_offendChars;
             uint32_t types = agent->m_agentType;
             m_isMSClient = (types & Agent::AGENT_TYPE_MSCLIENT) != 0;
             m_isXbox = (types & Agent::AGENT_TYPE_XBOX) != 0;
@@ -32,11 +35,13 @@ DMSClientChecker::DMSClientChecker(const std::string& userAgent, const std::stri
             m_isRoku = (types & Agent::AGENT_TYPE_ROKU) != 0;
             m_isWDTVLive = (types & Agent::AGENT_TYPE_WDTVLIVE) != 0;
             m_isSamsungTV = (types & Agent::AGENT_TYPE_SAMSUNGTV) != 0;
-            m_offendChars = agent->m_offendChars;
             m_capability = agent->m_capability;
             m_agent = agent;
             return;
         }
+    } catch (const std::exception&) {
+        m_offendChars.clear();
+        return;
     }
     if (userAgent.empty()) {
         m_isDLNA = defaultDLNA;

@@ -1,14 +1,13 @@
 // DMSClientList: loading, saving, lookups and the discovery update of the client list.
 #include "calyx/client_list.h"
 
-#include <strings.h>
-
 #include <cstdio>
 
 #include "calyx/core.h"
 #include "calyx/ext.h"
+#include "client/client_list_headers.h"
 #include "client/client_list_json.h"
-#include "client/client_list_save.h"
+#include "client/client_list_persist.h"
 #include "client/client_list_state.h"
 #include "dmsutils/json_document.h"
 
@@ -81,18 +80,6 @@ HeaderTarget TargetOf(const std::string& source) {
     return HeaderTarget::kNone;
 }
 
-bool IsSkippedHeader(const std::string& name) {
-    static const char* const kSkipped[] = {"Cache-Control",  "Pragma",       "Connection",
-                                           "Host",           "DATE",         "Accept",
-                                           "content-length", "content-type", "soapaction"};
-    for (const char* skipped : kSkipped) {
-        if (strcasecmp(name.c_str(), skipped) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 void StoreHeaders(HeaderTarget target, const std::map<std::string, std::string>& headers,
                   Json::Value& entry) {
     if (target == HeaderTarget::kNone) {
@@ -100,7 +87,7 @@ void StoreHeaders(HeaderTarget target, const std::map<std::string, std::string>&
     }
     char key[kHeaderKeySize];
     for (const auto& header : headers) {
-        if (IsSkippedHeader(header.first)) {
+        if (detail::IsSkippedHeader(header.first)) {
             continue;
         }
         if (target == HeaderTarget::kDiscovery) {
@@ -115,6 +102,19 @@ void StoreHeaders(HeaderTarget target, const std::map<std::string, std::string>&
 }
 
 }  // namespace
+
+namespace detail {
+
+void StripToIdentity(Json::Value& entry) {
+    for (const std::string& name : entry.getMemberNames()) {
+        if (name != "macAddr" && name != "isAccess" && name != "browse_user-agent" &&
+            name != "open_user-agent") {
+            entry.removeMember(name);
+        }
+    }
+}
+
+}  // namespace detail
 
 DMSClientList::DMSClientList()
     : m_root(), m_profileIDList(), m_denyNewClients(false), m_state(nullptr, &DeleteState) {
@@ -131,20 +131,28 @@ bool DMSClientList::Load(const std::string& clientListPath, const std::string& p
 
 int DMSClientList::LoadClientList(const std::string& path) {
     try {
+        // The file is parsed into a copy of the current document, as if straight into it:
+        // a file the reader rejects at once leaves the old list (a comment-only file adds
+        // its comment), one that breaks off inside leaves what was read up to the break.
         Json::Value document;
+        {
+            MutexLock lock(&m_mutex);
+            document = m_root;
+        }
+        detail::JsonFileRead read;
         detail::JsonFileOutcome outcome =
-            detail::LoadJsonFile(path, "DMSClientList::LoadClientList", document);
+            detail::LoadJsonFile(path, "DMSClientList::LoadClientList", document, &read);
         if (outcome == detail::JsonFileOutcome::kCannotOpen) {
             return 0;
         }
-        // A document that failed to parse replaces the old one all the same, with what
-        // the reader produced.
-        {
-            MutexLock lock(&m_mutex);
+        const bool parsed = outcome == detail::JsonFileOutcome::kParsed;
+        MutexLock lock(&m_mutex);
+        if (!read.readerGaveUp) {  // a reader that threw left nothing usable
             m_root.swap(document);
             RebuildIndex(m_root, *m_state);
         }
-        return outcome == detail::JsonFileOutcome::kParsed ? 1 : 0;
+        detail::RememberLoadedFile(*this, path, read, parsed);
+        return parsed ? 1 : 0;
     } catch (const std::exception&) {
         return 0;
     }
@@ -176,9 +184,14 @@ int DMSClientList::LoadProfileIDList(const std::string& path) {
 
 int DMSClientList::WriteToFile() {
     MutexLock lock(&m_mutex);
+    std::string path = kClientListFile;
     try {
-        return detail::SaveClientDocument(ResolveFixedPath(kClientListFile), m_root);
-    } catch (const std::exception&) {
+        path = ResolveFixedPath(kClientListFile);
+        return detail::SaveClientListLocked(*this, path, nullptr, nullptr);
+    } catch (const std::exception&) {  // out of memory
+        if (DMSLOGGetLevel() >= 0) {
+            DMSPrintf(DMSLOG_ERR, "Error - %s could not open\n", path.c_str());
+        }
         return 0;
     }
 }
@@ -240,12 +253,7 @@ int DMSClientList::EraseObject(const std::string& mac) {
             return 0;
         }
         Json::Value& entry = m_root["ClientList"][pos];
-        for (const std::string& name : entry.getMemberNames()) {
-            if (name != "macAddr" && name != "isAccess" && name != "browse_user-agent" &&
-                name != "open_user-agent") {
-                entry.removeMember(name);
-            }
-        }
+        detail::StripToIdentity(entry);
         m_state->index.Update(pos, entry);
         return 1;
     } catch (const std::exception&) {

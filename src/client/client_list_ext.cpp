@@ -1,5 +1,6 @@
-// Extension: match reports, entry access, removal, first start and saving to any path for
-// DMSClientList, built on the matcher, index and save that DMSClientList itself uses.
+// Extension: match reports, entry access, removal, first start, locked edits and saving to
+// any path for DMSClientList, built on the matcher, index and save that DMSClientList
+// itself uses.
 #include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -7,26 +8,13 @@
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "calyx/ext.h"
+#include "client/client_list_access.h"
 #include "client/client_list_json.h"
 #include "client/client_list_matcher.h"
-#include "client/client_list_save.h"
+#include "client/client_list_persist.h"
 #include "client/client_list_state.h"
 
 namespace Calyx {
-namespace detail {
-
-// The one door through which the extensions reach the list's private members.
-struct ClientListAccess {
-    static pthread_mutex_t& Mutex(DMSClientList& list) { return list.m_mutex; }
-    static Json::Value& Root(DMSClientList& list) { return list.m_root; }
-    static ClientListState& State(DMSClientList& list) { return *list.m_state; }
-    static const std::vector<IdentificationRecord>& Records(const DMSClientList& list) {
-        return list.m_state->records;
-    }
-};
-
-}  // namespace detail
-
 namespace {
 
 using detail::ClientListAccess;
@@ -117,16 +105,45 @@ bool ClientListEntry(DMSClientList& list, const std::string& mac, Json::Value& e
     }
 }
 
-int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::string& key,
-                        const Json::Value& value) {
+Json::Value* ClientDocumentEntry(Json::Value& document, const std::string& mac) {
+    try {
+        const Json::Value* clients = detail::FindMember(document, "ClientList");
+        if (clients == nullptr || !clients->isArray())
+            return nullptr;
+        std::string text;
+        for (Json::Value& entry : document["ClientList"]) {
+            const Json::Value* stored = detail::FindMember(entry, "macAddr");
+            if (stored == nullptr)
+                return nullptr;
+            if (detail::TextOf(*stored, text) && text == mac)
+                return &entry;
+        }
+    } catch (const std::exception&) {
+    }
+    return nullptr;
+}
+
+bool EraseClientEntry(Json::Value& document, const std::string& mac) {
+    Json::Value* entry = ClientDocumentEntry(document, mac);
+    if (entry == nullptr)
+        return false;
+    try {
+        detail::StripToIdentity(*entry);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+bool EditClientEntry(const DMSClientList& list, Json::Value& document, const std::string& mac,
+                     const std::string& key, const Json::Value& value) {
     // The identity keys feed the list's position index; they are not edited here.
     if (key == "macAddr" || key == "ipAddr")
-        return 0;
-    ListLock lock(list);
+        return false;
     try {
-        Json::Value* entry = LockedEntry(list, mac);
+        Json::Value* entry = ClientDocumentEntry(document, mac);
         if (entry == nullptr)
-            return 0;
+            return false;
         if (value.isNull())
             entry->removeMember(key);
         else
@@ -134,21 +151,40 @@ int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::
         std::string profileName;
         list.DetermineProfileName(*entry, profileName);
         (*entry)["profileName"] = profileName;
-        return 1;
+        return true;
     } catch (const std::exception&) {
-        return 0;
+        return false;
     }
+}
+
+int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::string& key,
+                        const Json::Value& value) {
+    ListLock lock(list);
+    return EditClientEntry(list, ClientListAccess::Root(list), mac, key, value) ? 1 : 0;
 }
 
 int ClientListWriteTo(DMSClientList& list, const std::string& path, std::string* error) {
     ListLock lock(list);
     // The save of WriteToFile, with its report, to another path.
     int failure = 0;
-    if (detail::SaveClientDocument(path, ClientListAccess::Root(list), &failure) == 1)
-        return 1;
+    try {
+        if (detail::SaveClientListLocked(list, path, nullptr, &failure) == 1)
+            return 1;
+    } catch (const std::exception&) {
+        failure = ENOMEM;
+    }
     if (error != nullptr)
         *error = strerror(failure);
     return 0;
+}
+
+int ClientListApply(DMSClientList& list, const std::string& path, const ClientListEdit& edit) {
+    ListLock lock(list);
+    try {
+        return detail::SaveClientListLocked(list, path, &edit, nullptr);
+    } catch (const std::exception&) {  // out of memory, or thrown by the edit
+        return 0;
+    }
 }
 
 int ClientListRemove(DMSClientList& list, const std::string& mac) {

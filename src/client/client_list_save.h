@@ -1,5 +1,5 @@
-// Crash-safe saving of a JSON document: the file at the path always holds either its
-// complete old content or the complete new one, whatever happens during the save.
+// Writing the client list file: through a temporary file renamed over the old one where
+// that keeps everything the file was, in place where a rename cannot.
 #ifndef CALYX_CLIENT_CLIENT_LIST_SAVE_H
 #define CALYX_CLIENT_CLIENT_LIST_SAVE_H
 
@@ -14,19 +14,35 @@ namespace detail {
 // per indentation level (comments included).
 std::string SerializeClientDocument(const Json::Value& document);
 
-// Replaces the content of the file at `path` with `bytes`: written to a new temporary
-// file in the same directory, synced, renamed over the old file, directory synced. A
-// symbolic link at `path` is followed (its target is replaced, the link stays); the old
-// file's permission bits (and, where allowed, owner) are kept; a new file gets the mode
-// that the process's umask gives. Returns 0 on success, otherwise the errno of the
-// failed step; the temporary file is then removed and the old file left untouched.
-int ReplaceFileAtomically(const std::string& path, const std::string& bytes);
+// The file that writing to `path` reaches: symbolic links in the last component are
+// followed (also a dangling one, whose target is then created). 0 or an errno (ELOOP
+// after 40 links).
+int ResolveFinalTarget(const std::string& path, std::string& target);
 
-// Serializes and saves `document` to `path`. 1 on success; 0 after logging
-// "Error - %s could not open\n" with `path` at level 0, with the errno of the failed
-// step in `*failure` when `failure` is given.
-int SaveClientDocument(const std::string& path, const Json::Value& document,
-                       int* failure = nullptr);
+std::string DirectoryOf(const std::string& path);
+std::string BaseNameOf(const std::string& path);
+
+// The name of the temporary file a save of `target` creates: "." + base name + "." and
+// six more characters, in the same directory.
+std::string TemporaryPattern(const std::string& target);
+// Whether `name` (a directory entry) has the form of TemporaryPattern(target)'s names.
+bool IsTemporaryNameOf(const std::string& name, const std::string& targetBaseName);
+
+// Writes `bytes` as the whole content of the file `target` (already resolved).
+//  - The ordinary case, a regular file with one link that we may write, in a directory
+//    we may write, owned by us or given back to its owner (or no file yet): a temporary
+//    file beside it is written, synced and renamed over it, so a crash leaves the old or
+//    the new content; its permission bits and owner are kept.
+//  - Otherwise (a device, a FIFO, a file with several links, one we may not write, one
+//    in a directory we may not write, a name too long for the temporary name, a file
+//    whose owner we cannot give it back to) the file is truncated and rewritten in place:
+//    its inode, links and owner stay, and a failed write may leave it incomplete. A FIFO
+//    is opened without waiting: without a reader the save fails.
+// 0 on success, otherwise the errno of the failed step (the temporary file is removed).
+int WriteClientFile(const std::string& target, const std::string& bytes);
+
+// ResolveFinalTarget, then WriteClientFile.
+int WriteFileContents(const std::string& path, const std::string& bytes);
 
 }  // namespace detail
 }  // namespace Calyx

@@ -3,6 +3,7 @@
 #include <json/json.h>
 
 #include <memory>
+#include <vector>
 
 #include "calyx/core.h"
 #include "dmsutils/json_document.h"
@@ -19,7 +20,7 @@ bool ValueAsText(const Json::Value& value, std::string& text) {
     try {
         text = value.asString();
         return true;
-    } catch (const Json::Exception&) {
+    } catch (const Json::Exception&) {  // out of memory (std::bad_alloc) goes on
         return false;
     }
 }
@@ -55,7 +56,7 @@ std::unique_ptr<Agent> MakeAgent(const Json::Value& entry) {
         if (key == "offendchars") {
             agent->m_offendChars = value;
         } else {
-            agent->setPair(key, value);
+            detail::ApplyAgentPair(*agent, key, value);
         }
     }
     return agent;
@@ -64,28 +65,39 @@ std::unique_ptr<Agent> MakeAgent(const Json::Value& entry) {
 }  // namespace
 
 bool DMSClientChecker::InitProfileList(const std::string& path) {
-    Json::Value root;
-    if (detail::LoadJsonFile(path, "DMSClientChecker::InitProfileList", root) !=
-        detail::JsonFileOutcome::kParsed) {
+    try {
+        Json::Value root;
+        if (detail::LoadJsonFile(path, "DMSClientChecker::InitProfileList", root) !=
+            detail::JsonFileOutcome::kParsed) {
+            return false;
+        }
+        if (!root.isObject()) {
+            return true;
+        }
+        const Json::Value& profiles = root["ProfileList"];
+        if (!profiles.isArray()) {
+            return true;
+        }
+        // The agents are made aside and joined to the list only when all are made, so that
+        // running out of memory leaves the list as it was.
+        std::vector<std::unique_ptr<Agent>> made;
+        made.reserve(profiles.size());
+        for (Json::ArrayIndex i = 0; i < profiles.size(); ++i) {
+            std::unique_ptr<Agent> agent = MakeAgent(profiles[i]);
+            if (agent) {
+                // Compile the video-profile rules now rather than on the first browse.
+                agent->m_compiledRules.get(agent->m_profileSettings);
+                made.push_back(std::move(agent));
+            }
+        }
+        gDMSAgentList.reserve(gDMSAgentList.size() + made.size());
+        for (std::unique_ptr<Agent>& agent : made) {
+            gDMSAgentList.push_back(agent.release());  // cannot throw after the reserve
+        }
+        return true;
+    } catch (const std::exception&) {  // out of memory
         return false;
     }
-    if (!root.isObject()) {
-        return true;
-    }
-    const Json::Value& profiles = root["ProfileList"];
-    if (!profiles.isArray()) {
-        return true;
-    }
-    gDMSAgentList.reserve(gDMSAgentList.size() + profiles.size());
-    for (Json::ArrayIndex i = 0; i < profiles.size(); ++i) {
-        std::unique_ptr<Agent> agent = MakeAgent(profiles[i]);
-        if (agent) {
-            // Compile the video-profile rules now rather than on the first browse.
-            agent->m_compiledRules.get(agent->m_profileSettings);
-            gDMSAgentList.push_back(agent.release());
-        }
-    }
-    return true;
 }
 
 void DMSClientChecker::ReleaseClientList() {

@@ -1,11 +1,12 @@
 #include "client/video_profile_rules.h"
 
+#include <memory>
+
 #include <ctype.h>
-#include <limits.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "calyx/core.h"
+#include "dmsutils/int_arith.h"
 
 namespace Calyx {
 namespace client_detail {
@@ -107,14 +108,7 @@ std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string&
 }
 
 int32_t ParseRangeBound(const std::string& text) {
-    long value = strtol(text.c_str(), nullptr, 10);
-    if (value > INT32_MAX) {
-        return INT32_MAX;
-    }
-    if (value < INT32_MIN) {
-        return INT32_MIN;
-    }
-    return static_cast<int32_t>(value);
+    return detail::Strtol32(text.c_str());
 }
 
 CompiledRule CompileVideoProfileRule(const std::string& name, const std::string& rule) {
@@ -129,13 +123,58 @@ CompiledRule CompileVideoProfileRule(const std::string& name, const std::string&
     return compiled;
 }
 
+namespace {
+
+void AppendSized(std::string& out, const std::string& text) {
+    const size_t size = text.size();
+    out.append(reinterpret_cast<const char*>(&size), sizeof size);
+    out.append(text);
+}
+
+// Whether `text` stands at `pos` of `source` as AppendSized put it; advances `pos`.
+bool MatchesSized(const std::string& source, size_t& pos, const std::string& text) {
+    size_t size = 0;
+    if (source.size() - pos < sizeof size) {
+        return false;
+    }
+    memcpy(&size, source.data() + pos, sizeof size);
+    pos += sizeof size;
+    if (size != text.size() || source.size() - pos < size ||
+        memcmp(source.data() + pos, text.data(), size) != 0) {
+        return false;
+    }
+    pos += size;
+    return true;
+}
+
+}  // namespace
+
+bool CompiledVideoProfiles::CompiledFrom(const std::map<std::string, std::string>& settings) const {
+    if (settings.size() != sourceEntries) {
+        return false;
+    }
+    size_t pos = 0;
+    for (const auto& setting : settings) {
+        if (!MatchesSized(source, pos, setting.first) ||
+            !MatchesSized(source, pos, setting.second)) {
+            return false;
+        }
+    }
+    return pos == source.size();
+}
+
 CompiledVideoProfiles* CompileVideoProfiles(const std::map<std::string, std::string>& settings) {
-    auto* compiled = new CompiledVideoProfiles;
+    auto compiled = std::make_unique<CompiledVideoProfiles>();
     compiled->rules.reserve(settings.size());
     for (const auto& setting : settings) {
         compiled->rules.push_back(CompileVideoProfileRule(setting.first, setting.second));
     }
-    return compiled;
+    for (const auto& setting : settings) {
+        AppendSized(compiled->source, setting.first);
+        AppendSized(compiled->source, setting.second);
+    }
+    compiled->sourceEntries = settings.size();
+    return compiled.release();
 }
 
 void MakeVideoItemView(const ZEVO_MEDIA_INFO& item, VideoItemView& view) {
@@ -184,21 +223,30 @@ RuleOutcome EvaluateVideoProfileRule(const CompiledRule& rule, const VideoItemVi
 }
 
 void CompiledRulesCache::reset() {
-    delete compiled_.exchange(nullptr, std::memory_order_acq_rel);
+    const CompiledVideoProfiles* compiled = compiled_.exchange(nullptr, std::memory_order_acq_rel);
+    while (compiled != nullptr) {
+        const CompiledVideoProfiles* older = compiled->replaced;
+        delete compiled;
+        compiled = older;
+    }
 }
 
 const CompiledVideoProfiles* CompiledRulesCache::get(
     const std::map<std::string, std::string>& settings) const {
     const CompiledVideoProfiles* current = compiled_.load(std::memory_order_acquire);
-    if (current != nullptr) {
+    // m_profileSettings is public: a host may have edited it directly since the rules
+    // were compiled. Comparing contents sees every change, also one that keeps the size.
+    if (current != nullptr && current->CompiledFrom(settings)) {
         return current;
     }
     // Several threads may compile at once; the first to publish wins, the others discard.
-    const CompiledVideoProfiles* fresh = CompileVideoProfiles(settings);
+    CompiledVideoProfiles* fresh = CompileVideoProfiles(settings);
+    fresh->replaced = current;
     if (compiled_.compare_exchange_strong(current, fresh, std::memory_order_acq_rel,
                                           std::memory_order_acquire)) {
         return fresh;
     }
+    fresh->replaced = nullptr;
     delete fresh;
     return current;
 }

@@ -79,6 +79,15 @@ struct CompiledRule {
 
 struct CompiledVideoProfiles {
     std::vector<CompiledRule> rules;  // in ascending byte order of the profile names
+    // The settings these rules were compiled from, laid out in one buffer (each key and
+    // value as its length and bytes, in map order) so that checking a map against them
+    // reads memory in one sweep: any other content is compiled again.
+    std::string source;
+    size_t sourceEntries = 0;
+    bool CompiledFrom(const std::map<std::string, std::string>& settings) const;
+    // The rules this set replaced, kept alive (a thread may still hold them) until the
+    // cache is reset or destroyed.
+    const CompiledVideoProfiles* replaced = nullptr;
 };
 
 CompiledRule CompileVideoProfileRule(const std::string& name, const std::string& rule);

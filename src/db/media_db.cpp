@@ -1,12 +1,11 @@
 // MediaDB: builds SELECT statements over one media table and walks their rows.
 #include "calyx/media_db.h"
 
-#include <climits>
-#include <cstdlib>
 #include <new>
 
 #include "calyx/core.h"
 #include "db/pq_expbuffer.h"
+#include "dmsutils/int_arith.h"
 
 namespace Calyx {
 
@@ -163,15 +162,7 @@ std::string MediaDB::FetchField(const char* name) {
 
 int MediaDB::FetchFieldAsInt(const char* name) {
     std::string text = FetchField(name);
-    long value = strtol(text.c_str(), nullptr, 10);
-    // Clamped like a 32-bit long would be, so overflow never wraps into a wrong number.
-    if (value > INT_MAX) {
-        return INT_MAX;
-    }
-    if (value < INT_MIN) {
-        return INT_MIN;
-    }
-    return static_cast<int>(value);
+    return detail::Strtol32(text.c_str());
 }
 
 bool MediaDB::FetchMediaItem(ZEVO_MEDIA_INFO& item) {

@@ -24,6 +24,21 @@ bool AppendFileContents(FILE* file, std::string& text);
 /// it cannot be opened or read (a directory opens but cannot be read).
 bool ReadWholeFile(const std::string& path, std::string& text);
 
+/// What a JSON loader found at a path.
+enum class SourceKind { kMissing, kRegular, kDirectory, kDevice, kFifo, kSocket, kOther };
+
+/// A device is read up to this many bytes ("/dev/zero" never ends).
+constexpr size_t kDeviceReadLimit = 16u << 20;
+
+/// Reads the file at `path` the way the JSON loaders do, without ever waiting: a regular
+/// file whole; a directory opens and reads as nothing; a character or block device is
+/// opened non-blocking and read until end of file, EAGAIN or kDeviceReadLimit bytes.
+/// False (with `text` empty) when `path` cannot be opened (missing, unreadable) or names a
+/// FIFO or socket (refused: opening a FIFO can wait forever).
+/// `kind` (when given) receives what was found. Throws std::bad_alloc only when the
+/// file does not fit in memory.
+bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind = nullptr);
+
 }  // namespace detail
 }  // namespace Calyx
 

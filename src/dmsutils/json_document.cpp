@@ -1,8 +1,5 @@
 #include "dmsutils/json_document.h"
 
-#include <cstdio>
-#include <memory>
-
 #include "calyx/core.h"
 #include "dmsutils/file_kind.h"
 
@@ -15,6 +12,8 @@ bool ParseJsonDocument(const std::string& text, Json::Value& root, Json::Reader*
     Json::Reader& used = reader != nullptr ? *reader : local;
     try {
         return used.parse(text, root, true);
+    } catch (const std::bad_alloc&) {
+        throw;  // out of memory is the caller's failure, not a syntax error
     } catch (const std::exception& e) {
         // The reader gives up on pathological nesting by throwing.
         root = Json::Value();
@@ -25,20 +24,25 @@ bool ParseJsonDocument(const std::string& text, Json::Value& root, Json::Reader*
     }
 }
 
-JsonFileOutcome LoadJsonFile(const std::string& path, const char* method, Json::Value& root) {
+JsonFileOutcome LoadJsonFile(const std::string& path, const char* method, Json::Value& root,
+                             JsonFileRead* read) {
     try {
-        std::unique_ptr<FILE, int (*)(FILE*)> file(OpenForReading(path), fclose);
-        if (!file) {
+        std::string text;
+        SourceKind kind = SourceKind::kMissing;
+        if (!ReadJsonSource(path, text, &kind)) {
             if (DMSLOGGetLevel() >= 0) {
                 DMSPrintf(DMSLOG_ERR, "Error: %s - %s could not open\n", method, path.c_str());
             }
             return JsonFileOutcome::kCannotOpen;
         }
-        // What could be read is parsed: a directory opens but reads as nothing, which
-        // makes a parse failure.
-        std::string text;
-        AppendFileContents(file.get(), text);
-        if (!ParseJsonDocument(text, root)) {
+        std::string thrown;
+        bool parsed = ParseJsonDocument(text, root, nullptr, &thrown);
+        if (read != nullptr) {
+            read->text.swap(text);
+            read->regularFile = kind == SourceKind::kRegular;
+            read->readerGaveUp = !thrown.empty();
+        }
+        if (!parsed) {
             if (DMSLOGGetLevel() >= 0) {
                 DMSPrintf(DMSLOG_ERR, "Error: %s - Json::Reader::parse failed\n", method);
             }

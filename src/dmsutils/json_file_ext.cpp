@@ -2,10 +2,11 @@
 #include <errno.h>
 #include <string.h>
 
-#include <fstream>
-#include <sstream>
+#include <string>
+#include <vector>
 
 #include "calyx/ext.h"
+#include "dmsutils/file_kind.h"
 #include "dmsutils/json_document.h"
 
 namespace Calyx {
@@ -37,18 +38,19 @@ bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* err
     JsonFileError& err = error ? *error : local;
     err = JsonFileError();
     try {
-        std::ifstream in(path, std::ios::in | std::ios::binary);
-        if (!in) {
-            err.message = std::string("cannot open: ") + strerror(errno);
+        // The loaders' guarded open: a FIFO or socket is refused without waiting, a
+        // device is read without waiting, a directory is named as such.
+        std::string text;
+        detail::SourceKind kind = detail::SourceKind::kMissing;
+        if (!detail::ReadJsonSource(path, text, &kind)) {
+            const std::string reason = UnreadableFileReason(path);
+            err.message = reason.rfind("cannot", 0) == 0 ? reason : "cannot open: it " + reason;
             return false;
         }
-        std::ostringstream buffer;
-        buffer << in.rdbuf();
-        if (in.bad()) {
-            err.message = "cannot read the file";
+        if (kind == detail::SourceKind::kDirectory) {
+            err.message = "cannot read: it is a directory";
             return false;
         }
-        const std::string text = buffer.str();
         Json::Reader reader;
         std::string thrown;
         if (ParseJsonDocument(text, root, &reader, &thrown))

@@ -163,7 +163,9 @@ void DMSPrintf(DMSLOG_LEVEL level, const char* format, ...) {
     va_end(args);
     if (len >= 0 && static_cast<size_t>(len) < sizeof line - prefix) {
         fwrite(line, 1, prefix + static_cast<size_t>(len), gLogStream);
-    } else if (len >= 0) {
+    } else {
+        // Too long for the buffer, or a conversion failed: vfprintf writes what it can,
+        // so the text before a failing conversion still reaches the file.
         fwrite(line, 1, prefix, gLogStream);
         vfprintf(gLogStream, format, retry);
     }

@@ -3,6 +3,7 @@
 #include <spawn.h>
 #include <sys/types.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -17,6 +18,11 @@ int RunProgramAndWait(const char* const argv[]) {
     }
     // posix_spawn rather than fork: it is safe in a multi-threaded host and reports a
     // program that cannot be executed as an error instead of a child that exits 127.
+    // Some C libraries and user-mode emulators spawn by fork and report it as a child that
+    // exits 127 all the same, so a missing program is caught here first.
+    if (access(argv[0], X_OK) != 0) {
+        return -1;
+    }
     pid_t pid = 0;
     int rc = posix_spawn(&pid, argv[0], nullptr, nullptr, const_cast<char* const*>(argv), environ);
     if (rc != 0) {

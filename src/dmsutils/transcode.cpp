@@ -3,8 +3,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -15,23 +13,6 @@
 
 namespace Calyx {
 
-namespace {
-
-// A leading decimal integer ("2000k" is 2000), saturated at the 32-bit range as the
-// appliance's 32-bit strtol does.
-int32_t ReadDecimal(const std::string& text) {
-    long long value = strtoll(text.c_str(), nullptr, 10);
-    if (value > std::numeric_limits<int32_t>::max()) {
-        return std::numeric_limits<int32_t>::max();
-    }
-    if (value < std::numeric_limits<int32_t>::min()) {
-        return std::numeric_limits<int32_t>::min();
-    }
-    return static_cast<int32_t>(value);
-}
-
-}  // namespace
-
 int GetTransBitRate(const std::string& encoderArgs) {
     if (encoderArgs.empty()) {
         CALYX_REPORT_BAD_PARAMETER();
@@ -41,15 +22,16 @@ int GetTransBitRate(const std::string& encoderArgs) {
     int32_t video = -1;
     int32_t audio = -1;
     int32_t channels = -1;
-    // The last piece cannot be an option with a value.
+    // The last piece cannot be an option with a value. Values are leading decimal
+    // integers ("2000k" is 2000).
     for (size_t i = 0; i + 1 < pieces.size(); ++i) {
         const std::string& option = pieces[i];
         if (option == "-maxrate" || option == "-b") {
-            video = ReadDecimal(pieces[i + 1]);
+            video = detail::Strtol32(pieces[i + 1].c_str());
         } else if (option == "-ab") {
-            audio = ReadDecimal(pieces[i + 1]);
+            audio = detail::Strtol32(pieces[i + 1].c_str());
         } else if (option == "-ac") {
-            channels = ReadDecimal(pieces[i + 1]);
+            channels = detail::Strtol32(pieces[i + 1].c_str());
         }
     }
     if (video == -1 || audio == -1 || channels == -1) {
@@ -61,7 +43,7 @@ int GetTransBitRate(const std::string& encoderArgs) {
 }
 
 int64_t PredictTransFileSize(std::string encoderArgs, float seconds) {
-    if (encoderArgs.empty() || seconds < 0 || std::isnan(seconds)) {
+    if (encoderArgs.empty() || seconds < 0) {  // NaN is not below 0: it gives 0 below
         CALYX_REPORT_BAD_PARAMETER();
         return 0;
     }

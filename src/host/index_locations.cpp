@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <json/value.h>
+#include "dmsutils/file_kind.h"
 #include "dmsutils/json_document.h"
 
 #include "calyx/core.h"
@@ -107,7 +108,9 @@ FolderMap CollectIndexLocations(const std::string& word) {
         return folders;
     }
     std::string text;
-    if (!detail::ReadWholeFile(file, text)) {
+    // A directory reads as nothing and so fails to parse; a device is read without
+    // waiting; a FIFO or socket cannot be opened.
+    if (!detail::ReadJsonSource(file, text)) {
         if (DMSLOGGetLevel() >= 0) {
             DMSPrintf(DMSLOG_ERR, "Error: %s could not open\n", file.c_str());
         }

@@ -2,7 +2,10 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include "calyx/client_list.h"
 #include "cli_runner.h"
 #include "support/test_support.h"
 
@@ -114,7 +117,53 @@ TEST(CliClients, ErrorsNameTheFile) {
     EXPECT_NE(run.err.find(dir.file("bad.json") + ":3:"), std::string::npos) << run.err;
 }
 
-TEST(CliClients, UnwritableDirectoryFailsAndKeepsTheOldFile) {
+// A server saving its list in a loop and the tool editing the same file: the server's
+// saves keep the tool's edits, the tool's saves keep the server's clients.
+TEST(CliClients, ToolAndAServerSavingInALoopKeepEachOthersChanges) {
+    ScopedRoot root;
+    const std::string path = root.write("/var/packages/Calyx/etc/client_list.json", kList);
+    const std::string stop = root.resolve("/stop");
+    pid_t server = fork();
+    ASSERT_GE(server, 0);
+    if (server == 0) {
+        Calyx::DMSClientList list;
+        if (list.LoadClientList(path) != 1)
+            _exit(2);
+        for (int i = 0; !FileExists(stop); ++i) {
+            list.UpdateKeys("HandleDiscovery", "bb:" + std::to_string(i), "10.1.0.1", {});
+            list.UpdateKeys("WebSerOpen", "aa:01", "10.0.0.1", {{"user-agent", "Roku/2"}});
+            if (list.WriteToFile() != 1)
+                _exit(3);
+            usleep(2000);
+        }
+        _exit(list.WriteToFile() == 1 ? 0 : 4);
+    }
+    for (int i = 0; i < 5; ++i) {
+        ToolRun run = RunTool({"clients", "--file", path, i % 2 == 0 ? "deny" : "allow", "aa:01"});
+        EXPECT_EQ(run.status, 0) << run.err;
+        run = RunTool({"clients", "--file", path, "set-profile", "aa:02", "P" + std::to_string(i),
+                       "--force"});
+        EXPECT_EQ(run.status, 0) << run.err;
+    }
+    WriteFile(stop, "");
+    int status = 0;
+    ASSERT_EQ(waitpid(server, &status, 0), server);
+    ASSERT_TRUE(WIFEXITED(status));
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+
+    Json::Value clients = ParseJson(ReadFile(path))["ClientList"];
+    ASSERT_GE(clients.size(), 3u);
+    EXPECT_FALSE(clients[0]["isAccess"].asBool());                    // the tool's last word: deny
+    EXPECT_EQ(clients[0]["open_user-agent"], Json::Value("Roku/2"));  // the server's data
+    EXPECT_EQ(clients[1]["profileName_UserSelected"], Json::Value("P4"));
+    EXPECT_EQ(clients[1]["profileName"], Json::Value("P4"));
+    // Every client the server saw is there, in order.
+    for (Json::ArrayIndex i = 2; i < clients.size(); ++i)
+        EXPECT_EQ(clients[i]["macAddr"], Json::Value("bb:" + std::to_string(i - 2)));
+}
+
+// A writable file in a directory the tool may not write is rewritten in place.
+TEST(CliClients, WritableFileInAnUnwritableDirectoryIsSaved) {
     if (RunningAsRoot())
         GTEST_SKIP() << "root writes anywhere";
     TempDir dir;
@@ -122,9 +171,20 @@ TEST(CliClients, UnwritableDirectoryFailsAndKeepsTheOldFile) {
     chmod(dir.file("sub").c_str(), 0555);
     ToolRun run = RunTool({"clients", "--file", dir.file("sub/c.json"), "deny", "aa:01"});
     chmod(dir.file("sub").c_str(), 0755);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_FALSE(ParseJson(ReadFile(dir.file("sub/c.json")))["ClientList"][0]["isAccess"].asBool());
+}
+
+TEST(CliClients, ReadOnlyFileFailsAndStaysAsItWas) {
+    if (RunningAsRoot())
+        GTEST_SKIP() << "root writes a read-only file";
+    TempDir dir;
+    WriteFile(dir.file("c.json"), kList);
+    chmod(dir.file("c.json").c_str(), 0444);
+    ToolRun run = RunTool({"clients", "--file", dir.file("c.json"), "deny", "aa:01"});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find("cannot save"), std::string::npos) << run.err;
-    EXPECT_EQ(ReadFile(dir.file("sub/c.json")), kList);
+    EXPECT_EQ(ReadFile(dir.file("c.json")), kList);
 }
 
 }  // namespace

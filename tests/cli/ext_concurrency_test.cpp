@@ -73,5 +73,39 @@ TEST(ExtClientListConcurrency, RemovalsBesideUpdatesAndLookups) {
     }
 }
 
+// A server thread saving its list and a second writer (its own list object on the same
+// file) editing through ClientListApply: the writers' lock serialises them, and the
+// server's saves keep the editor's last word.
+TEST(ExtClientListConcurrency, ServerSavesBesideLockedEdits) {
+    TempDir dir;
+    const std::string path = dir.file("c.json");
+    WriteFile(path, R"({"ClientList": [{"macAddr": "m0", "isAccess": true}]})");
+    Calyx::DMSClientList server;
+    ASSERT_EQ(server.LoadClientList(path), 1);
+    const int rounds = 20 * TestScale();
+    std::thread saver([&] {
+        for (int i = 0; i < rounds; ++i) {
+            server.UpdateKeys("HandleDiscovery", "s" + std::to_string(i), "10.0.0.1", {});
+            EXPECT_EQ(Calyx::ClientListWriteTo(server, path, nullptr), 1);
+        }
+    });
+    std::thread editor([&] {
+        for (int i = 0; i < rounds; ++i) {
+            Calyx::DMSClientList tool;
+            Calyx::ClientListApply(tool, path, [&](Json::Value& doc) {
+                Calyx::ReadJsonFile(path, doc, nullptr);
+                return Calyx::EditClientEntry(tool, doc, "m0", "isAccess", Json::Value(i % 2 == 1));
+            });
+        }
+    });
+    saver.join();
+    editor.join();
+    ASSERT_EQ(Calyx::ClientListWriteTo(server, path, nullptr), 1);
+    Json::Value saved;
+    ASSERT_TRUE(Calyx::ReadJsonFile(path, saved, nullptr));
+    EXPECT_EQ(saved["ClientList"].size(), static_cast<Json::ArrayIndex>(rounds + 1));
+    EXPECT_EQ(saved["ClientList"][0]["isAccess"], Json::Value((rounds - 1) % 2 == 1));
+}
+
 }  // namespace
 }  // namespace calyx_test

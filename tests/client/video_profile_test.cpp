@@ -226,6 +226,44 @@ TEST_F(VideoProfileTest, SettingsAddedAfterTheFirstLookupAreHonoured) {
     EXPECT_EQ("y", checker_.getVideoProfileName(&item_));
 }
 
+// m_profileSettings is public: every direct change of its content is seen by the next
+// selection, also one that keeps the size and one that is undone again.
+TEST_F(VideoProfileTest, DirectEditsOfTheSettingsAreSeen) {
+    agent_.setPair("profile@a", "channel@6");
+    agent_.setPair("profile@b", "channel@2");
+    EXPECT_EQ("a", checker_.getVideoProfileName(&item_));
+
+    agent_.m_profileSettings["a"] = "channel@2";  // same size, other value
+    EXPECT_EQ("", checker_.getVideoProfileName(&item_));
+    agent_.m_profileSettings["b"] = "channel@6";
+    EXPECT_EQ("b", checker_.getVideoProfileName(&item_));
+
+    agent_.m_profileSettings.erase("b");  // same size, other key
+    agent_.m_profileSettings["c"] = "channel@6";
+    EXPECT_EQ("c", checker_.getVideoProfileName(&item_));
+
+    agent_.m_profileSettings["a"] = "channel@6";  // undone again
+    EXPECT_EQ("a", checker_.getVideoProfileName(&item_));
+    agent_.m_profileSettings["a"] = "channel@2";
+    EXPECT_EQ("c", checker_.getVideoProfileName(&item_));
+
+    agent_.m_profileSettings.clear();
+    EXPECT_EQ("", checker_.getVideoProfileName(&item_));
+    agent_.m_profileSettings["z"] = "channel@6";
+    EXPECT_EQ("z", checker_.getVideoProfileName(&item_));
+}
+
+// The explanation reads the same compiled rules, so it follows direct edits too.
+TEST_F(VideoProfileTest, ExplanationFollowsDirectEdits) {
+    agent_.setPair("profile@a", "channel@6");
+    ASSERT_EQ(Calyx::ExplainVideoProfiles(&agent_, &item_).size(), 1u);
+    agent_.m_profileSettings["a"] = "channel@2";
+    std::vector<Calyx::VideoProfileVerdict> verdicts = Calyx::ExplainVideoProfiles(&agent_, &item_);
+    ASSERT_EQ(verdicts.size(), 1u);
+    EXPECT_FALSE(verdicts[0].matched);
+    EXPECT_EQ(verdicts[0].rule, "channel@2");
+}
+
 TEST_F(VideoProfileTest, UnterminatedTextFieldsAreReadWithinTheirArrays) {
     memset(item_.video_codec, 'a', sizeof item_.video_codec);
     EXPECT_FALSE(Matches("video_codec@aaa"));

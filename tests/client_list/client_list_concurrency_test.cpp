@@ -100,4 +100,29 @@ TEST(ClientListConcurrency, UpdatesSavesAndErasesInterleave) {
     EXPECT_EQ(macs.count(MacOf(kClients - 1)), 1u);
 }
 
+// A reload while other threads look up and update: each sees the old or the new list.
+TEST(ClientListConcurrency, ReloadWhileOthersServe) {
+    calyx_test::ScopedRoot root;
+    const std::string first =
+        root.write("/first.json",
+                   R"({"ClientList": [{"macAddr": "aa:00", "ipAddr": "10.0.0.1"},
+                                              {"macAddr": "aa:01", "ipAddr": "10.0.0.2"}]})");
+    const std::string second = root.write(
+        "/second.json", R"({"ClientList": [{"macAddr": "aa:00", "ipAddr": "10.0.0.1"}]})");
+    Calyx::DMSClientList list;
+    ASSERT_EQ(list.LoadClientList(first), 1);
+    std::atomic<bool> stop{false};
+    std::thread server([&] {
+        while (!stop) {
+            EXPECT_EQ(list.FindMacByIP("10.0.0.1"), "aa:00");
+            list.UpdateKeys("HandleDiscovery", "aa:00", "10.0.0.1", {});
+        }
+    });
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(list.LoadClientList(i % 2 == 0 ? second : first), 1);
+    }
+    stop = true;
+    server.join();
+}
+
 }  // namespace

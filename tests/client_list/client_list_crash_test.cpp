@@ -55,7 +55,9 @@ TEST(ClientListCrash, KilledSaverLeavesTheOldOrTheNewDocument) {
         if (child == 0) {
             SaveForever(path);
         }
-        usleep(std::uniform_int_distribution<unsigned>(0, 25000)(rng));
+        // Up to a few saves' time, longer where the saver runs slower.
+        usleep(std::uniform_int_distribution<unsigned>(0, 25000)(rng) *
+               static_cast<unsigned>(calyx_test::TimeScale()));
         ASSERT_EQ(kill(child, SIGKILL), 0);
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -83,6 +85,13 @@ TEST(ClientListCrash, KilledSaverLeavesTheOldOrTheNewDocument) {
     }
     EXPECT_GT(fileSeen, kills / 2);
     EXPECT_GT(lastCount, 10);
+
+    // Killed saves leave their temporary files; the next clean save removes them all.
+    Calyx::DMSClientList clean;
+    ASSERT_EQ(clean.LoadClientList(path), 1);
+    ASSERT_EQ(clean.WriteToFile(), 1);
+    EXPECT_EQ(calyx_test::ListDirectory(root.resolve("/var/packages/Calyx/etc")),
+              std::vector<std::string>{"client_list.json"});
 }
 
 }  // namespace

@@ -4,9 +4,13 @@
 
 #include <json/reader.h>
 #include <json/value.h>
+#include <json/writer.h>
+
+#include <gtest/gtest.h>
 
 #include <string>
 
+#include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "support/test_support.h"
 
@@ -48,6 +52,26 @@ public:
 private:
     Calyx::DMSLOG_LEVEL old_;
 };
+
+// A root prefix with the client list's directory, and a list holding client "aa:00"
+// (friendly name "F"), not yet saved.
+class OneClientList : public ::testing::Test {
+protected:
+    void SetUp() override {
+        MakeDirs(Dir());
+        ASSERT_EQ(list_.UpdateKeys("HandleDiscovery", "aa:00", "1", {{"friendlyName", "F"}}), 1);
+    }
+    std::string Dir() const { return root_.resolve("/var/packages/Calyx/etc"); }
+    std::string Path() const { return root_.resolve(kClientListFixedPath); }
+
+    ScopedRoot root_;
+    Calyx::DMSClientList list_;
+};
+
+// `value` as styled JSON text.
+inline std::string SerializeStyled(const Json::Value& value) {
+    return Json::StyledWriter().write(value);
+}
 
 inline Json::Value ParseJson(const std::string& text, bool* ok = nullptr) {
     Json::Value value;

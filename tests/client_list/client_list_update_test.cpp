@@ -76,6 +76,40 @@ TEST_F(ClientListUpdate, SkipListIgnoresCaseButKeptKeysKeepTheirCase) {
     }
 }
 
+// Credentials never reach the shared client list file, from any source, in any case.
+TEST_F(ClientListUpdate, CredentialsAreNeverRecorded) {
+    const Headers headers{{"Authorization", "Basic c2VjcmV0"},
+                          {"PROXY-AUTHORIZATION", "Basic cHJveHk="},
+                          {"cookie", "session=1"},
+                          {"user-agent", "UA"}};
+    for (const char* source : {"WebSerOpen", "HandleActionRequest", "HandleDiscovery"}) {
+        ASSERT_EQ(list_.UpdateKeys(source, "aa:00", "10.0.0.1", headers), 1);
+    }
+    Json::Value entry = Entry(0);
+    EXPECT_EQ(entry["open_user-agent"], Json::Value("UA"));
+    EXPECT_EQ(entry["browse_user-agent"], Json::Value("UA"));
+    EXPECT_EQ(entry["user-agent"], Json::Value("UA"));
+    std::string saved = ReadFile(root_.resolve(kClientListFixedPath));
+    for (const char* secret : {"c2VjcmV0", "cHJveHk=", "session=1"}) {
+        EXPECT_EQ(saved.find(secret), std::string::npos) << secret;
+    }
+}
+
+// Lists written by older versions hold recorded credentials: the save drops them.
+TEST_F(ClientListUpdate, SaveDropsCredentialsRecordedByOlderVersions) {
+    UseClients(R"({"ClientList": [
+      {"macAddr": "aa:00", "open_authorization": "a", "browse_Cookie": "b",
+       "OPEN_PROXY-AUTHORIZATION": "c", "open_user-agent": "UA", "authorization": "kept",
+       "open_cookies": "kept too"},
+      {"macAddr": "aa:01", "browse_authorization": "d"}]})");
+    Json::Value first = Entry(0);
+    EXPECT_EQ(
+        first.getMemberNames(),
+        (std::vector<std::string>{"authorization", "macAddr", "open_cookies", "open_user-agent"}));
+    EXPECT_EQ(Entry(1).getMemberNames(), std::vector<std::string>{"macAddr"});
+    EXPECT_EQ(list_.FindKey("aa:01", "browse_authorization"), "");
+}
+
 TEST_F(ClientListUpdate, DiscoveryFieldsKeepTheirNamesAndUnknownSourcesRecordNothing) {
     ASSERT_EQ(list_.UpdateKeys("HandleDiscovery", "aa:00", "1", {{"modelName", "M"}}), 1);
     ASSERT_EQ(list_.UpdateKeys("SomethingElse", "aa:01", "2", {{"modelName", "N"}}), 1);

@@ -202,9 +202,12 @@ int ReferenceClientList::EraseObject(const std::string& mac) {
 void ReferenceClientList::StoreHeaders(const std::string& source,
                                        const std::map<std::string, std::string>& headers,
                                        Json::Value& entry) const {
-    static const char* const kSkip[] = {
-        "Cache-Control", "Pragma", "Connection",     "Host",         "Host",
-        "DATE",          "Accept", "content-length", "content-type", "soapaction"};
+    // The transport headers, and the credentials that are never recorded.
+    static const char* const kSkip[] = {"Cache-Control", "Pragma",         "Connection",
+                                        "Host",          "Host",           "DATE",
+                                        "Accept",        "content-length", "content-type",
+                                        "soapaction",    "authorization",  "proxy-authorization",
+                                        "cookie"};
     for (const auto& header : headers) {
         bool skip = false;
         for (const char* s : kSkip) {

@@ -111,6 +111,23 @@ TEST_F(LogTest, NegativeLevelSilencesEverything) {
     EXPECT_EQ(Log(), "");
 }
 
+// A conversion that fails (a wide character the C locale cannot encode) still leaves
+// the stamp and the text before it, as writing straight through with vfprintf does.
+TEST_F(LogTest, FailingConversionWritesWhatVfprintfWrites) {
+    const wchar_t unencodable[] = {static_cast<wchar_t>(0xE9), 0};
+    std::string direct = dir_.file("direct");
+    FILE* out = fopen(direct.c_str(), "w");
+    ASSERT_NE(out, nullptr);
+    fprintf(out, "Nov 5 09:04:07 before %ls after\n", unencodable);
+    fclose(out);
+    ASSERT_EQ(ReadFile(direct), "Nov 5 09:04:07 before ");
+
+    Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "before %ls after\n", unencodable);
+    EXPECT_EQ(Log(), ReadFile(direct));
+    Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "next\n");
+    EXPECT_EQ(Log(), ReadFile(direct) + "Nov 5 09:04:07 next\n");
+}
+
 TEST_F(LogTest, NoLineBreakIsAdded) {
     Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "a");
     Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "b\n");

@@ -47,8 +47,9 @@ TEST(ClientListFullDisk, SaveFailsAndThePreviousFileStays) {
     Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "room again\n");
     EXPECT_NE(ReadFile(log).find(" room again\n"), std::string::npos);
     Calyx::DMSLogClose();
-    // No temporary file is left beside the list.
-    EXPECT_FALSE(calyx_test::FileExists(root.resolve(kClientList) + ".tmp"));
+    // No temporary file (".client_list.json." and six characters) is left beside the list.
+    EXPECT_EQ(calyx_test::ListDirectory(root.resolve("/var/packages/Calyx/etc")),
+              std::vector<std::string>{"client_list.json"});
 }
 
 }  // namespace

@@ -69,13 +69,14 @@ bool Damaged(const std::string& path, Damage damage) {
     if (child == 0) {
         _exit(check() ? 0 : 1);
     }
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const int limit = 10 * calyx_test::TimeScale();
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(limit);
     int status = 0;
     while (waitpid(child, &status, WNOHANG) == 0) {
         if (std::chrono::steady_clock::now() > deadline) {
             kill(child, SIGKILL);
             waitpid(child, &status, 0);
-            return ::testing::AssertionFailure() << "blocked for 10 s";
+            return ::testing::AssertionFailure() << "blocked for " << limit << " s";
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }

@@ -234,10 +234,25 @@ TEST(GetIndexLoacationPath, EmptyFileIsInvalidJson) {
     EXPECT_EQ(CountContaining(log.Lines(), "Error: Json::Reader::parse " + file + " failed"), 1u);
 }
 
-TEST(GetIndexLoacationPath, UnopenableFileIsLoggedAndGivesEmptyMap) {
+// A directory opens and reads as nothing: a parse failure, as for any empty file.
+TEST(GetIndexLoacationPath, DirectoryIsAParseFailureAndGivesEmptyMap) {
     ScopedRoot root;
     WriteShares(root);
     MakeDirs(root.resolve(kIndexFile));
+    LogFile log;
+    EXPECT_EQ(Music(), Folders{});
+    std::vector<std::string> lines = log.Lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find("Error: Json::Reader::parse " + root.resolve(kIndexFile) + " failed"),
+              std::string::npos);
+}
+
+// A FIFO is refused without waiting for a writer.
+TEST(GetIndexLoacationPath, FifoIsLoggedAsUnopenableAndGivesEmptyMap) {
+    ScopedRoot root;
+    WriteShares(root);
+    MakeDirs(root.resolve("/usr/zevo/etc"));
+    ASSERT_EQ(mkfifo(root.resolve(kIndexFile).c_str(), 0644), 0);
     LogFile log;
     EXPECT_EQ(Music(), Folders{});
     std::vector<std::string> lines = log.Lines();

@@ -73,6 +73,8 @@ TEST_F(Incremental, ReplacedFileGetsItsNewContentAndKind) {
     // Same name, other content: a song where a film was, then a film where a song was.
     const std::string film = root_ + "/films/mpeg4_mp3.avi";
     const std::string song = root_ + "/songs/tone.flac";
+    const std::string filmThumbnail = RowOf("video", film)["thumbnail"];
+    ASSERT_GT(FileSize(filmThumbnail), 0);
     ASSERT_EQ(rename((root_ + "/songs/with_cover.mp3").c_str(), film.c_str()), 0);
     CopyInto({MediaFile("video/nested/hevc_aac.mkv")}, root_);
     ASSERT_EQ(rename((root_ + "/hevc_aac.mkv").c_str(), song.c_str()), 0);
@@ -82,6 +84,7 @@ TEST_F(Incremental, ReplacedFileGetsItsNewContentAndKind) {
     EXPECT_EQ(second.removed, 1u);  // with_cover.mp3 is gone from songs/
     EXPECT_TRUE(RowOf("video", film).empty());
     EXPECT_EQ(RowOf("music", film)["audio_codec"], "mp3");
+    EXPECT_EQ(FileSize(filmThumbnail), -1);  // music has no thumbnail; the old one went
     EXPECT_TRUE(RowOf("music", song).empty());
     EXPECT_EQ(RowOf("video", song)["video_codec"], "hevc");
     EXPECT_EQ(RowOf("video", song)["filesize"], std::to_string(FileSize(song)));

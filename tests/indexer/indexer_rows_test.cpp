@@ -42,23 +42,23 @@ TEST_F(IndexedMedia, VideoRowsMatchHowTheFilesWereMade) {
         SCOPED_TRACE(m.file);
         Row row = RowOf("video", MediaFile(m.file));
         ASSERT_FALSE(row.empty());
-        EXPECT_EQ(row["container_type"], m.container);
-        EXPECT_EQ(row["video_codec"], m.videoCodec);
-        EXPECT_EQ(row["audio_codec"], m.audioCodec);
-        EXPECT_EQ(row["resolutionx"], "320");
-        EXPECT_EQ(row["resolutiony"], "240");
-        EXPECT_EQ(row["frame_rate_num"], "25");
-        EXPECT_EQ(row["frame_rate_den"], "1");
-        EXPECT_EQ(row["channel"], std::to_string(m.channels));
-        EXPECT_EQ(row["samplerate"], std::to_string(m.sampleRate));
-        EXPECT_EQ(row["duration"], "2");
-        EXPECT_EQ(row["filesize"], std::to_string(FileSize(MediaFile(m.file))));
-        EXPECT_EQ(row["mime_type"], m.mime);
-        EXPECT_GT(atoll(row["frame_bitrate"].c_str()), 0);
-        EXPECT_EQ(row["rotation"], "0");
         struct stat info {};
         ASSERT_EQ(stat(MediaFile(m.file).c_str(), &info), 0);
-        EXPECT_EQ(row["mdate"], std::to_string(info.st_mtime));
+        ExpectColumns(row, {{"container_type", m.container},
+                            {"video_codec", m.videoCodec},
+                            {"audio_codec", m.audioCodec},
+                            {"resolutionx", "320"},
+                            {"resolutiony", "240"},
+                            {"frame_rate_num", "25"},
+                            {"frame_rate_den", "1"},
+                            {"channel", std::to_string(m.channels)},
+                            {"samplerate", std::to_string(m.sampleRate)},
+                            {"duration", "2"},
+                            {"filesize", std::to_string(info.st_size)},
+                            {"mdate", std::to_string(info.st_mtime)},
+                            {"mime_type", m.mime},
+                            {"rotation", "0"}});
+        EXPECT_GT(atoll(row["frame_bitrate"].c_str()), 0);
     }
     // Streams that state their bit rate have it recorded (AVI and MP4 do; Matroska does not).
     EXPECT_GT(atoll(RowOf("video", MediaFile("video/mpeg4_mp3.avi"))["video_bitrate"].c_str()), 0);
@@ -71,34 +71,34 @@ TEST_F(IndexedMedia, MusicRowsWithTagsAndCoverArt) {
     EXPECT_TRUE(RowOf("video", MediaFile("music/with_cover.mp3")).empty());
     Row mp3 = RowOf("music", MediaFile("music/with_cover.mp3"));
     ASSERT_FALSE(mp3.empty());
-    EXPECT_EQ(mp3["container_type"], "mp3");
-    EXPECT_EQ(mp3["audio_codec"], "mp3");
-    EXPECT_EQ(mp3["video_codec"], "");
-    EXPECT_EQ(mp3["title"], "Tone With Cover");
-    EXPECT_EQ(mp3["artist"], "Test Artist");
-    EXPECT_EQ(mp3["album"], "Test Album");
-    EXPECT_EQ(mp3["genre"], "Test");
-    EXPECT_EQ(mp3["track"], "3");
-    EXPECT_EQ(mp3["year"], "2019");
-    EXPECT_EQ(mp3["channel"], "2");
-    EXPECT_EQ(mp3["samplerate"], "44100");
-    EXPECT_EQ(mp3["duration"], "2");
-    EXPECT_EQ(mp3["mime_type"], "audio/mpeg");
+    ExpectColumns(mp3, {{"container_type", "mp3"},
+                        {"audio_codec", "mp3"},
+                        {"video_codec", ""},
+                        {"title", "Tone With Cover"},
+                        {"artist", "Test Artist"},
+                        {"album", "Test Album"},
+                        {"genre", "Test"},
+                        {"track", "3"},
+                        {"year", "2019"},
+                        {"channel", "2"},
+                        {"samplerate", "44100"},
+                        {"duration", "2"},
+                        {"mime_type", "audio/mpeg"}});
 
     Row flac = RowOf("music", MediaFile("music/tone.flac"));
-    EXPECT_EQ(flac["container_type"], "flac");
-    EXPECT_EQ(flac["audio_codec"], "flac");
-    EXPECT_EQ(flac["title"], "Flac Tone");
-    EXPECT_EQ(flac["mime_type"], "audio/flac");
-    EXPECT_EQ(flac["duration"], "2");
+    ExpectColumns(flac, {{"container_type", "flac"},
+                         {"audio_codec", "flac"},
+                         {"title", "Flac Tone"},
+                         {"mime_type", "audio/flac"},
+                         {"duration", "2"}});
 
     Row m4a = RowOf("music", MediaFile("music/tone.m4a"));
-    EXPECT_EQ(m4a["container_type"], "mp4");
-    EXPECT_EQ(m4a["audio_codec"], "aac");
-    EXPECT_EQ(m4a["channel"], "1");
-    EXPECT_EQ(m4a["samplerate"], "48000");
-    EXPECT_EQ(m4a["title"], "tone");  // no title tag: the file name
-    EXPECT_EQ(m4a["mime_type"], "audio/mp4");
+    ExpectColumns(m4a, {{"container_type", "mp4"},
+                        {"audio_codec", "aac"},
+                        {"channel", "1"},
+                        {"samplerate", "48000"},
+                        {"title", "tone"},  // no title tag: the file name
+                        {"mime_type", "audio/mp4"}});
     EXPECT_EQ(m4a["filesize"], std::to_string(FileSize(MediaFile("music/tone.m4a"))));
 }
 
@@ -113,20 +113,19 @@ std::pair<int, int> ThumbnailSize(const std::string& path) {
 TEST_F(IndexedMedia, PhotosWithExifDateAndThumbnails) {
     Row jpeg = RowOf("photo", MediaFile("photo/picture.jpg"));
     ASSERT_FALSE(jpeg.empty());
-    EXPECT_EQ(jpeg["resolutionx"], "400");
-    EXPECT_EQ(jpeg["resolutiony"], "300");
-    EXPECT_EQ(jpeg["date"], "2021-03-04 05:06:07");  // written by exiv2
-    EXPECT_EQ(jpeg["year"], "2021");
-    EXPECT_EQ(jpeg["rotation"], "90");  // EXIF orientation 6
-    EXPECT_EQ(jpeg["mime_type"], "image/jpeg");
+    ExpectColumns(jpeg, {{"resolutionx", "400"},
+                         {"resolutiony", "300"},
+                         {"date", "2021-03-04 05:06:07"},  // written by exiv2
+                         {"year", "2021"},
+                         {"rotation", "90"},  // EXIF orientation 6
+                         {"mime_type", "image/jpeg"}});
     EXPECT_EQ(ThumbnailSize(jpeg["thumbnail"]), std::make_pair(160, 120));
 
     Row png = RowOf("photo", MediaFile("photo/picture.png"));
     ASSERT_FALSE(png.empty());
-    EXPECT_EQ(png["resolutionx"], "200");
-    EXPECT_EQ(png["resolutiony"], "100");
-    EXPECT_EQ(png["date"], "");
-    EXPECT_EQ(png["mime_type"], "image/png");
+    ExpectColumns(
+        png,
+        {{"resolutionx", "200"}, {"resolutiony", "100"}, {"date", ""}, {"mime_type", "image/png"}});
     EXPECT_EQ(ThumbnailSize(png["thumbnail"]), std::make_pair(160, 80));
 }
 

@@ -1,6 +1,8 @@
 // A run as a whole: what stops it, what it reports while it works, and the run lock.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "indexer_test_support.h"
 
 namespace calyx_test {
@@ -62,6 +64,47 @@ TEST_F(Runs, OnlyOneRunAtATimePerIndex) {
     EXPECT_EQ(Count("music"), 0);
     Exec("SELECT pg_advisory_unlock(hashtext('calyx index ' || current_schema()))");
     EXPECT_EQ(Index({MediaFile("music")}).added, 3u);
+}
+
+// Rows whose parent directory row is missing: none in a consistent index.
+int Orphans(Runs& test, const std::function<std::string(const std::string&)>& exec) {
+    int orphans = 0;
+    for (const char* table : {"video", "music", "photo", "playlist", "directory"})
+        orphans += atoi(exec(std::string("SELECT count(*) FROM ") + table +
+                             " t WHERE parent_id <> 0 AND NOT EXISTS (SELECT 1 FROM directory d "
+                             "WHERE d.id = t.parent_id)")
+                            .c_str());
+    return orphans;
+}
+
+TEST_F(Runs, RunCutOffMidwayLeavesAConsistentIndexTheNextRunCompletes) {
+    TempDir tree;
+    CopyInto({MediaFile("video"), MediaFile("music"), MediaFile("photo")}, tree.path());
+    // The run's connection is cut (as when the indexer is killed) while files are probed.
+    ScopedEnv name("PGAPPNAME", "calyx-index-cut-test");
+    int started = 0;
+    options_.workers = 1;
+    options_.onProbeStart = [&](const std::string&, pid_t) {
+        if (++started == 6)
+            Exec(
+                "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE "
+                "application_name = 'calyx-index-cut-test' AND pid <> pg_backend_pid()");
+    };
+    options_.folders = {tree.path()};
+    options_.thumbnailDir = thumbs_.path();
+    calyx_indexer::IndexSummary cut = calyx_indexer::RunIndex(options_);
+    EXPECT_NE(cut.error.find("writing the media index failed"), std::string::npos) << cut.error;
+    const auto exec = [this](const std::string& sql) { return ExecParams(sql, {}); };
+    EXPECT_EQ(Orphans(*this, exec), 0);
+    const int before = Count("video") + Count("music") + Count("photo");
+
+    options_.onProbeStart = nullptr;
+    calyx_indexer::IndexSummary next = Index({tree.path()});
+    EXPECT_EQ(next.failed, 0u);
+    EXPECT_EQ(next.unchanged, static_cast<size_t>(before));
+    EXPECT_EQ(next.added + next.unchanged, 7u + 3u + 2u);
+    EXPECT_EQ(Count("video") + Count("music") + Count("photo"), 12);
+    EXPECT_EQ(Orphans(*this, exec), 0);
 }
 
 TEST_F(Runs, SchemaIsAppliedToAnEmptyDatabaseSchema) {

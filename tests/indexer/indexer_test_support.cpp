@@ -4,6 +4,15 @@
 
 namespace calyx_test {
 
+void ExpectColumns(const Row& row, const Row& expected) {
+    for (const auto& [column, value] : expected) {
+        const auto found = row.find(column);
+        EXPECT_TRUE(found != row.end() && found->second == value)
+            << column << ": expected \"" << value << "\", found \""
+            << (found == row.end() ? "(no such column)" : found->second) << "\"";
+    }
+}
+
 calyx_indexer::IndexSummary IndexerTest::Index(const std::vector<std::string>& folders) {
     options_.folders = folders;
     options_.thumbnailDir = thumbs_.path();

@@ -14,6 +14,9 @@ namespace calyx_test {
 
 using Row = std::map<std::string, std::string>;  // column -> text ("" for NULL)
 
+// Expects every column of `expected` to hold its value in `row`.
+void ExpectColumns(const Row& row, const Row& expected);
+
 // A database test that indexes folders into its own schema.
 class IndexerTest : public DbTest {
 protected:

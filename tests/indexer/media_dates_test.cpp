@@ -1,7 +1,6 @@
-// Dates and orientations as the index records them; the MIME table.
+// Dates and orientations as the index records them.
 #include <gtest/gtest.h>
 
-#include "indexer.h"
 #include "media_dates.h"
 
 namespace calyx_test {
@@ -31,18 +30,6 @@ TEST(MediaDates, ExifDatesAndOrientations) {
     EXPECT_EQ(RotationOfExifOrientation(6), 90);
     EXPECT_EQ(RotationOfExifOrientation(8), 270);
     EXPECT_EQ(RotationOfExifOrientation(0), 0);
-}
-
-TEST(MimeTable, ByContainerAndKindAndForPhotosByCodec) {
-    EXPECT_EQ(MediaMimeType("video", "mp4", "h264"), "video/mp4");
-    EXPECT_EQ(MediaMimeType("music", "mp4", ""), "audio/mp4");
-    EXPECT_EQ(MediaMimeType("video", "matroska", ""), "video/x-matroska");
-    EXPECT_EQ(MediaMimeType("music", "matroska", ""), "audio/x-matroska");
-    EXPECT_EQ(MediaMimeType("photo", "image2", "mjpeg"), "image/jpeg");
-    EXPECT_EQ(MediaMimeType("photo", "png_pipe", "png"), "image/png");
-    EXPECT_EQ(MediaMimeType("playlist", "pls", ""), "audio/x-scpls");
-    EXPECT_EQ(MediaMimeType("video", "nosuch", ""), "application/octet-stream");
-    EXPECT_EQ(MediaMimeType("photo", "mp4", ""), "application/octet-stream");
 }
 
 }  // namespace

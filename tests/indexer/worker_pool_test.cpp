@@ -37,5 +37,20 @@ TEST(WorkerPool, EveryJobIsAnsweredOnce) {
     EXPECT_TRUE(pool.Run({}, nullptr, [](size_t, ProbedMedia&) { FAIL(); }));
 }
 
+TEST(WorkerPool, CancelStopsHandingOutJobs) {
+    std::vector<ProbeJob> jobs(5, ProbeJob{MediaFile("music/tone.flac"), ""});
+    WorkerPool pool(1, 10);
+    size_t answered = 0;
+    ASSERT_TRUE(pool.Run(jobs, nullptr, [&](size_t, ProbedMedia&) {
+        ++answered;
+        pool.Cancel();
+    }));
+    EXPECT_EQ(answered, 1u);
+    // A later run starts afresh.
+    answered = 0;
+    ASSERT_TRUE(pool.Run(jobs, nullptr, [&](size_t, ProbedMedia&) { ++answered; }));
+    EXPECT_EQ(answered, jobs.size());
+}
+
 }  // namespace
 }  // namespace calyx_test

@@ -94,20 +94,52 @@ def main():
         if codecs != ["aac", "h264"]:
             fail("ffprobe streams %r" % codecs)
 
-        # The thumbnail the index names, at the announced JPEG_TN URL.
+        # A file whose name is not valid UTF-8: stored percent-encoded, decoded to open it.
+        status, headers, body = client.curl(lab.url("/media/m/%d.mp3" % ids["latin"]))
+        if status != 200 or body != open(files["latin"], "rb").read():
+            fail("the file with a non-UTF-8 name: status %d, %d bytes" % (status, len(body)))
+
+        # The thumbnail the indexer made, at the announced JPEG_TN URL.
         status, headers, body = client.curl(lab.url("/thumb/v/%d.jpg" % ids["clip"]))
         if status != 200 or body != open(files["thumb"], "rb").read():
             fail("thumbnail: status %d, %d bytes" % (status, len(body)))
         if "image/jpeg" not in headers:
             fail("thumbnail type: " + headers)
 
+        # BrowseMetadata of the root, a container, a folder and an item; the folders.
+        def browse(object_id, flag):
+            status, result = soap_action(client, lab, "ContentDirectory", "Browse", [
+                ("ObjectID", object_id), ("BrowseFlag", flag), ("Filter", "*"),
+                ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")])
+            if status != 200:
+                fail("Browse %s %s: %d %r" % (object_id, flag, status, result))
+            return result
+        for object_id, wanted in (
+                ("0", '<container id="0" parentID="-1" restricted="1" searchable="1" '
+                      'childCount="4"><dc:title>Media Server</dc:title>'),
+                ("video", '<container id="video" parentID="0" restricted="1" searchable="1" '
+                          'childCount="101"><dc:title>Video</dc:title>'),
+                ("d%d" % ids["folder"], '<container id="d%d" parentID="folders"' % ids["folder"]),
+                ("v%d" % ids["clip"], '<item id="v%d" parentID="video"' % ids["clip"])):
+            result = browse(object_id, "BrowseMetadata")
+            if wanted not in result["Result"] or result["NumberReturned"] != "1":
+                fail("BrowseMetadata %s: %r" % (object_id, result["Result"][:300]))
+        result = browse("folders", "BrowseDirectChildren")
+        if 'id="d%d"' % ids["folder"] not in result["Result"] or result["TotalMatches"] != "2":
+            fail("folders: %r" % result)
+        result = browse("d%d" % ids["folder"], "BrowseDirectChildren")
+        if re.findall(r'<item id="(\w+)"', result["Result"]) != [
+                "m%d" % ids["latin"], "m%d" % ids["song"], "v%d" % ids["clip"],
+                "p%d" % ids["photo"]]:
+            fail("the folder's children: %r" % result["Result"])
+
         # Search: by class and by title.
         for criteria, wanted in (
                 ('upnp:class derivedfrom "object.item.videoItem" and dc:title contains "CLIP"',
                  ["Clip ♪ one"]),
-                ('upnp:class derivedfrom "object.item.audioItem"', ["Song"]),
-                ('dc:title contains "video 10" or dc:title = "Photo"',
-                 ["Video 10", "Video 100", "Photo"])):  # tables in turn, sorted within
+                ('upnp:class derivedfrom "object.item.audioItem"', ["Latin%E9", "song"]),
+                ('dc:title contains "video 10" or dc:title = "photo"',
+                 ["Video 10", "Video 100", "photo"])):  # tables in turn, sorted within
             status, result = soap_action(client, lab, "ContentDirectory", "Search", [
                 ("ContainerID", "0"), ("SearchCriteria", criteria), ("Filter", "*"),
                 ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "+dc:title")])

@@ -22,10 +22,18 @@ def main():
     if result.returncode != 0:
         fail("--help exited with %d" % result.returncode)
     for option in ("--config", "--interface", "--port", "--friendly-name", "--language",
-                   "--profiles", "--log", "--log-level", "--deny-new-clients", "--no-discovery",
-                   "--save-interval"):
+                   "--profiles", "--database", "--log", "--log-level", "--deny-new-clients", "--no-discovery",
+                   "--save-interval", "--admin-address", "--admin-port", "--admin-password-hash",
+                   "--hash-password"):
         if option not in result.stdout:
             fail("--help does not mention " + option)
+    # --hash-password needs no other setting; an empty password is refused.
+    for password, status in (("pw 1\n", 0), ("\n", 1)):
+        result = subprocess.run([os.environ["CALYX_DMS"], "--hash-password"], input=password,
+                                capture_output=True, text=True, timeout=30)
+        if result.returncode != status or (status == 0) != result.stdout.startswith("$6$"):
+            fail("--hash-password of %r: status %d, %r %r"
+                 % (password, result.returncode, result.stdout, result.stderr))
     result = run()
     if result.returncode == 0 or "--profiles" not in result.stderr:
         fail("no profile list: status %d, %r" % (result.returncode, result.stderr))
@@ -35,6 +43,10 @@ def main():
     result = run("--config", "/nonexistent/calyx-dms.conf", "--profiles", "x.json")
     if result.returncode == 0 or "calyx-dms.conf" not in result.stderr:
         fail("missing configuration file: status %d, %r" % (result.returncode, result.stderr))
+    for setting in ("dbname=other", "user=root", "host='unterminated"):
+        result = run("--profiles", "x.json", "--database", setting)
+        if result.returncode == 0 or "--database" not in result.stderr:
+            fail("--database %s: status %d, %r" % (setting, result.returncode, result.stderr))
     print("PASS")
 
 

@@ -9,6 +9,7 @@ client namespace one end of a veth pair whose other end is a bridge port.
 
 import json
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -193,14 +194,15 @@ class Lab:
         return int(out.split()[0])
 
     def make_media(self):
-        """A short H.264/AAC MP4, an MP3, a JPEG photo and thumbnails; returns their paths."""
+        """A short H.264/AAC MP4, two MP3s (one whose name is not valid UTF-8) and a JPEG
+        photo, made with ffmpeg; returns their paths."""
         media = os.path.join(self.tmp, "media")
         os.makedirs(media)
         files = {
             "clip": os.path.join(media, "Clip ♪ one.mp4"),
             "song": os.path.join(media, "song.mp3"),
+            "latin": os.path.join(media, os.fsdecode(b"Latin\xe9.mp3")),
             "photo": os.path.join(media, "photo.jpg"),
-            "thumb": os.path.join(media, "clip-thumb.jpg"),
         }
         ff = ["ffmpeg", "-nostdin", "-loglevel", "error", "-y"]
         run(*ff, "-f", "lavfi", "-i", "testsrc=size=320x240:rate=25", "-f", "lavfi", "-i",
@@ -208,34 +210,39 @@ class Lab:
             "-pix_fmt", "yuv420p", "-c:a", "aac", "-shortest", files["clip"])
         run(*ff, "-f", "lavfi", "-i", "sine=frequency=440", "-t", "2", "-c:a", "libmp3lame",
             files["song"])
+        run(*ff, "-f", "lavfi", "-i", "sine=frequency=880", "-t", "1", "-c:a", "libmp3lame",
+            files["latin"])
         run(*ff, "-f", "lavfi", "-i", "testsrc=size=640x480", "-frames:v", "1", files["photo"])
-        run(*ff, "-f", "lavfi", "-i", "testsrc=size=160x120", "-frames:v", "1", files["thumb"])
         return files
 
     def index_media(self, files):
-        """Rows for the files of make_media, as the indexer records them; returns ids."""
-        folder = self.insert("directory", path=encode_path(os.path.dirname(files["clip"])),
-                             title="media")
-        clip = self.insert(
-            "video", parent_id=folder, path=encode_path(files["clip"]), title="Clip ♪ one",
-            mime_type="video/mp4", filesize=os.path.getsize(files["clip"]), duration=2,
-            container_type="mov", video_codec="h264", audio_codec="aac", resolutionx=320,
-            resolutiony=240, frame_rate_num=25, frame_rate_den=1, channel=1,
-            date="2024-05-06 07:08:09", thumbnail=files["thumb"])
-        song = self.insert("music", parent_id=folder, path=encode_path(files["song"]),
-                           title="Song", artist="Lab", mime_type="audio/mpeg",
-                           filesize=os.path.getsize(files["song"]), duration=2)
-        photo = self.insert("photo", parent_id=folder, path=encode_path(files["photo"]),
-                            title="Photo", mime_type="image/jpeg",
-                            filesize=os.path.getsize(files["photo"]), resolutionx=640,
-                            resolutiony=480, thumbnail=files["thumb"])
-        return {"folder": folder, "clip": clip, "song": song, "photo": photo}
+        """Indexes the folder of make_media's files with `calyx index` (thumbnails
+        included); returns the row ids of the files and of their folder, and "thumb", the
+        clip's thumbnail as the indexer made it."""
+        folder = os.path.dirname(files["clip"])
+        env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.schema)
+        run(self.tool, "index", "--thumbnails", os.path.join(self.tmp, "thumbnails"),
+            "--workers", "1", "-q", folder, env=env)
+        tables = {"clip": "video", "song": "music", "latin": "music", "photo": "photo"}
+        ids = {}
+        for name, table in tables.items():
+            ids[name] = int(self.psql("SELECT id FROM %s WHERE path = %s" % (
+                table, sql_literal(encode_path(files[name])))).strip())
+        ids["folder"] = int(self.psql("SELECT id FROM directory WHERE path = %s" %
+                                      sql_literal(encode_path(folder))).strip())
+        files["thumb"] = self.psql("SELECT thumbnail FROM video WHERE id = %d" %
+                                   ids["clip"]).strip()
+        return ids
 
     # --- the server --------------------------------------------------------------------
-    def start_server(self, *extra):
+    def start_server(self, *extra, drop_env=()):
+        """Starts calyx-dms in the server namespace (environment variables in `drop_env`
+        left out) and waits until it serves."""
         log = os.path.join(self.tmp, "server.out")
         env = dict(os.environ, CALYX_ROOT=self.root,
                    PGOPTIONS="-c search_path=%s" % self.schema)
+        for name in drop_env:
+            env.pop(name, None)
         args = ["ip", "netns", "exec", self.server_ns, self.server_binary, "--interface",
                 "br0", "--port", str(PORT), "--profiles",
                 os.path.join(self.source, "data/profiles.json"), "--log",
@@ -250,6 +257,10 @@ class Lab:
         if self.server.poll() is not None:
             fail("the server exited with %d:\n%s" % (self.server.returncode, self.server_output()))
         return "serving" in self.server_output()
+
+    def location(self):
+        """The device description URL the server announces."""
+        return re.search(r"serving .* at (\S+)", self.server_output()).group(1)
 
     def server_output(self):
         with open(os.path.join(self.tmp, "server.out"), errors="replace") as f:
@@ -318,25 +329,21 @@ def sql_literal(value):
 
 
 def encode_path(path):
-    """A path as the indexer stores it: bytes outside printable ASCII and "%" as %XX."""
-    out = []
-    for byte in path.encode():
-        if byte < 0x21 or byte > 0x7e or byte == 0x25:
-            out.append("%%%02X" % byte)
+    """A path as the indexer stores it: valid UTF-8 kept, "%" as %25, other bytes as %XX."""
+    data, out, i = os.fsencode(path), [], 0
+    while i < len(data):
+        for n in (1, 2, 3, 4):
+            try:
+                text = data[i:i + n].decode("utf-8")
+            except UnicodeDecodeError:
+                continue
+            out.append("%25" if text == "%" else text)
+            i += n
+            break
         else:
-            out.append(chr(byte))
+            out.append("%%%02X" % data[i])
+            i += 1
     return "".join(out)
-
-
-def soap_browse(object_id, flag="BrowseDirectChildren", start=0, count=0, sort=""):
-    return ('<?xml version="1.0" encoding="utf-8"?>'
-            '<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
-            's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
-            '<u:Browse xmlns:u="urn:schemas-upnp-org:service:ContentDirectory:1">'
-            '<ObjectID>%s</ObjectID><BrowseFlag>%s</BrowseFlag><Filter>*</Filter>'
-            '<StartingIndex>%s</StartingIndex><RequestedCount>%s</RequestedCount>'
-            '<SortCriteria>%s</SortCriteria></u:Browse></s:Body></s:Envelope>'
-            % (object_id, flag, start, count, sort))
 
 
 SERVICES = {"ContentDirectory": "urn:schemas-upnp-org:service:ContentDirectory:1",

@@ -37,10 +37,11 @@ def clients_tool(lab, command, mac):
 
 
 def every_request_forbidden(lab, client, media_id):
-    for path in ("/ContentDirectory.xml", "/media/m/%d.mp3" % media_id):
-        status, headers, body = client.curl(lab.url(path))
+    for url in (lab.location(), lab.url("/ContentDirectory.xml"),
+                lab.url("/media/m/%d.mp3" % media_id)):
+        status, headers, body = client.curl(url)
         if status != 403 or body:
-            fail("%s for a denied client: %d with %d bytes" % (path, status, len(body)))
+            fail("%s for a denied client: %d with %d bytes" % (url, status, len(body)))
     status, headers, body = client.curl("-X", "POST", "-H",
                                         'SOAPAction: "urn:schemas-upnp-org:service:'
                                         'ContentDirectory:1#Browse"', "--data-binary", "x",
@@ -105,21 +106,26 @@ def main():
         clients_tool(lab, "allow", viewer.mac)
         took = seconds_until("after calyx clients allow", 200, lab, viewer, 2.0)
         print("allowed again: served after %.2f s" % took)
-        # The server's next saves keep the tool's decision.
+        # The tool forgets the renderer. The server's next saves keep the tool's decisions.
+        clients_tool(lab, "remove", RENDERER[1])
         time.sleep(2.5)
         if lab.client_entry(viewer.mac).get("isAccess") is not True:
             fail("the saved list lost the allow: %r" % lab.client_entry(viewer.mac))
+        if lab.client_entry(RENDERER[1]) is not None:
+            fail("the server saved the removed renderer again")
 
         # New clients denied: a client seen for the first time gets 403 everywhere.
         if lab.stop_server() != 0:
             fail("the server did not stop cleanly")
         newcomer = lab.add_client("02:77:00:00:00:99")
-        # This time from a configuration file, in German.
+        # This time from a configuration file, in German, with the database server named
+        # there rather than in the environment.
         config = os.path.join(lab.tmp, "calyx-dms.conf")
         with open(config, "w") as f:
             f.write("# calyx-dms settings\ndeny-new-clients = true\nno-discovery = true\n"
-                    "language = ger\n")
-        lab.start_server("--config", config)
+                    "language = ger\ndatabase = \"host=%s port=%s\"\n"
+                    % (os.environ["PGHOST"], os.environ.get("PGPORT", "5432")))
+        lab.start_server("--config", config, drop_env=("PGHOST", "PGPORT"))
         status, result = browse_result(lab, viewer)
         if status != 200 or "<dc:title>Musik</dc:title>" not in result.get("Result", ""):
             fail("German container titles from the configuration file: %d %r" % (status, result))

@@ -1,10 +1,12 @@
 #include "support/test_support.h"
 
+#include <dirent.h>
 #include <ftw.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -36,6 +38,13 @@ void RemoveTree(const std::string& path) {
         },
         32, FTW_PHYS);
     nftw(path.c_str(), RemoveEntry, 32, FTW_DEPTH | FTW_PHYS);
+}
+
+// A positive whole number from the environment, 1 when unset or not positive.
+int Multiplier(const char* variable) {
+    const char* value = getenv(variable);
+    int scale = value != nullptr ? atoi(value) : 1;
+    return scale > 0 ? scale : 1;
 }
 
 }  // namespace
@@ -90,12 +99,11 @@ std::string ScopedRoot::write(const std::string& absolute, const std::string& co
 }
 
 int TestScale() {
-    const char* value = getenv("CALYX_TEST_SCALE");
-    if (value == nullptr) {
-        return 1;
-    }
-    int scale = atoi(value);
-    return scale > 0 ? scale : 1;
+    return Multiplier("CALYX_TEST_SCALE");
+}
+
+int TimeScale() {
+    return Multiplier("CALYX_TEST_TIME_SCALE");
 }
 
 void MakeDirs(const std::string& path) {
@@ -131,6 +139,21 @@ std::string ReadFile(const std::string& path) {
 bool FileExists(const std::string& path) {
     struct stat st;
     return lstat(path.c_str(), &st) == 0;
+}
+
+std::vector<std::string> ListDirectory(const std::string& dir) {
+    std::vector<std::string> names;
+    if (DIR* d = opendir(dir.c_str())) {
+        while (dirent* e = readdir(d)) {
+            std::string name = e->d_name;
+            if (name != "." && name != "..") {
+                names.push_back(name);
+            }
+        }
+        closedir(d);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 std::vector<std::string> SplitLines(const std::string& text) {

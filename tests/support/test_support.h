@@ -55,6 +55,10 @@ private:
 // environment variable CALYX_TEST_SCALE (default 1).
 int TestScale();
 
+// Multiplier for waits that assume native speed, from the environment variable
+// CALYX_TEST_TIME_SCALE (default 1); a run under an emulator sets it.
+int TimeScale();
+
 // Creates every missing directory of `path`.
 void MakeDirs(const std::string& path);
 // Creates or replaces the file, creating its directories.
@@ -62,6 +66,8 @@ void WriteFile(const std::string& path, const std::string& content);
 // The whole file, or "" when it cannot be read.
 std::string ReadFile(const std::string& path);
 bool FileExists(const std::string& path);
+// The names in directory `dir` (hidden ones included, "." and ".." not), sorted.
+std::vector<std::string> ListDirectory(const std::string& dir);
 // Lines of `text`, each without its "\n"; a trailing "\n" makes no empty last line.
 std::vector<std::string> SplitLines(const std::string& text);
 // Whether the test runs with root privileges (permission-based tests skip then).

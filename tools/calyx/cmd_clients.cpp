@@ -149,12 +149,6 @@ void RunShow(const ClientsOptions& o) {
     PrintEntry(path, EntryOrFail(list, ResolveMac(list, o.mac, path), path), o.json, "");
 }
 
-void Save(Calyx::DMSClientList& list, const std::string& path) {
-    std::string error;
-    if (!Calyx::ClientListWriteTo(list, path, &error))
-        Fail(path + ": cannot save: " + error);
-}
-
 // A user's profile choice must name a profile the server knows: one of the profile list,
 // or the library's own "Default Profile". Without a list to check, --force is needed.
 void CheckProfileChoice(const ClientsOptions& o) {
@@ -171,6 +165,22 @@ void CheckProfileChoice(const ClientsOptions& o) {
 
 enum class Edit { Erase, Remove, SetProfile, Allow, Deny };
 
+// Removes the entry of `mac` from a client list document (found as VerifyMacIsExist finds
+// it); false when there is none.
+bool RemoveEntry(Json::Value& doc, const std::string& mac) {
+    const Json::Value* entry = Calyx::ClientDocumentEntry(doc, mac);
+    if (entry == nullptr)
+        return false;
+    Json::Value& clients = doc["ClientList"];
+    for (Json::ArrayIndex i = 0; i < clients.size(); ++i) {
+        if (&clients[i] == entry) {
+            Json::Value removed;
+            return clients.removeIndex(i, &removed);
+        }
+    }
+    return false;
+}
+
 void RunEdit(const ClientsOptions& o, Edit edit) {
     const std::string path = ResolveFile(o);
     if (edit == Edit::SetProfile && !o.automatic) {
@@ -182,42 +192,56 @@ void RunEdit(const ClientsOptions& o, Edit edit) {
     LoadList(path, list);
     const std::string mac = ResolveMac(list, o.mac, path);
     std::string note;
+    Calyx::ClientListEdit change;
     switch (edit) {
         case Edit::Erase:
-            list.EraseObject(mac);
+            change = [&mac](Json::Value& doc) { return Calyx::EraseClientEntry(doc, mac); };
             note = "erased " + mac + " down to its identity, access and user agents";
             break;
         case Edit::Remove:
-            Calyx::ClientListRemove(list, mac);
-            Save(list, path);
-            if (o.json) {
-                Json::Value out(Json::objectValue);
-                out["file"] = path;
-                out["removed"] = mac;
-                out["saved"] = true;
-                PrintJson(out);
-            } else {
-                std::cout << "removed " << mac << "; saved " << path << "\n";
-            }
-            return;
-        case Edit::SetProfile:
-            if (o.automatic) {
-                Calyx::ClientListSetMember(list, mac, "profileName_UserSelected", Json::Value());
-                note = mac + " follows the automatic match again";
-                break;
-            }
-            Calyx::ClientListSetMember(list, mac, "profileName_UserSelected",
-                                       Json::Value(o.profileName));
-            note = mac + " uses profile " + Quoted(o.profileName);
+            change = [&mac](Json::Value& doc) { return RemoveEntry(doc, mac); };
             break;
+        case Edit::SetProfile: {
+            // A null choice follows the automatic match again.
+            Json::Value selected = o.automatic ? Json::Value() : Json::Value(o.profileName);
+            note = o.automatic ? mac + " follows the automatic match again"
+                               : mac + " uses profile " + Quoted(o.profileName);
+            change = [&list, &mac, selected](Json::Value& doc) {
+                return Calyx::EditClientEntry(list, doc, mac, "profileName_UserSelected", selected);
+            };
+            break;
+        }
         case Edit::Allow:
         case Edit::Deny:
-            Calyx::ClientListSetMember(list, mac, "isAccess", Json::Value(edit == Edit::Allow));
+            change = [&list, &mac, edit](Json::Value& doc) {
+                return Calyx::EditClientEntry(list, doc, mac, "isAccess",
+                                              Json::Value(edit == Edit::Allow));
+            };
             note = mac + (edit == Edit::Allow ? " may use the server" : " may not use the server");
             break;
     }
-    Save(list, path);
-    PrintEntry(path, EntryOrFail(list, mac, path), o.json, note + "; saved " + path);
+    // One ClientListApply call: under the writers' lock, so that a server saving the same
+    // file neither undoes this edit nor loses what it saved meanwhile. The tool serves no
+    // requests, so it edits the file as it is under the lock, not what it read before.
+    auto onCurrentFile = [&path, &change](Json::Value& doc) {
+        Json::Value current;
+        if (Calyx::ReadJsonFile(path, current, nullptr))
+            doc.swap(current);
+        return change(doc);
+    };
+    if (!Calyx::ClientListApply(list, path, onCurrentFile))
+        Fail(path + ": cannot save (see the library log), or " + mac + " is gone");
+    if (edit != Edit::Remove) {
+        PrintEntry(path, EntryOrFail(list, mac, path), o.json, note + "; saved " + path);
+    } else if (o.json) {
+        Json::Value out(Json::objectValue);
+        out["file"] = path;
+        out["removed"] = mac;
+        out["saved"] = true;
+        PrintJson(out);
+    } else {
+        std::cout << "removed " << mac << "; saved " << path << "\n";
+    }
 }
 
 }  // namespace
@@ -231,7 +255,9 @@ void AddClientsCommand(CLI::App& app) {
                     "Client list file (default: the fixed path under --root)");
     cmd->add_option("--root", o->root, "Root prefix of the fixed client list path");
     cmd->add_flag("--json", o->json, "Machine-readable output");
-    cmd->footer("Edits save through the library's crash-safe save (temporary file, sync, rename).");
+    cmd->footer(
+        "Edits are one locked edit of the file (ClientListApply): a server saving the same "
+        "file keeps them, and they keep what it saved.");
 
     cmd->add_subcommand("list", "One line per client")->callback([o] { RunList(*o); });
     CLI::App* show = cmd->add_subcommand("show", "Every member of one client entry");

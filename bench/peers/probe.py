@@ -1,0 +1,200 @@
+#!/usr/bin/python3
+"""The client side of the peer comparison, run inside the client namespace. Speaks only
+UPnP (SSDP, SOAP Browse, HTTP GET), so it measures every server the same way.
+
+    probe.py discover                         -> {"location": url}
+    probe.py find LOCATION TITLE              -> {"id": container id or null}
+    probe.py count LOCATION ID                -> {"items": n}  (recursive)
+    probe.py latency LOCATION ID PAGE CLIENTS REQUESTS   -> {"seconds": [...]}
+    probe.py mixed LOCATION ID CLIENTS SECONDS           -> {"requests": n, "rps": r}
+    probe.py stream LOCATION ID               -> {"bytes": n, "seconds": s}
+Each prints one JSON line.
+"""
+
+import json
+import socket
+import sys
+import threading
+import time
+import urllib.parse
+import urllib.request
+import xml.etree.ElementTree as ET
+
+CDS = "urn:schemas-upnp-org:service:ContentDirectory:1"
+DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
+DC = "{http://purl.org/dc/elements/1.1/}"
+DEVICE = "{urn:schemas-upnp-org:device-1-0}"
+
+
+def discover():
+    s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    s.settimeout(0.5)
+    query = ("M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\n"
+             "MX: 1\r\nST: urn:schemas-upnp-org:device:MediaServer:1\r\n\r\n").encode()
+    deadline = time.monotonic() + 3
+    s.sendto(query, ("239.255.255.250", 1900))
+    while time.monotonic() < deadline:
+        try:
+            data, _ = s.recvfrom(4096)
+        except socket.timeout:
+            s.sendto(query, ("239.255.255.250", 1900))
+            continue
+        for line in data.decode(errors="replace").split("\r\n"):
+            if line.lower().startswith("location:"):
+                return {"location": line.split(":", 1)[1].strip()}
+    return {"location": None}
+
+
+def control_url(location):
+    root = ET.fromstring(urllib.request.urlopen(location, timeout=10).read())
+    base = root.findtext(DEVICE + "URLBase") or location
+    for service in root.iter(DEVICE + "service"):
+        if service.findtext(DEVICE + "serviceType") == CDS:
+            return urllib.parse.urljoin(base, service.findtext(DEVICE + "controlURL"))
+    raise RuntimeError("no ContentDirectory at " + location)
+
+
+def browse(url, object_id, flag="BrowseDirectChildren", start=0, count=0):
+    """(DIDL root, TotalMatches) of one Browse."""
+    body = ('<?xml version="1.0" encoding="utf-8"?><s:Envelope '
+            'xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
+            's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
+            '<u:Browse xmlns:u="%s"><ObjectID>%s</ObjectID><BrowseFlag>%s</BrowseFlag>'
+            '<Filter>*</Filter><StartingIndex>%d</StartingIndex>'
+            '<RequestedCount>%d</RequestedCount><SortCriteria></SortCriteria></u:Browse>'
+            '</s:Body></s:Envelope>' % (CDS, object_id, flag, start, count)).encode()
+    request = urllib.request.Request(url, data=body, headers={
+        "SOAPAction": '"%s#Browse"' % CDS, "Content-Type": 'text/xml; charset="utf-8"'})
+    envelope = ET.fromstring(urllib.request.urlopen(request, timeout=60).read())
+    fields = {el.tag.split("}")[-1]: el.text for el in envelope.iter() if len(el) == 0}
+    return ET.fromstring(fields["Result"]), int(fields.get("TotalMatches") or 0)
+
+
+def children(url, object_id, page=500):
+    """Every child of a container, page by page."""
+    start, found = 0, []
+    while True:
+        didl, total = browse(url, object_id, start=start, count=page)
+        got = [el for el in didl if el.tag in (DIDL + "item", DIDL + "container")]
+        found += got
+        start += len(got)
+        if not got or start >= total:
+            return found
+
+
+def find(location, title):
+    """Breadth-first search for a container titled `title`, folders first."""
+    url = control_url(location)
+    queue, seen = ["0"], 0
+    while queue and seen < 400:
+        object_id = queue.pop(0)
+        seen += 1
+        for el in children(url, object_id, page=200)[:200]:
+            if el.tag != DIDL + "container":
+                continue
+            name = el.findtext(DC + "title") or ""
+            if name == title:
+                return {"id": el.get("id")}
+            # Folder views lead to the media tree: look there first.
+            folderish = any(w in name.lower() for w in ("folder", "director", "pc ", "bench",
+                                                        "media", "tmp"))
+            (queue.insert(0, el.get("id")) if folderish else queue.append(el.get("id")))
+    return {"id": None}
+
+
+def count(location, object_id):
+    url = control_url(location)
+    items, queue = 0, [object_id]
+    while queue:
+        for el in children(url, queue.pop()):
+            if el.tag == DIDL + "item":
+                items += 1
+            else:
+                queue.append(el.get("id"))
+    return {"items": items}
+
+
+def in_threads(clients, work):
+    threads = [threading.Thread(target=work, args=(n,)) for n in range(clients)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+
+
+def latency(location, object_id, page, clients, requests):
+    url = control_url(location)
+    seconds, returned = [], set()
+    lock = threading.Lock()
+
+    def work(_n):
+        for _ in range(requests):
+            start = time.monotonic()
+            didl, _total = browse(url, object_id, count=page)
+            with lock:
+                seconds.append(time.monotonic() - start)
+                returned.add(len(didl))
+    in_threads(clients, work)
+    # How many objects the answers held: a server may return fewer than asked for.
+    return {"seconds": seconds, "returned": sorted(returned)}
+
+
+def mixed(location, object_id, clients, seconds):
+    """Browse pages of 100 at varying offsets and BrowseMetadata of single items."""
+    url = control_url(location)
+    ids = [el.get("id") for el in children(url, object_id)]
+    done = [0] * clients
+    deadline = time.monotonic() + seconds
+
+    def work(n):
+        i = n
+        while time.monotonic() < deadline:
+            if i % 2:
+                browse(url, object_id, start=(i * 37) % max(1, len(ids) - 100), count=100)
+            else:
+                browse(url, ids[(i * 7919) % len(ids)], flag="BrowseMetadata")
+            done[n] += 1
+            i += clients
+    in_threads(clients, work)
+    return {"requests": sum(done), "rps": sum(done) / seconds}
+
+
+def stream(location, object_id):
+    url = control_url(location)
+    item = [el for el in children(url, object_id) if el.tag == DIDL + "item"][0]
+    media = item.find(DIDL + "res").text
+    best = None
+    for _ in range(3):
+        start, size = time.monotonic(), 0
+        with urllib.request.urlopen(media, timeout=60) as response:
+            while True:
+                chunk = response.read(1 << 20)
+                if not chunk:
+                    break
+                size += len(chunk)
+        elapsed = time.monotonic() - start
+        best = min(best or elapsed, elapsed)
+    return {"bytes": size, "seconds": best}
+
+
+def main():
+    command, args = sys.argv[1], sys.argv[2:]
+    if command == "discover":
+        result = discover()
+    elif command == "find":
+        result = find(*args)
+    elif command == "count":
+        result = count(*args)
+    elif command == "latency":
+        result = latency(args[0], args[1], int(args[2]), int(args[3]), int(args[4]))
+    elif command == "mixed":
+        result = mixed(args[0], args[1], int(args[2]), float(args[3]))
+    elif command == "stream":
+        result = stream(*args)
+    else:
+        raise SystemExit("unknown command " + command)
+    print(json.dumps(result))
+
+
+if __name__ == "__main__":
+    main()

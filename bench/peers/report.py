@@ -1,0 +1,92 @@
+"""The comparison's table (each server's figures and calyx-dms's ratio to the best peer)
+and its chart of the Browse latency distributions (gnuplot, PNG)."""
+
+import os
+import subprocess
+import tempfile
+
+CASES = ["100/1", "100/8", "1000/1", "1000/8"]
+
+
+def percentile(values, fraction):
+    ordered = sorted(values)
+    return ordered[min(len(ordered) - 1, int(fraction * len(ordered)))] if ordered else 0.0
+
+
+def figures(result):
+    """(label, value, True when higher is better) of one server's result."""
+    rows = []
+    for case in CASES:
+        page, clients = case.split("/")
+        seconds = result["latency"][case]
+        for name, fraction in (("p50", 0.5), ("p99", 0.99)):
+            rows.append(("Browse %s of %s, %s client(s), %s ms" % (page, "1000", clients, name),
+                         percentile(seconds, fraction) * 1000, False))
+    if "returned" in result:
+        # A server that answers fewer objects than asked for does less work per request.
+        rows.append(("objects in the answer to a Browse of 1000", max(result["returned"]["1000/1"]),
+                     True))
+    memory = result["memory_kib"]
+    rows += [("mixed load, 8 clients, requests/s", result["mixed_rps"], True),
+             ("start on empty database until all 10,000 listed, s",
+              result["ready_s"] if result["ready_s"] is not None else float("inf"), False),
+             ("peak RSS of the server, MiB", memory["server"] / 1024, False)]
+    if "postgresql" in memory:
+        rows += [("peak RSS of PostgreSQL (sum of its processes), MiB",
+                  memory["postgresql"] / 1024, False),
+                 ("peak RSS, server plus database, MiB",
+                  (memory["server"] + memory["postgresql"]) / 1024, False)]
+    rows.append(("streaming one large file, MB/s", result["stream_mb_s"], True))
+    return rows
+
+
+def cell(value):
+    return "not within the limit" if value == float("inf") else "%.1f" % value
+
+
+def table(results):
+    names = [n for n in results if "error" not in results[n]]
+    peers = [n for n in names if n != "calyx-dms"]
+    ours = {label: (value, higher) for label, value, higher in figures(results["calyx-dms"])} \
+        if "calyx-dms" in names else {}
+    theirs = {n: {label: value for label, value, _ in figures(results[n])} for n in peers}
+    lines = ["| figure | " + " | ".join(names) + " | calyx-dms / best peer |",
+             "|---" * (len(names) + 2) + "|"]
+    for label, (value, higher) in ours.items():
+        cells = [cell(value)] + [cell(theirs[n][label]) if label in theirs[n] else "-"
+                                 for n in peers]
+        known = [theirs[n][label] for n in peers
+                 if label in theirs[n] and theirs[n][label] != float("inf")]
+        if not known and "server plus database" in label:
+            # The peers have no database server: compare with their server alone.
+            known = [theirs[n]["peak RSS of the server, MiB"] for n in peers]
+        best = (max(known) if higher else min(known)) if known else None
+        ratio = "%.2f" % (value / best) if best else "-"
+        lines.append("| %s | %s | %s |" % (label, " | ".join(cells), ratio))
+    for n, result in results.items():
+        if "error" in result:
+            lines.append("\n%s: no figures (%s)" % (n, result["error"].splitlines()[0]))
+    return "\n".join(lines) + "\n"
+
+
+def chart(results, png):
+    """Cumulative distributions of the Browse latencies, one panel per case."""
+    names = [n for n in results if "error" not in results[n]]
+    with tempfile.TemporaryDirectory() as tmp:
+        plots = []
+        for case in CASES:
+            lines = []
+            for n in names:
+                data = os.path.join(tmp, "%s-%s.dat" % (n, case.replace("/", "-")))
+                values = sorted(results[n]["latency"][case])
+                with open(data, "w") as f:
+                    for i, v in enumerate(values):
+                        f.write("%f %f\n" % (v * 1000, (i + 1) / len(values)))
+                lines.append("'%s' using 1:2 with steps title '%s'" % (data, n))
+            page, clients = case.split("/")
+            plots.append("set title 'Browse of %s children, %s client(s)'\nplot %s" % (
+                page, clients, ", ".join(lines)))
+        script = ("set terminal png size 1200,900\nset output '%s'\nset multiplot layout 2,2\n"
+                  "set logscale x\nset xlabel 'latency, ms'\nset ylabel 'fraction of requests'\n"
+                  "set key bottom right\n%s\nunset multiplot\n" % (png, "\n".join(plots)))
+        subprocess.run(["gnuplot"], input=script, text=True, check=True)

@@ -1,0 +1,114 @@
+"""How each server of the comparison is configured and started: everything it writes
+(configuration, database, log, cache) under its own folder of the run's temporary folder,
+and it runs only inside the server namespace."""
+
+import os
+import subprocess
+
+PEER_PORT = 50200  # gerbera takes ports of 49152 and up only; all peers use this one
+
+
+class Server:
+    """A started server: its process (the server itself: `ip netns exec` execs it)."""
+
+    name = ""
+
+    def __init__(self, lab, run_dir, media):
+        self.lab, self.media = lab, media
+        self.dir = os.path.join(run_dir, self.name)
+        os.makedirs(self.dir)
+        self.process = None
+        self.log = open(os.path.join(self.dir, "stdout.log"), "w")
+
+    def spawn(self, args, env=None):
+        self.process = self.lab.spawn(self.lab.server_ns, *args, stdout=self.log,
+                                      stderr=subprocess.STDOUT, env=env)
+
+    def pids(self):
+        """The processes whose memory counts as this server's, by role."""
+        return {"server": [self.process.pid]}
+
+    def stop(self):
+        if self.process and self.process.poll() is None:
+            self.process.terminate()
+            try:
+                self.process.wait(timeout=20)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
+
+
+class Minidlna(Server):
+    name = "minidlna"
+
+    def start(self):
+        conf = os.path.join(self.dir, "minidlna.conf")
+        with open(conf, "w") as f:
+            f.write("media_dir=%s\nport=%d\nnetwork_interface=br0\ndb_dir=%s\nlog_dir=%s\n"
+                    "friendly_name=bench-minidlna\ninotify=no\nlog_level=general,scanner=warn\n"
+                    % (self.media, PEER_PORT, os.path.join(self.dir, "db"),
+                       os.path.join(self.dir, "log")))
+        self.spawn(["/usr/sbin/minidlnad", "-f", conf, "-P", os.path.join(self.dir, "pid"),
+                    "-d", "-R"])
+
+
+class Gerbera(Server):
+    name = "gerbera"
+
+    def start(self):
+        self.spawn(["/usr/bin/gerbera", "-m", self.dir, "-f", "gerbera", "-e", "br0", "-p",
+                    str(PEER_PORT), "-a", self.media],
+                   env=dict(os.environ, HOME=self.dir))
+
+
+class Rygel(Server):
+    name = "rygel"
+
+    def start(self):
+        config = os.path.join(self.dir, "config")
+        os.makedirs(config)
+        with open(os.path.join(config, "rygel.conf"), "w") as f:
+            f.write("[general]\ninterface=br0\nport=%d\nenable-transcoding=false\n"
+                    "upnp-enabled=true\nlog-level=*:3\n\n"
+                    "[MediaExport]\nenabled=true\ntitle=bench-rygel\nuris=%s\n"
+                    "monitor-changes=false\n\n"
+                    "[Tracker]\nenabled=false\n[Tracker3]\nenabled=false\n"
+                    "[LMS]\nenabled=false\n[Playbin]\nenabled=false\n"
+                    "[GstLaunch]\nenabled=false\n[MPRIS]\nenabled=false\n"
+                    "[External]\nenabled=false\n[Ruih]\nenabled=false\n"
+                    % (PEER_PORT, self.media))
+        env = dict(os.environ, XDG_CONFIG_HOME=config,
+                   XDG_CACHE_HOME=os.path.join(self.dir, "cache"),
+                   XDG_DATA_HOME=os.path.join(self.dir, "data"), HOME=self.dir)
+        env.pop("DBUS_SESSION_BUS_ADDRESS", None)
+        self.spawn(["/usr/bin/rygel", "-c", os.path.join(config, "rygel.conf")], env=env)
+
+
+class CalyxDms(Server):
+    """calyx-dms on the lab's index: `calyx index` of the media first (counted in its
+    start time), then the server."""
+    name = "calyx-dms"
+
+    def start(self):
+        env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.lab.schema)
+        subprocess.run([self.lab.tool, "index", "-q", self.media], env=env, check=True,
+                       stdout=self.log, stderr=subprocess.STDOUT)
+        self.lab.start_server("--log-level", "1")
+        self.process = self.lab.server
+
+    def pids(self):
+        postmaster = int(open(os.path.join(os.environ["PGHOST"], "data",
+                                           "postmaster.pid")).readline())
+        children = []
+        for entry in os.listdir("/proc"):
+            if entry.isdigit():
+                try:
+                    fields = open("/proc/%s/stat" % entry).read().rsplit(")", 1)[1].split()
+                except OSError:
+                    continue
+                if int(fields[1]) == postmaster:
+                    children.append(int(entry))
+        return {"server": [self.process.pid], "postgresql": [postmaster] + children}
+
+
+PEERS = [Minidlna, Gerbera, Rygel]

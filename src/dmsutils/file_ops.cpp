@@ -1,0 +1,36 @@
+#include "dmsutils/file_ops.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Calyx {
+namespace detail {
+
+namespace {
+
+int SystemOpen(const char* path, int flags, mode_t mode) {
+    return ::open(path, flags, mode);
+}
+
+const FileOps kSystemFileOps = {
+    SystemOpen, ::close,    ::read,  ::write,    ::fsync,  ::rename,
+    ::unlink,   ::readlink, ::flock, ::mkostemp, ::fchmod, ::fchown,
+};
+
+}  // namespace
+
+const FileOps& SystemFileOps() {
+    return kSystemFileOps;
+}
+
+FileOps& CurrentFileOps() {
+    static FileOps current = kSystemFileOps;
+    return current;
+}
+
+}  // namespace detail
+}  // namespace Calyx
