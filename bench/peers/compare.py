@@ -110,6 +110,8 @@ def measure(lab, client, server, quick, limit, profile_dir=None):
                                 3 if quick else 10)["rps"]
     if perf:
         stop_profile(perf, profile_dir)
+    # Read before the stream too: which of the Browse loads and the stream sets the peak.
+    result["server_before_stream_kib"] = peak_kib(server.process.pid)
     got = probe(lab, client, "stream", location, large)
     result["stream_mb_s"] = got["bytes"] / got["seconds"] / 1e6
     result["memory_kib"] = {role: sum(peak_kib(p) for p in pids)

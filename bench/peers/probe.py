@@ -24,6 +24,7 @@ CDS = "urn:schemas-upnp-org:service:ContentDirectory:1"
 DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
 DC = "{http://purl.org/dc/elements/1.1/}"
 DEVICE = "{urn:schemas-upnp-org:device-1-0}"
+SERVICE_TYPE = [CDS]  # the ContentDirectory version the server offers
 
 
 def discover():
@@ -49,7 +50,10 @@ def control_url(location):
     root = ET.fromstring(urllib.request.urlopen(location, timeout=10).read())
     base = root.findtext(DEVICE + "URLBase") or location
     for service in root.iter(DEVICE + "service"):
-        if service.findtext(DEVICE + "serviceType") == CDS:
+        kind = service.findtext(DEVICE + "serviceType") or ""
+        # Any version: Browse is the same in each, and a server may offer only a later one.
+        if kind.startswith(CDS[:-1]):
+            SERVICE_TYPE[0] = kind
             return urllib.parse.urljoin(base, service.findtext(DEVICE + "controlURL"))
     raise RuntimeError("no ContentDirectory at " + location)
 
@@ -62,9 +66,10 @@ def browse(url, object_id, flag="BrowseDirectChildren", start=0, count=0):
             '<u:Browse xmlns:u="%s"><ObjectID>%s</ObjectID><BrowseFlag>%s</BrowseFlag>'
             '<Filter>*</Filter><StartingIndex>%d</StartingIndex>'
             '<RequestedCount>%d</RequestedCount><SortCriteria></SortCriteria></u:Browse>'
-            '</s:Body></s:Envelope>' % (CDS, object_id, flag, start, count)).encode()
+            '</s:Body></s:Envelope>' % (SERVICE_TYPE[0], object_id, flag, start, count)).encode()
     request = urllib.request.Request(url, data=body, headers={
-        "SOAPAction": '"%s#Browse"' % CDS, "Content-Type": 'text/xml; charset="utf-8"'})
+        "SOAPAction": '"%s#Browse"' % SERVICE_TYPE[0],
+        "Content-Type": 'text/xml; charset="utf-8"'})
     envelope = ET.fromstring(urllib.request.urlopen(request, timeout=60).read())
     fields = {el.tag.split("}")[-1]: el.text for el in envelope.iter() if len(el) == 0}
     return ET.fromstring(fields["Result"]), int(fields.get("TotalMatches") or 0)

@@ -30,6 +30,8 @@ def figures(result):
     rows += [("mixed load, 8 clients, requests/s", result["mixed_rps"], True),
              ("start on empty database until all 10,000 listed, s",
               result["ready_s"] if result["ready_s"] is not None else float("inf"), False),
+             ("peak RSS of the server before streaming, MiB",
+              result.get("server_before_stream_kib", 0) / 1024, False),
              ("peak RSS of the server, MiB", memory["server"] / 1024, False)]
     if "postgresql" in memory:
         rows += [("peak RSS of PostgreSQL (sum of its processes), MiB",

@@ -93,7 +93,7 @@ class CalyxDms(Server):
         env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.lab.schema)
         subprocess.run([self.lab.tool, "index", "-q", self.media], env=env, check=True,
                        stdout=self.log, stderr=subprocess.STDOUT)
-        self.lab.start_server("--log-level", "1")
+        self.lab.start_server(log_level=1)
         self.process = self.lab.server
 
     def pids(self):

@@ -137,6 +137,10 @@ int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& 
 }
 
 long long Catalog::UpdateStamp() {
+    auto now = std::chrono::steady_clock::now();
+    if (stamp_ >= 0 && now - stampAt_ < std::chrono::seconds(kStampSeconds))
+        return stamp_;
+    stamp_ = -1;
     long long stamp = 0;
     for (const TableName& t : kTables) {
         Calyx::MediaDB db(t.table, conn_);
@@ -146,7 +150,9 @@ long long Catalog::UpdateStamp() {
             return -1;
         stamp += strtoll(db.FetchField("stamp").c_str(), nullptr, 10);
     }
-    return stamp % 2147483647;
+    stamp_ = stamp % 2147483647;
+    stampAt_ = now;
+    return stamp_;
 }
 
 }  // namespace calyx_dms

@@ -3,6 +3,7 @@
 #ifndef CALYX_DMS_CATALOG_H
 #define CALYX_DMS_CATALOG_H
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -54,10 +55,15 @@ public:
     // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
     // A number that changes when the index changes (for UpdateID); -1 when queries fail.
+    // Computed at most once per kStampSeconds: it scans every table, and under load it
+    // cost more database time than the pages themselves.
     long long UpdateStamp();
 
 private:
+    static constexpr int kStampSeconds = 1;
     DBConnect* conn_;
+    long long stamp_ = -1;
+    std::chrono::steady_clock::time_point stampAt_;
 };
 
 }  // namespace calyx_dms

@@ -235,7 +235,7 @@ class Lab:
         return ids
 
     # --- the server --------------------------------------------------------------------
-    def start_server(self, *extra, drop_env=()):
+    def start_server(self, *extra, drop_env=(), log_level=2):
         """Starts calyx-dms in the server namespace (environment variables in `drop_env`
         left out) and waits until it serves."""
         log = os.path.join(self.tmp, "server.out")
@@ -246,7 +246,7 @@ class Lab:
         args = ["ip", "netns", "exec", self.server_ns, self.server_binary, "--interface",
                 "br0", "--port", str(PORT), "--profiles",
                 os.path.join(self.source, "data/profiles.json"), "--log",
-                os.path.join(self.tmp, "calyx-dms.log"), "--log-level", "2", *extra]
+                os.path.join(self.tmp, "calyx-dms.log"), "--log-level", str(log_level), *extra]
         self.server_out = open(log, "w")
         self.server = subprocess.Popen(args, stdout=self.server_out, stderr=subprocess.STDOUT,
                                        env=env)

@@ -71,10 +71,12 @@ class Runner:
         for url, path in config.get("streams", []):
             with open(path, "rb") as f:
                 self.files[url] = f.read()
+        self.current = ""
         self.result = {"browses": 0, "streams": 0, "bytes": 0, "upnp_errors": {},
                        "latencies": [], "problems": []}
 
     def request(self, method, path, body=None, headers=None):
+        self.current = "%s %s" % (method, path)
         connection = http.client.HTTPConnection(self.config["host"], self.config["port"],
                                                 timeout=self.config.get("timeout", 20))
         try:
@@ -131,7 +133,7 @@ class Runner:
                 if streams:
                     self.stream(streams[rounds % len(streams)], ranged=rounds % 2 == 1)
             except (OSError, http.client.HTTPException) as e:
-                self.problem("round %d: %s: %s" % (rounds, type(e).__name__, e))
+                self.problem("round %d, %s: %s: %s" % (rounds, self.current, type(e).__name__, e))
             rounds += 1
         self.result["rounds"] = rounds
         return self.result

@@ -50,22 +50,16 @@ def add_recorded_clients(lab, count, first=0):
     return made
 
 
-def profile_of(lab, client, headers):
-    """The profile `calyx identify` names for these headers from this client."""
+def identity(lab, client, headers):
+    """(profile, music only) that `calyx identify` gives for these control request headers
+    from this client."""
     args = [lab.tool, "identify", "-p", os.path.join(lab.source, "data/profiles.json"),
             "--mac", client.mac, "--ip", client.ip, "--handler", "HandleActionRequest",
             "--json"]
     for header in headers:
         args += ["-H", header]
-    return json.loads(run(*args).stdout)["profileName"]
-
-
-def is_music_only(lab, client, headers):
-    args = [lab.tool, "identify", "-p", os.path.join(lab.source, "data/profiles.json"),
-            "--mac", client.mac, "--ip", client.ip, "--json"]
-    for header in headers:
-        args += ["-H", header]
-    return "musiconly" in json.loads(run(*args).stdout)["checker"]["types"]
+    found = json.loads(run(*args).stdout)
+    return found["profileName"], "musiconly" in found["checker"]["types"]
 
 
 def add_big_video(lab, megabytes):

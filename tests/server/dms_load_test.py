@@ -10,8 +10,8 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from dms_lab import Lab, fail, wait_for  # noqa: E402
-from dms_load_lab import (Workers, add_big_video, add_recorded_clients, is_music_only,  # noqa: E402
-                          media_url, profile_of, require_clean, scale, summary)
+from dms_load_lab import (Workers, add_big_video, add_recorded_clients, identity,  # noqa: E402
+                          media_url, require_clean, scale, summary)
 
 
 def main():
@@ -31,8 +31,8 @@ def main():
         expected = {}
         workers = Workers(lab)
         for client, name, headers in clients:
-            music_only = is_music_only(lab, client, headers)
-            expected[client.mac] = (name, profile_of(lab, client, headers))
+            profile, music_only = identity(lab, client, headers)
+            expected[client.mac] = (name, profile)
             workers.start(client, {
                 "headers": headers, "seconds": seconds,
                 "browse": ["0", "music"] + ([] if music_only else ["video", "d%d" % ids["folder"]]),
