@@ -205,9 +205,15 @@ CALYX_EXPORT std::map<std::string, std::string> ClientHeaderKeys(
 
 /// Removes the entry of `mac` (found exactly as VerifyMacIsExist finds it) from the client
 /// list document under the list's lock, as the package's settings screen does when the
-/// user forgets a device. No published operation removes entries. Does not save. Returns
-/// 1 when the entry was removed, 0 when there is no such entry.
+/// user forgets a device. No published operation removes entries. Memory only (a second
+/// writer removes through ClientListApply with RemoveClientEntry). Returns 1 when the
+/// entry was removed, 0 when there is no such entry.
 CALYX_EXPORT int ClientListRemove(DMSClientList& list, const std::string& mac);
+
+/// The removal ClientListRemove makes, on a client list `document` (for example the one an
+/// edit of ClientListApply receives): drops the entry of `mac`, found as VerifyMacIsExist
+/// finds it. Takes no lock. False when there is no such entry.
+CALYX_EXPORT bool RemoveClientEntry(Json::Value& document, const std::string& mac);
 
 // ---------------------------------------------------------------------------------------
 // Media index database

@@ -187,22 +187,33 @@ int ClientListApply(DMSClientList& list, const std::string& path, const ClientLi
     }
 }
 
+bool RemoveClientEntry(Json::Value& document, const std::string& mac) {
+    const Json::Value* entry = ClientDocumentEntry(document, mac);
+    if (entry == nullptr)
+        return false;
+    try {
+        Json::Value& clients = document["ClientList"];
+        for (Json::ArrayIndex i = 0; i < clients.size(); ++i) {
+            if (&clients[i] == entry) {
+                Json::Value removed;
+                return clients.removeIndex(i, &removed);
+            }
+        }
+    } catch (const std::exception&) {
+    }
+    return false;
+}
+
 int ClientListRemove(DMSClientList& list, const std::string& mac) {
     ListLock lock(list);
+    const bool removed = RemoveClientEntry(ClientListAccess::Root(list), mac);
     try {
-        unsigned int index = 0;
-        if (!LockedPosition(list, mac, index))
-            return 0;
-        Json::Value removed;
-        if (!ClientListAccess::Root(list)["ClientList"].removeIndex(index, &removed))
-            return 0;
         // Every later entry moved up one place.
-        RebuildIndexLocked(list);
-        return 1;
+        if (removed)
+            RebuildIndexLocked(list);
     } catch (const std::exception&) {
-        RebuildIndexLocked(list);
-        return 0;
     }
+    return removed ? 1 : 0;
 }
 
 bool ClientListStartUp(DMSClientList& list, const std::string& clientListPath,

@@ -43,6 +43,36 @@ TEST(ExtClientListConcurrency, EditsAndSavesBesideUpdates) {
     EXPECT_TRUE(Calyx::ReadJsonFile(dir.file("out.json"), saved, nullptr));
 }
 
+TEST(ExtClientListConcurrency, RemovalsBesideUpdatesAndLookups) {
+    TempDir dir;
+    WriteFile(dir.file("p.json"), kProfiles);
+    Calyx::DMSClientList list;
+    ASSERT_TRUE(Calyx::ClientListStartUp(list, dir.file("none.json"), dir.file("p.json")));
+    const int rounds = 200 * TestScale();
+    std::thread updater([&] {
+        for (int i = 0; i < rounds; ++i)
+            list.UpdateKeys("HandleDiscovery", "m" + std::to_string(i % 20), "10.0.0.1",
+                            {{"modelName", "TV"}});
+    });
+    std::thread remover([&] {
+        for (int i = 0; i < rounds; ++i) {
+            Calyx::ClientListRemove(list, "m" + std::to_string((i * 7) % 20));
+            Json::Value entry;
+            if (Calyx::ClientListEntry(list, "m" + std::to_string(i % 20), entry))
+                EXPECT_EQ(entry["macAddr"].asString(), "m" + std::to_string(i % 20));
+        }
+    });
+    updater.join();
+    remover.join();
+    // Whatever survived is one entry per MAC, each found where the lookups say.
+    Json::Value document = Calyx::ClientListDocument(list);
+    for (Json::ArrayIndex i = 0; i < document["ClientList"].size(); ++i) {
+        unsigned int index = 99;
+        ASSERT_TRUE(list.VerifyMacIsExist(document["ClientList"][i]["macAddr"].asString(), index));
+        EXPECT_EQ(index, i);
+    }
+}
+
 // A server thread saving its list and a second writer (its own list object on the same
 // file) editing through ClientListApply: the writers' lock serialises them, and the
 // server's saves keep the editor's last word.

@@ -277,6 +277,17 @@ TEST(ExtClientList, RemoveDropsTheEntryAndKeepsLookupsRight) {
 
     Calyx::DMSClientList empty;
     EXPECT_EQ(Calyx::ClientListRemove(empty, "m1"), 0);
+
+    // The same removal on a document, as an edit of ClientListApply makes it; an entry
+    // without "macAddr" hides the ones behind it, as in VerifyMacIsExist.
+    Json::Value document =
+        Entry(R"({"ClientList": [{"macAddr": "a"}, {"ipAddr": "x"}, {"macAddr": "b"}]})");
+    EXPECT_FALSE(Calyx::RemoveClientEntry(document, "b"));
+    EXPECT_TRUE(Calyx::RemoveClientEntry(document, "a"));
+    EXPECT_EQ(document["ClientList"].size(), 2u);
+    EXPECT_EQ(document["ClientList"][0]["ipAddr"].asString(), "x");
+    Json::Value notAList = Entry(R"({"ClientList": {"macAddr": "a"}})");
+    EXPECT_FALSE(Calyx::RemoveClientEntry(notAList, "a"));
 }
 
 }  // namespace

@@ -165,22 +165,6 @@ void CheckProfileChoice(const ClientsOptions& o) {
 
 enum class Edit { Erase, Remove, SetProfile, Allow, Deny };
 
-// Removes the entry of `mac` from a client list document (found as VerifyMacIsExist finds
-// it); false when there is none.
-bool RemoveEntry(Json::Value& doc, const std::string& mac) {
-    const Json::Value* entry = Calyx::ClientDocumentEntry(doc, mac);
-    if (entry == nullptr)
-        return false;
-    Json::Value& clients = doc["ClientList"];
-    for (Json::ArrayIndex i = 0; i < clients.size(); ++i) {
-        if (&clients[i] == entry) {
-            Json::Value removed;
-            return clients.removeIndex(i, &removed);
-        }
-    }
-    return false;
-}
-
 void RunEdit(const ClientsOptions& o, Edit edit) {
     const std::string path = ResolveFile(o);
     if (edit == Edit::SetProfile && !o.automatic) {
@@ -199,7 +183,7 @@ void RunEdit(const ClientsOptions& o, Edit edit) {
             note = "erased " + mac + " down to its identity, access and user agents";
             break;
         case Edit::Remove:
-            change = [&mac](Json::Value& doc) { return RemoveEntry(doc, mac); };
+            change = [&mac](Json::Value& doc) { return Calyx::RemoveClientEntry(doc, mac); };
             break;
         case Edit::SetProfile: {
             // A null choice follows the automatic match again.
