@@ -50,12 +50,16 @@ def add_recorded_clients(lab, count, first=0):
     return made
 
 
-def identity(lab, client, headers, handler="HandleActionRequest"):
+def identity(lab, client, headers, handler="HandleActionRequest", root=None):
     """(profile, music only) that `calyx identify` gives for this client's control request
     headers, as a control request or (handler "WebSerOpen") as a media request, which
-    carries them without SOAPAction and Content-Type."""
+    carries them without SOAPAction and Content-Type. With `root`, the client list under
+    that root prefix is read and saved, so successive calls accumulate the client's keys
+    in one entry as the server's list does."""
     args = [lab.tool, "identify", "-p", os.path.join(lab.source, "data/profiles.json"),
             "--mac", client.mac, "--ip", client.ip, "--handler", handler, "--json"]
+    if root is not None:
+        args += ["--root", root, "--save"]
     for header in headers:
         if handler == "HandleActionRequest" or header.split(":")[0].lower() not in (
                 "soapaction", "content-type"):

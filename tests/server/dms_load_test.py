@@ -32,12 +32,13 @@ def main():
         expected = {}
         workers = Workers(lab)
         for client, name, headers in clients:
-            profile, music_only = identity(lab, client, headers)
-            # Its media requests may name it more closely (some players are recognised
-            # by their media requests only); the list keeps the closer one.
-            streamed, _ = identity(lab, client, headers, "WebSerOpen")
-            if streamed != "Default Profile":
-                profile = streamed
+            # The server's entry gathers the keys of the client's control and media
+            # requests (some players are recognised by their media requests only, some by
+            # both together), so the expected profile is that of one entry fed both.
+            root = os.path.join(lab.tmp, "expected-%s" % client.ns)
+            os.makedirs(root)
+            _, music_only = identity(lab, client, headers, root=root)
+            profile, _ = identity(lab, client, headers, "WebSerOpen", root=root)
             expected[client.mac] = (name, profile)
             workers.start(client, {
                 "headers": headers, "seconds": seconds,
