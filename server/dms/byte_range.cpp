@@ -27,13 +27,14 @@ ByteRange ParseByteRange(const std::string& header, long long size) {
     std::string text = Trimmed(header);
     if (text.compare(0, 6, "bytes=") != 0)
         return whole;
-    std::string spec = Trimmed(text.substr(
-        6, text.find(',') == std::string::npos ? std::string::npos : text.find(',') - 6));
-    size_t dash = spec.find('-');
+    // Only the first range of a list is served.
+    const size_t comma = text.find(',');
+    std::string range = Trimmed(text.substr(6, comma == std::string::npos ? comma : comma - 6));
+    size_t dash = range.find('-');
     if (dash == std::string::npos)
         return whole;
-    long long first = Number(Trimmed(spec.substr(0, dash)));
-    long long last = Number(Trimmed(spec.substr(dash + 1)));
+    long long first = Number(Trimmed(range.substr(0, dash)));
+    long long last = Number(Trimmed(range.substr(dash + 1)));
     if (dash == 0) {  // the last n bytes
         if (last < 0)
             return whole;
@@ -42,7 +43,7 @@ ByteRange ParseByteRange(const std::string& header, long long size) {
         long long n = last < size ? last : size;
         return {ByteRange::kPart, size - n, n};
     }
-    if (first < 0 || (dash + 1 < spec.size() && last < 0) || (last >= 0 && last < first))
+    if (first < 0 || (dash + 1 < range.size() && last < 0) || (last >= 0 && last < first))
         return whole;
     if (first >= size)
         return {ByteRange::kUnsatisfiable, 0, 0};
