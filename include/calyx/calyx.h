@@ -12,6 +12,7 @@
 #include "calyx/media_names.h"
 #include "calyx/platform.h"
 #include "calyx/types.h"
+#include "calyx/utf8.h"
 #include "calyx/version.h"
 
 #endif  // CALYX_CALYX_H

@@ -2,13 +2,13 @@
 #ifndef CALYX_SERVER_INDEXER_INDEXED_PATH_H
 #define CALYX_SERVER_INDEXER_INDEXED_PATH_H
 
-#include <string>
+#include "calyx/utf8.h"
 
 namespace calyx_indexer {
 
-// `text` with every byte that does not belong to a valid UTF-8 sequence replaced by
-// U+FFFD: tags are shown, never used to open anything, so they need not round-trip.
-std::string ValidUtf8(const std::string& text);
+// Tags are made valid UTF-8 by replacing every stray byte with U+FFFD: they are shown,
+// never used to open anything, so they need not round-trip (paths do: see indexer.h).
+using Calyx::ValidUtf8;
 
 }  // namespace calyx_indexer
 

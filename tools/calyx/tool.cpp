@@ -13,6 +13,7 @@
 
 #include "calyx/client.h"
 #include "calyx/ext.h"
+#include "calyx/utf8.h"
 
 namespace calyx_tool {
 
@@ -100,52 +101,12 @@ void CreateParentDirectories(const std::string& file) {
         Fail(dir.string() + ": cannot create the directory: " + error.message());
 }
 
-std::string ValidUtf8(const std::string& text) {
-    static const char kReplacement[] = "\xEF\xBF\xBD";
-    std::string out;
-    out.reserve(text.size());
-    size_t i = 0;
-    while (i < text.size()) {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
-        // Length of the sequence `c` starts and the allowed range of its second byte
-        // (excluding overlong forms, surrogates and code points above U+10FFFF).
-        size_t length = 0;
-        unsigned char low = 0x80, high = 0xBF;
-        if (c < 0x80) {
-            length = 1;
-        } else if (c >= 0xC2 && c <= 0xDF) {
-            length = 2;
-        } else if (c >= 0xE0 && c <= 0xEF) {
-            length = 3;
-            low = c == 0xE0 ? 0xA0 : 0x80;
-            high = c == 0xED ? 0x9F : 0xBF;
-        } else if (c >= 0xF0 && c <= 0xF4) {
-            length = 4;
-            low = c == 0xF0 ? 0x90 : 0x80;
-            high = c == 0xF4 ? 0x8F : 0xBF;
-        }
-        bool valid = length > 0 && i + length <= text.size();
-        for (size_t k = 1; valid && k < length; ++k) {
-            const unsigned char next = static_cast<unsigned char>(text[i + k]);
-            valid = k == 1 ? (next >= low && next <= high) : (next >= 0x80 && next <= 0xBF);
-        }
-        if (valid) {
-            out.append(text, i, length);
-            i += length;
-        } else {
-            out += kReplacement;
-            ++i;
-        }
-    }
-    return out;
-}
-
 namespace {
 
 // A copy of `value` whose texts and member names are all valid UTF-8.
 Json::Value WithValidUtf8(const Json::Value& value) {
     if (value.isString())
-        return Json::Value(ValidUtf8(value.asString()));
+        return Json::Value(Calyx::ValidUtf8(value.asString()));
     if (value.isArray()) {
         Json::Value out(Json::arrayValue);
         for (const Json::Value& item : value)
@@ -155,7 +116,7 @@ Json::Value WithValidUtf8(const Json::Value& value) {
     if (value.isObject()) {
         Json::Value out(Json::objectValue);
         for (const std::string& name : value.getMemberNames())
-            out[ValidUtf8(name)] = WithValidUtf8(value[name]);
+            out[Calyx::ValidUtf8(name)] = WithValidUtf8(value[name]);
         return out;
     }
     return value;

@@ -71,9 +71,6 @@ public:
 // part of a valid UTF-8 sequence (in values and member names) becomes U+FFFD.
 void PrintJson(const Json::Value& value);
 
-// `text` with every byte outside a valid UTF-8 sequence replaced by U+FFFD.
-std::string ValidUtf8(const std::string& text);
-
 // Text helpers for human-readable output.
 std::string Join(const std::vector<std::string>& parts, const std::string& separator);
 std::string Quoted(const std::string& text);  // "text" with control characters escaped
