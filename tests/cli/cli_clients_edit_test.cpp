@@ -16,7 +16,7 @@ const char kList[] = R"({ "ClientList": [
   { "macAddr": "CC:DD:03", "ipAddr": "10.0.0.4", "isAccess": true } ] })";
 
 Json::Value Clients(const std::string& file) {
-    return ParseJson(RunTool({"clients", "--file", file, "list", "--json"}).out)["clients"];
+    return ExpectJson(RunTool({"clients", "--file", file, "list", "--json"}).out)["clients"];
 }
 
 TEST(CliClientsEdit, MacMatchesWithoutRegardToCase) {
@@ -24,7 +24,7 @@ TEST(CliClientsEdit, MacMatchesWithoutRegardToCase) {
     WriteFile(dir.file("c.json"), kList);
     ToolRun run = RunTool({"clients", "--file", dir.file("c.json"), "show", "AA:BB:01", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["entry"]["macAddr"].asString(), "aa:bb:01");
+    EXPECT_EQ(ExpectJson(run.out)["entry"]["macAddr"].asString(), "aa:bb:01");
     run = RunTool({"clients", "--file", dir.file("c.json"), "deny", "aa:bb:02", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_FALSE(Clients(dir.file("c.json"))[1]["isAccess"].asBool());
@@ -59,13 +59,13 @@ TEST(CliClientsEdit, SetProfileRefusesAProfileOfNoList) {
     run = RunTool(
         {"clients", "--file", file, "set-profile", "aa:bb:01", "No Such TV", "--force", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["entry"]["profileName"].asString(), "No Such TV");
+    EXPECT_EQ(ExpectJson(run.out)["entry"]["profileName"].asString(), "No Such TV");
     run = RunTool({"clients", "--file", file, "set-profile", "aa:bb:01", "Default Profile"});
     EXPECT_EQ(run.status, 0) << run.err;
     run = RunTool({"clients", "--file", file, "set-profile", "aa:bb:01", "Xbox 360", "--profiles",
                    DataPath("profiles.json"), "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["entry"]["profileName"].asString(), "Xbox 360");
+    EXPECT_EQ(ExpectJson(run.out)["entry"]["profileName"].asString(), "Xbox 360");
 }
 
 TEST(CliClientsEdit, ImpossibleCombinationsAreUsageErrors) {

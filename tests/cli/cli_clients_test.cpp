@@ -40,11 +40,11 @@ TEST(CliClients, ListAndShow) {
     EXPECT_NE(run.out.find("2 clients"), std::string::npos);
 
     Json::Value list =
-        ParseJson(RunTool({"clients", "list", "--file", dir.file("c.json"), "--json"}).out);
+        ExpectJson(RunTool({"clients", "list", "--file", dir.file("c.json"), "--json"}).out);
     ASSERT_EQ(list["clients"].size(), 2u);
     EXPECT_EQ(list["clients"][1]["isAccess"].asBool(), false);
 
-    Json::Value show = ParseJson(
+    Json::Value show = ExpectJson(
         RunTool({"clients", "--file", dir.file("c.json"), "show", "aa:02", "--json"}).out);
     EXPECT_EQ(show["entry"]["custom"].size(), 2u);
     EXPECT_EQ(ReadFile(dir.file("c.json")), kList);  // reading never rewrites the file
@@ -60,12 +60,12 @@ TEST(CliClients, EditsSaveTheFileAndKeepEverythingElse) {
     ASSERT_EQ(run.status, 0) << run.err;
     run = RunTool({"clients", "--file", dir.file("c.json"), "deny", "aa:01", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_FALSE(ParseJson(run.out)["entry"]["isAccess"].asBool());
+    EXPECT_FALSE(ExpectJson(run.out)["entry"]["isAccess"].asBool());
 
     const std::string saved = ReadFile(dir.file("c.json"));
     EXPECT_NE(saved.find("// clients seen by the server"), std::string::npos);  // comment kept
     EXPECT_NE(saved.find("\n\t\t{"), std::string::npos);                        // tab indent
-    Json::Value doc = ParseJson(saved);
+    Json::Value doc = ExpectJson(saved);
     const Json::Value& a2 = doc["ClientList"][1];
     EXPECT_EQ(a2["profileName_UserSelected"].asString(), "Xbox 360");
     EXPECT_EQ(a2["profileName"].asString(), "Xbox 360");  // the user's choice wins at once
@@ -77,7 +77,7 @@ TEST(CliClients, EditsSaveTheFileAndKeepEverythingElse) {
 
     run = RunTool({"clients", "--file", dir.file("c.json"), "set-profile", "aa:02", "--auto"});
     ASSERT_EQ(run.status, 0) << run.err;
-    doc = ParseJson(ReadFile(dir.file("c.json")));
+    doc = ExpectJson(ReadFile(dir.file("c.json")));
     EXPECT_FALSE(doc["ClientList"][1].isMember("profileName_UserSelected"));
     EXPECT_EQ(doc["ClientList"][1]["profileName"].asString(), "Default Profile");
 }
@@ -86,17 +86,17 @@ TEST(CliClients, EraseKeepsIdentityAccessAndUserAgents) {
     TempDir dir;
     WriteFile(dir.file("c.json"), kList);
     ASSERT_EQ(RunTool({"clients", "--file", dir.file("c.json"), "erase", "aa:01"}).status, 0);
-    Json::Value entry = ParseJson(ReadFile(dir.file("c.json")))["ClientList"][0];
+    Json::Value entry = ExpectJson(ReadFile(dir.file("c.json")))["ClientList"][0];
     EXPECT_EQ(entry.getMemberNames(),
               (std::vector<std::string>{"isAccess", "macAddr", "open_user-agent"}));
 }
 
 TEST(CliClients, RootSelectsTheFixedPath) {
     TempDir root;
-    WriteFile(root.path() + "/var/packages/Calyx/etc/client_list.json", kList);
-    Json::Value list = ParseJson(RunTool({"clients", "--root", root.path(), "list", "--json"}).out);
+    WriteFile(root.path() + calyx_test::kClientListFixedPath, kList);
+    Json::Value list = ExpectJson(RunTool({"clients", "--root", root.path(), "list", "--json"}).out);
     EXPECT_EQ(list["clients"].size(), 2u);
-    EXPECT_EQ(list["file"].asString(), root.path() + "/var/packages/Calyx/etc/client_list.json");
+    EXPECT_EQ(list["file"].asString(), root.path() + calyx_test::kClientListFixedPath);
 }
 
 TEST(CliClients, ErrorsNameTheFile) {
@@ -121,7 +121,7 @@ TEST(CliClients, ErrorsNameTheFile) {
 // saves keep the tool's edits, the tool's saves keep the server's clients.
 TEST(CliClients, ToolAndAServerSavingInALoopKeepEachOthersChanges) {
     ScopedRoot root;
-    const std::string path = root.write("/var/packages/Calyx/etc/client_list.json", kList);
+    const std::string path = root.write(calyx_test::kClientListFixedPath, kList);
     const std::string stop = root.resolve("/stop");
     pid_t server = fork();
     ASSERT_GE(server, 0);
@@ -151,7 +151,7 @@ TEST(CliClients, ToolAndAServerSavingInALoopKeepEachOthersChanges) {
     ASSERT_TRUE(WIFEXITED(status));
     ASSERT_EQ(WEXITSTATUS(status), 0);
 
-    Json::Value clients = ParseJson(ReadFile(path))["ClientList"];
+    Json::Value clients = ExpectJson(ReadFile(path))["ClientList"];
     ASSERT_GE(clients.size(), 3u);
     EXPECT_FALSE(clients[0]["isAccess"].asBool());                    // the tool's last word: deny
     EXPECT_EQ(clients[0]["open_user-agent"], Json::Value("Roku/2"));  // the server's data
@@ -172,7 +172,7 @@ TEST(CliClients, WritableFileInAnUnwritableDirectoryIsSaved) {
     ToolRun run = RunTool({"clients", "--file", dir.file("sub/c.json"), "deny", "aa:01"});
     chmod(dir.file("sub").c_str(), 0755);
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_FALSE(ParseJson(ReadFile(dir.file("sub/c.json")))["ClientList"][0]["isAccess"].asBool());
+    EXPECT_FALSE(ExpectJson(ReadFile(dir.file("sub/c.json")))["ClientList"][0]["isAccess"].asBool());
 }
 
 TEST(CliClients, ReadOnlyFileFailsAndStaysAsItWas) {

@@ -26,7 +26,7 @@ TEST(CliDevice, FactsOfARootTree) {
     ToolRun run = RunTool(
         {"device", "--root", root.path(), "--arp", "10.0.0.5", "--arp", "10.0.0.6", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     EXPECT_EQ(out["model"].asString(), "X-100");
     EXPECT_EQ(out["serial"].asString(), "C1");
     EXPECT_EQ(out["udn"].asString(), "uuid:001132aa-bbcc-0011-ccbb-ccbbaa321100");
@@ -46,7 +46,7 @@ TEST(CliDevice, FactsOfARootTree) {
 TEST(CliDevice, ThisMachineGivesAWellFormedUdn) {
     ToolRun run = RunTool({"device", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    const std::string udn = ParseJson(run.out)["udn"].asString();
+    const std::string udn = ExpectJson(run.out)["udn"].asString();
     ASSERT_EQ(udn.size(), 41u) << udn;
     EXPECT_EQ(udn.rfind("uuid:", 0), 0u);
 }

@@ -55,7 +55,7 @@ TEST(CliFileArguments, DeviceIsNamedAsSuch) {
 TEST(CliFileArguments, FifoAsTheClientListUnderTheRoot) {
     TempDir root;
     MakeDirs(root.path() + "/var/packages/Calyx/etc");
-    const std::string list = root.path() + "/var/packages/Calyx/etc/client_list.json";
+    const std::string list = root.path() + calyx_test::kClientListFixedPath;
     ASSERT_EQ(mkfifo(list.c_str(), 0600), 0);
     ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
                            "--mac", "m", "-H", "User-Agent: x"});

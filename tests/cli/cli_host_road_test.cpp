@@ -10,8 +10,6 @@
 namespace calyx_test {
 namespace {
 
-const char kClientList[] = "/var/packages/Calyx/etc/client_list.json";
-
 // Runs the scope in another working directory.
 class ScopedWorkingDirectory {
 public:
@@ -60,7 +58,7 @@ TEST(CliHostRoad, RelativeRootSavesBelowTheWorkingDirectory) {
                        "02:00:00:00:00:01", "-H", "User-Agent: Roku/DVP-9.10", "--save"});
     }
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_TRUE(FileExists(work.file(name) + kClientList));
+    EXPECT_TRUE(FileExists(work.file(name) + kClientListFixedPath));
     EXPECT_FALSE(FileExists("/" + name)) << "nothing is created under /";
 }
 
@@ -82,7 +80,7 @@ TEST(CliHostRoad, JsonOutputIsValidUtf8WhateverTheHeadersHold) {
                            "--mac", "m1", "-H", "User-Agent: " + agent, "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_TRUE(IsValidUtf8(run.out)) << run.out;
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     // Valid sequences stay, every other byte becomes U+FFFD.
     EXPECT_EQ(out["userAgent"].asString(),
               "Box\xef\xbf\xbd\xef\xbf\xbd/1 \xc3\xa9t\xef\xbf\xbd \xef\xbf\xbd\xef\xbf\xbd\xef\xbf"
@@ -98,11 +96,11 @@ TEST(CliHostRoad, IncompleteArpEntryNeverBecomesAClient) {
                            "--ip", "10.0.0.5", "-H", "User-Agent: x", "--save"});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find("incomplete"), std::string::npos) << run.err;
-    EXPECT_FALSE(FileExists(root.path() + kClientList));
+    EXPECT_FALSE(FileExists(root.path() + kClientListFixedPath));
     run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac",
                    "00:00:00:00:00:00", "-H", "User-Agent: x", "--save"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_FALSE(FileExists(root.path() + kClientList));
+    EXPECT_FALSE(FileExists(root.path() + kClientListFixedPath));
 }
 
 TEST(CliHostRoad, SuggestionNeverFailsItsOwnLint) {
@@ -114,7 +112,7 @@ TEST(CliHostRoad, SuggestionNeverFailsItsOwnLint) {
         RunTool({"identify", "--root", root.path(), "-p", root.file("p.json"), "--mac", "m1", "-H",
                  "User-Agent: FooStream/2.4 DLNADOC/1.50", "--suggest", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     EXPECT_EQ(out["suggestion"]["profileName"].asString(), "FooStream 2");
     EXPECT_EQ(out["suggestionLint"]["errors"].asInt(), 0) << run.out;
 
@@ -122,7 +120,7 @@ TEST(CliHostRoad, SuggestionNeverFailsItsOwnLint) {
     run = RunTool({"identify", "--root", root.path(), "-p", root.file("p.json"), "--mac", "m2",
                    "-H", "Accept-Language: en", "--suggest", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_TRUE(ParseJson(run.out)["suggestion"].isNull()) << run.out;
+    EXPECT_TRUE(ExpectJson(run.out)["suggestion"].isNull()) << run.out;
 }
 
 TEST(CliHostRoad, FreshRootMatchesFromTheFirstRequest) {
@@ -130,7 +128,7 @@ TEST(CliHostRoad, FreshRootMatchesFromTheFirstRequest) {
     ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
                            "--mac", "m1", "-H", "User-Agent: Roku/DVP-9.10", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["profileName"].asString(), "Roku");
+    EXPECT_EQ(ExpectJson(run.out)["profileName"].asString(), "Roku");
 }
 
 }  // namespace

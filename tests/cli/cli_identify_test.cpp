@@ -7,7 +7,7 @@
 namespace calyx_test {
 namespace {
 
-const char kClientList[] = "/var/packages/Calyx/etc/client_list.json";
+using calyx_test::kClientListFixedPath;
 
 std::vector<std::string> SampleArgs(const SampleClient& c, const std::string& root) {
     std::vector<std::string> args{
@@ -30,7 +30,7 @@ TEST(CliIdentify, EverySampleClientGetsItsIntendedProfile) {
     for (const SampleClient& c : clients) {
         ToolRun run = RunTool(SampleArgs(c, root.path()));
         ASSERT_EQ(run.status, 0) << c.name << "\n" << run.err;
-        Json::Value out = ParseJson(run.out);
+        Json::Value out = ExpectJson(run.out);
         EXPECT_EQ(out["profileName"].asString(), c.profile) << c.name;
         EXPECT_EQ(out["profileNameOrig"].asString(), c.profile) << c.name;
         EXPECT_TRUE(out["checker"]["profileFound"].asBool()) << c.name;
@@ -43,7 +43,7 @@ TEST(CliIdentify, CheckerShowsFlagsOptionsAndOffendChars) {
     for (const SampleClient& c : SampleClients()) {
         if (c.name != "xbox-360" && c.name != "sony-bravia-2012")
             continue;
-        Json::Value out = ParseJson(RunTool(SampleArgs(c, root.path())).out);
+        Json::Value out = ExpectJson(RunTool(SampleArgs(c, root.path())).out);
         const Json::Value& checker = out["checker"];
         if (c.name == "xbox-360") {
             EXPECT_TRUE(checker["flags"]["xbox"].asBool());
@@ -70,12 +70,12 @@ TEST(CliIdentify, MacComesFromTheArpTableUnderTheRootAndSaveWritesTheFixedPath) 
                            "--ip", "10.0.0.7", "-H", "User-Agent: Roku/DVP-9.10 (519.10E04111A)",
                            "--save", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     EXPECT_EQ(out["mac"].asString(), "02:00:00:00:00:07");
     EXPECT_TRUE(out["macFromARP"].asBool());
     EXPECT_EQ(out["profileName"].asString(), "Roku");
     EXPECT_EQ(out["entry"]["open_user-agent"].asString(), "Roku/DVP-9.10 (519.10E04111A)");
-    const std::string saved = root.path() + kClientList;
+    const std::string saved = root.path() + kClientListFixedPath;
     ASSERT_TRUE(FileExists(saved));
     EXPECT_NE(ReadFile(saved).find("\t\t\t\"macAddr\" : \"02:00:00:00:00:07\""), std::string::npos);
 
@@ -85,7 +85,7 @@ TEST(CliIdentify, MacComesFromTheArpTableUnderTheRootAndSaveWritesTheFixedPath) 
                    "-H", "User-Agent: other", "--save", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
     ToolRun list = RunTool({"clients", "--root", root.path(), "list", "--json"});
-    Json::Value clients = ParseJson(list.out)["clients"];
+    Json::Value clients = ExpectJson(list.out)["clients"];
     ASSERT_EQ(clients.size(), 1u);
     EXPECT_EQ(clients[0]["ipAddr"].asString(), "10.0.0.8");
     EXPECT_EQ(clients[0]["profileName"].asString(), "Roku");
@@ -99,7 +99,7 @@ TEST(CliIdentify, UnknownIpInTheArpTableIsAnError) {
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(LineCount(run.err), 1u);
     EXPECT_NE(run.err.find(root.path() + "/proc/net/arp"), std::string::npos) << run.err;
-    EXPECT_FALSE(FileExists(root.path() + kClientList));  // nothing saved without --save
+    EXPECT_FALSE(FileExists(root.path() + kClientListFixedPath));  // nothing saved without --save
 }
 
 TEST(CliIdentify, ExplainWalksEveryRecordAndNamesTheFirstFailingMember) {
@@ -113,7 +113,7 @@ TEST(CliIdentify, ExplainWalksEveryRecordAndNamesTheFirstFailingMember) {
                            "m1", "--handler", "HandleDiscovery", "-H", "modelName: Smart TV", "-H",
                            "manufacturer: Other", "--explain", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     EXPECT_EQ(out["profileName"].asString(), "B");
     const Json::Value& steps = out["explain"];
     ASSERT_EQ(steps.size(), 3u);  // D has no "profileID": not a record
@@ -139,7 +139,7 @@ TEST(CliIdentify, SuggestGivesAnEntryThatMatchesTheClientAndLintsClean) {
         RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m2",
                  "-H", "User-Agent: FooStream/2.4 (Linux) DLNADOC/1.50", "--suggest", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     EXPECT_EQ(out["profileName"].asString(), "Default Profile");
     EXPECT_EQ(out["displayName"].asString(), "General DMA");
     const Json::Value suggestion = out["suggestion"];  // a copy: `out` is reused below
@@ -148,11 +148,11 @@ TEST(CliIdentify, SuggestGivesAnEntryThatMatchesTheClientAndLintsClean) {
     EXPECT_EQ(out["suggestionLint"]["errors"].asInt(), 0);
 
     // Adding the suggested entry makes the same client match it.
-    Json::Value document = ParseJson(
+    Json::Value document = ExpectJson(
         ReadFile(DataPath("profiles.json")).substr(ReadFile(DataPath("profiles.json")).find('{')));
     document["ProfileList"].append(suggestion);
     WriteFile(root.file("extended.json"), document.toStyledString());
-    out = ParseJson(
+    out = ExpectJson(
         RunTool({"identify", "--root", root.path(), "-p", root.file("extended.json"), "--mac", "m2",
                  "-H", "User-Agent: FooStream/2.4 (Linux) DLNADOC/1.50", "--json"})
             .out);
@@ -162,7 +162,7 @@ TEST(CliIdentify, SuggestGivesAnEntryThatMatchesTheClientAndLintsClean) {
     WriteFile(root.file("d.xml"),
               "<root><device><manufacturer>Acme</manufacturer><modelName>Box "
               "9</modelName></device></root>");
-    out = ParseJson(
+    out = ExpectJson(
         RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m3",
                  "--description", root.file("d.xml"), "--suggest", "--json"})
             .out);
@@ -191,11 +191,11 @@ TEST(CliIdentify, MalformedInputsAreOneLineErrors) {
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find(root.file("h.txt") + ":3:"), std::string::npos) << run.err;
 
-    WriteFile(root.path() + kClientList, "{ \"ClientList\": [ \n");
+    WriteFile(root.path() + kClientListFixedPath, "{ \"ClientList\": [ \n");
     run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m",
                    "-H", "a: b"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find(root.path() + kClientList + ":2:"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(root.path() + kClientListFixedPath + ":2:"), std::string::npos) << run.err;
 }
 
 TEST(CliIdentify, RecordedRequestsChooseTheirHandlerByMethod) {
@@ -204,7 +204,7 @@ TEST(CliIdentify, RecordedRequestsChooseTheirHandlerByMethod) {
               "# recorded\nPOST /ctl HTTP/1.1\nUser-Agent: Ctl/1\nSOAPAction: x\n\nGET /m "
               "HTTP/1.1\nUser-Agent: Get/1\n");
     Json::Value out =
-        ParseJson(RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
+        ExpectJson(RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
                            "--mac", "m", "--requests", root.file("h.txt"), "--json"})
                       .out);
     EXPECT_EQ(out["entry"]["browse_user-agent"].asString(), "Ctl/1");

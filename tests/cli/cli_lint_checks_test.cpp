@@ -23,7 +23,7 @@ TEST(CliLintChecks, DuplicateKeyIsAnErrorWithItsLine) {
         "  \"dlna\": \"yes\",\n  \"dlna\": \"no\" } ] }\n",
         {"--json"});
     EXPECT_EQ(run.status, 1) << run.out;
-    Json::Value report = ParseJson(run.out);
+    Json::Value report = ExpectJson(run.out);
     ASSERT_GE(report["findings"].size(), 1u);
     const std::string message = report["findings"][0]["message"].asString();
     EXPECT_NE(message.find("duplicate key: 'dlna'"), std::string::npos) << message;
@@ -39,7 +39,7 @@ TEST(CliLintChecks, MediaNamesOutsideTheVocabularyAreWarnings) {
         "profile@V": "container_type@mov&mp4#video_codec@h264&x264#audio_codec@lpcm&pcm_s16le#ext@xyz"}]})",
                        {"--json"});
     EXPECT_EQ(run.status, 0) << run.out;
-    Json::Value report = ParseJson(run.out);
+    Json::Value report = ExpectJson(run.out);
     std::vector<std::string> named;
     for (const Json::Value& f : report["findings"]) {
         EXPECT_EQ(f["severity"].asString(), "warning");
@@ -57,7 +57,7 @@ TEST(CliLintChecks, PrintJsonGivesTheDocumentWithoutComments) {
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out.find("comment"), std::string::npos) << run.out;
     EXPECT_EQ(run.out.find("inline"), std::string::npos) << run.out;
-    EXPECT_EQ(ParseJson(run.out)["ProfileList"][0]["profileName"].asString(), "A");
+    EXPECT_EQ(ExpectJson(run.out)["ProfileList"][0]["profileName"].asString(), "A");
 }
 
 TEST(CliLintChecks, LargeListsStayQuickEnoughToCheck) {
@@ -72,7 +72,7 @@ TEST(CliLintChecks, LargeListsStayQuickEnoughToCheck) {
         "\"manufacturer\": \"V3 Inc\", \"modelName\": \"m\"}}";
     ToolRun run = Lint("{\"ProfileList\": [" + entries + "]}", {"--json"});
     EXPECT_EQ(run.status, 1);
-    Json::Value report = ParseJson(run.out);
+    Json::Value report = ExpectJson(run.out);
     ASSERT_EQ(report["errors"].asInt(), 1) << run.out.substr(0, 2000);
     EXPECT_NE(report["findings"][0]["message"].asString().find("profile #18 \"P17\""),
               std::string::npos);

@@ -13,7 +13,7 @@ Json::Value LintJson(const std::string& content, int expectedStatus) {
     WriteFile(dir.file("p.json"), content);
     ToolRun run = RunTool({"lint", "--json", dir.file("p.json")});
     EXPECT_EQ(run.status, expectedStatus) << run.out << run.err;
-    return ParseJson(run.out);
+    return ExpectJson(run.out);
 }
 
 // The findings of one profile position whose message contains `text`.
@@ -35,7 +35,7 @@ TEST(CliLint, ShippedProfileListHasNoErrorsAndManyFamilies) {
     ToolRun run = RunTool({"lint", DataPath("profiles.json")});
     EXPECT_EQ(run.status, 0) << run.out;
     EXPECT_NE(run.out.find(" 0 errors"), std::string::npos) << run.out;
-    Json::Value report = ParseJson(RunTool({"lint", "--json", DataPath("profiles.json")}).out);
+    Json::Value report = ExpectJson(RunTool({"lint", "--json", DataPath("profiles.json")}).out);
     EXPECT_EQ(report["errors"].asInt(), 0);
     EXPECT_GE(report["profiles"].asInt(), 25);
 }

@@ -55,14 +55,14 @@ protected:
 TEST_F(CliMedia, CountHonoursTheExclusions) {
     ToolRun run = RunTool({"media", "count", "--json"}, env_);
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    EXPECT_EQ(ExpectJson(run.out)["count"].asInt(), 4);
     run = RunTool({"media", "count", "--type", "video", "--exclude-codec", "h264", "--json"}, env_);
-    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 2);
+    EXPECT_EQ(ExpectJson(run.out)["count"].asInt(), 2);
     run = RunTool({"media", "count", "--exclude-ext", "mkv", "--exclude-ext", "avi"}, env_);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "1 video items\n");  // .MKV too: the exclusion ignores case
     run = RunTool({"media", "count", "--type", "music", "--json"}, env_);
-    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 0);
+    EXPECT_EQ(ExpectJson(run.out)["count"].asInt(), 0);
 }
 
 TEST_F(CliMedia, ListWithOrderLimitAndOffset) {
@@ -70,7 +70,7 @@ TEST_F(CliMedia, ListWithOrderLimitAndOffset) {
         {"media", "list", "--order", "title DESC", "--limit", "2", "--offset", "1", "--json"},
         env_);
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value rows = ParseJson(run.out);
+    Json::Value rows = ExpectJson(run.out);
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0]["title"].asString(), "C");
     EXPECT_EQ(rows[1]["title"].asString(), "B");
@@ -85,7 +85,7 @@ TEST_F(CliMedia, VideoProfilesForRowsOfTheIndex) {
                            "Samsung TV 2014+ (Tizen)", "--from-index", "--order", "id", "--json"},
                           env_);
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value items = ParseJson(run.out)["items"];
+    Json::Value items = ExpectJson(run.out)["items"];
     ASSERT_EQ(items.size(), 4u);
     EXPECT_EQ(items[0]["videoProfile"].asString(), "AVC_MKV_HD");
     EXPECT_EQ(items[1]["videoProfile"].asString(), "HEVC_MKV_UHD");
@@ -95,19 +95,19 @@ TEST_F(CliMedia, UserTextNeverChangesTheStatement) {
     // Quotes in a codec or extension are part of the name, not SQL.
     ToolRun run = RunTool({"media", "count", "--exclude-codec", "h264' or '1'='1", "--json"}, env_);
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    EXPECT_EQ(ExpectJson(run.out)["count"].asInt(), 4);
     run = RunTool({"media", "count", "--exclude-codec", "h264' and '1'='1", "--json"}, env_);
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    EXPECT_EQ(ExpectJson(run.out)["count"].asInt(), 4);
     run = RunTool({"media", "count", "--exclude-ext", "x' and path ~ 'zzz", "--json"}, env_);
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    EXPECT_EQ(ExpectJson(run.out)["count"].asInt(), 4);
     // An extension is a word, not a pattern: "m.v" does not exclude ".mkv".
     run = RunTool({"media", "count", "--exclude-ext", "m.v", "--json"}, env_);
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 4);
+    EXPECT_EQ(ExpectJson(run.out)["count"].asInt(), 4);
     run = RunTool({"media", "count", "--exclude-ext", "mp4", "--json"}, env_);
-    EXPECT_EQ(ParseJson(run.out)["count"].asInt(), 3);
+    EXPECT_EQ(ExpectJson(run.out)["count"].asInt(), 3);
 }
 
 TEST_F(CliMedia, RefusedQueryShowsTheServersReason) {

@@ -66,10 +66,10 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::str
     return run;
 }
 
-Json::Value ParseJson(const std::string& text) {
-    Json::Value value;
-    Json::Reader reader;
-    if (!reader.parse(text, value, false))
+Json::Value ExpectJson(const std::string& text) {
+    bool ok = false;
+    Json::Value value = ParseJson(text, &ok);
+    if (!ok)
         ADD_FAILURE() << "output is not JSON:\n" << text;
     return value;
 }

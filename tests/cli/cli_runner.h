@@ -20,7 +20,7 @@ struct ToolRun {
 ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::string>& env = {});
 
 // Parses JSON output; fails the current test when it does not parse.
-Json::Value ParseJson(const std::string& text);
+Json::Value ExpectJson(const std::string& text);
 
 // The shipped sample data folder.
 std::string DataPath(const std::string& relative);

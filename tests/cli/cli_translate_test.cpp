@@ -14,7 +14,7 @@ TEST(CliTranslate, ShippedTextsTranslateBareAndBracedKeys) {
     WriteFile(root.path() + kTexts + "enu/strings", ReadFile(DataPath("texts/enu/strings")));
     ToolRun run = RunTool({"translate", "--root", root.path(), "title", "{music}", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     EXPECT_EQ(out["language"].asString(), "enu");
     EXPECT_EQ(out["texts"][0]["text"].asString(), "Media Server");
     EXPECT_EQ(out["texts"][1]["text"].asString(), "Music");
@@ -31,7 +31,7 @@ TEST(CliTranslate, OtherLanguageAndMissingKeys) {
     ToolRun run = RunTool(
         {"translate", "--root", root.path(), "-l", "ger", "cancel", "{}", "no_such_key", "--json"});
     EXPECT_EQ(run.status, 1);  // a key without text is a failed check
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     EXPECT_EQ(out["texts"][0]["text"].asString(), "Abbrechen");
     EXPECT_EQ(out["texts"][1]["text"].asString(), "{}");
     EXPECT_FALSE(out["texts"][2]["found"].asBool());

@@ -19,7 +19,7 @@ TEST(CliVideoProfile, ItemFromOptionsPicksTheFirstMatchingNameInNameOrder) {
     ToolRun run = RunTool({"video-profile", "-p", dir.file("p.json"), "-n", "TV", "--path",
                            "/v/Film.MKV", "--width", "640", "--height", "360", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value out = ParseJson(run.out);
+    Json::Value out = ExpectJson(run.out);
     EXPECT_EQ(out["items"][0]["videoProfile"].asString(),
               "a_sd");  // b_hd matches too; a sorts first
 
@@ -28,14 +28,14 @@ TEST(CliVideoProfile, ItemFromOptionsPicksTheFirstMatchingNameInNameOrder) {
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.out.find("b_hd"), std::string::npos) << run.out;
 
-    out = ParseJson(RunTool({"video-profile", "-p", dir.file("p.json"), "-n", "TV", "--container",
+    out = ExpectJson(RunTool({"video-profile", "-p", dir.file("p.json"), "-n", "TV", "--container",
                              "MPEGTS", "--video-codec", "H264", "--frame-rate", "30000/1001",
                              "--channels", "6", "--json"})
                         .out);
     EXPECT_EQ(out["items"][0]["videoProfile"].asString(), "c_ts");  // item values are lowered
     EXPECT_EQ(out["items"][0]["item"]["frame_rate_den"].asInt(), 1001);
 
-    out = ParseJson(RunTool({"video-profile", "-p", dir.file("p.json"), "-n", "TV", "--path",
+    out = ExpectJson(RunTool({"video-profile", "-p", dir.file("p.json"), "-n", "TV", "--path",
                              "/v/a.avi", "--json"})
                         .out);
     EXPECT_EQ(out["items"][0]["videoProfile"].asString(), "");
@@ -48,7 +48,7 @@ TEST(CliVideoProfile, ExplainGivesEachProfileAndItsFirstFailingCondition) {
         RunTool({"video-profile", "-p", dir.file("p.json"), "-n", "TV", "--path", "/v/a.mkv",
                  "--width", "1280", "--height", "720", "--explain", "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    const Json::Value tried = ParseJson(run.out)["items"][0]["tried"];
+    const Json::Value tried = ExpectJson(run.out)["items"][0]["tried"];
     ASSERT_EQ(tried.size(), 4u);
     EXPECT_EQ(tried[0]["name"].asString(), "a_sd");
     EXPECT_FALSE(tried[0]["matched"].asBool());
@@ -72,7 +72,7 @@ TEST(CliVideoProfile, ItemsFileOfTheSampleData) {
         RunTool({"video-profile", "-p", DataPath("profiles.json"), "-n", "Samsung TV 2014+ (Tizen)",
                  "--items", DataPath("media/items.json"), "--json"});
     ASSERT_EQ(run.status, 0) << run.err;
-    const Json::Value items = ParseJson(run.out)["items"];
+    const Json::Value items = ExpectJson(run.out)["items"];
     ASSERT_GE(items.size(), 5u);
     EXPECT_EQ(items[0]["videoProfile"].asString(), "AVC_MKV_HD");
     EXPECT_EQ(items[1]["videoProfile"].asString(), "HEVC_MKV_UHD");

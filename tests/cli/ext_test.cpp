@@ -20,9 +20,7 @@ namespace calyx_test {
 namespace {
 
 Json::Value Entry(const std::string& json) {
-    Json::Value v;
-    Json::Reader().parse(json, v);
-    return v;
+    return ParseJson(json);
 }
 
 // Number of entries of a client list document ("ClientList" absent or not an array: 0).
@@ -181,7 +179,7 @@ const char kStartUpProfiles[] = R"({"ProfileList": [
 TEST(ExtStartUp, MissingClientListStartsEmptyAndStillMatches) {
     ScopedRoot root;
     const std::string profiles = root.write("/p.json", kStartUpProfiles);
-    const std::string clients = root.resolve("/var/packages/Calyx/etc/client_list.json");
+    const std::string clients = root.resolve(kClientListFixedPath);
     const std::map<std::string, std::string> headers = {{"user-agent", "Player/2.0"}};
 
     // What Load does on a fresh box: no records, so the client gets the default profile.

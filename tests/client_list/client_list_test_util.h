@@ -16,8 +16,6 @@
 
 namespace calyx_test {
 
-inline const char* kClientListFixedPath = "/var/packages/Calyx/etc/client_list.json";
-
 // The library log of the test process, opened once in a private directory; a watch
 // returns what was logged since it was made.
 class LogWatch {
@@ -71,16 +69,6 @@ protected:
 // `value` as styled JSON text.
 inline std::string SerializeStyled(const Json::Value& value) {
     return Json::StyledWriter().write(value);
-}
-
-inline Json::Value ParseJson(const std::string& text, bool* ok = nullptr) {
-    Json::Value value;
-    Json::Reader reader;
-    bool parsed = reader.parse(text, value, true);
-    if (ok != nullptr) {
-        *ok = parsed;
-    }
-    return value;
 }
 
 }  // namespace calyx_test

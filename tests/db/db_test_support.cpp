@@ -76,9 +76,7 @@ void DbTest::SetUp() {
     ASSERT_NE(conn_, nullptr);
     Exec("CREATE SCHEMA " + schema_);
     Exec("SET search_path = " + schema_);
-    const char* source = getenv("CALYX_SOURCE_DIR");
-    ASSERT_NE(source, nullptr) << "CALYX_SOURCE_DIR is not set";
-    std::string schemaSql = ReadFile(std::string(source) + "/sql/media_index.sql");
+    std::string schemaSql = ReadFile(calyx_test::SourcePath("sql/media_index.sql"));
     ASSERT_FALSE(schemaSql.empty()) << "cannot read sql/media_index.sql";
     Exec(schemaSql);
     options_.reset(new ScopedEnv("PGOPTIONS", ("-c search_path=" + schema_).c_str()));

@@ -12,6 +12,7 @@
 #include "support/test_support.h"
 
 using calyx_test::FileExists;
+using calyx_test::Gunzip;
 using calyx_test::ReadFile;
 using calyx_test::SplitLines;
 using calyx_test::TempDir;
@@ -24,19 +25,6 @@ namespace {
 constexpr time_t kFifthOfNovember = 1793869447;
 time_t FixedClock() {
     return kFifthOfNovember;
-}
-
-std::string Gunzip(const std::string& path) {
-    std::string command = "gzip -dc '" + path + "'";
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string out;
-    char buf[65536];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, pipe)) > 0) {
-        out.append(buf, n);
-    }
-    EXPECT_EQ(pclose(pipe), 0) << "gzip -dc " << path;
-    return out;
 }
 
 // Every test opens its own log in a temporary directory, with UTC and a fixed clock.

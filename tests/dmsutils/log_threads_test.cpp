@@ -11,23 +11,12 @@
 #include "dmsutils/log_internal.h"
 #include "support/test_support.h"
 
+using calyx_test::Gunzip;
 using calyx_test::ReadFile;
 using calyx_test::SplitLines;
 using calyx_test::TempDir;
 
 namespace {
-
-std::string Gunzip(const std::string& path) {
-    FILE* pipe = popen(("gzip -dc '" + path + "'").c_str(), "r");
-    std::string out;
-    char buf[65536];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, pipe)) > 0) {
-        out.append(buf, n);
-    }
-    pclose(pipe);
-    return out;
-}
 
 }  // namespace
 

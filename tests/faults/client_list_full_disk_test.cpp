@@ -14,17 +14,17 @@ using calyx_test::ReadFile;
 
 namespace {
 
-const char kClientList[] = "/var/packages/Calyx/etc/client_list.json";
+using calyx_test::kClientListFixedPath;
 
 TEST(ClientListFullDisk, SaveFailsAndThePreviousFileStays) {
     calyx_test::ScopedRoot root;
     std::string log = root.resolve("/dms.log");
     ASSERT_EQ(Calyx::DMSLOGInit(log.c_str()), 1);
     std::string previous = "{\"ClientList\": [{\"macAddr\": \"aa:bb:cc:dd:ee:ff\"}]}\n";
-    root.write(kClientList, previous);
+    root.write(kClientListFixedPath, previous);
 
     Calyx::DMSClientList list;
-    ASSERT_EQ(list.LoadClientList(root.resolve(kClientList)), 1);
+    ASSERT_EQ(list.LoadClientList(root.resolve(kClientListFixedPath)), 1);
     std::map<std::string, std::string> headers{{"User-Agent", std::string(256 * 1024, 'u')}};
     ASSERT_EQ(list.UpdateKeys("HandleActionRequest", "aa:bb:cc:dd:ee:ff", "10.0.0.9", headers), 1);
     {
@@ -36,13 +36,13 @@ TEST(ClientListFullDisk, SaveFailsAndThePreviousFileStays) {
                              std::string(500, 'z').c_str());
         }
     }
-    EXPECT_EQ(ReadFile(root.resolve(kClientList)), previous);
+    EXPECT_EQ(ReadFile(root.resolve(kClientListFixedPath)), previous);
     EXPECT_NE(ReadFile(log).find("could not open"), std::string::npos);
 
     // With room again, the same object saves everything and the log goes on.
     EXPECT_EQ(list.WriteToFile(), 1);
     Calyx::DMSClientList reloaded;
-    ASSERT_EQ(reloaded.LoadClientList(root.resolve(kClientList)), 1);
+    ASSERT_EQ(reloaded.LoadClientList(root.resolve(kClientListFixedPath)), 1);
     EXPECT_EQ(reloaded.FindMacByIP("10.0.0.9"), "aa:bb:cc:dd:ee:ff");
     Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "room again\n");
     EXPECT_NE(ReadFile(log).find(" room again\n"), std::string::npos);

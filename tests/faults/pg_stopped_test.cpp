@@ -26,8 +26,7 @@ std::string Quote(const std::string& s) {
 class PrivateCluster {
 public:
     PrivateCluster() : port_(std::to_string(56000 + getpid() % 1000)) {
-        const char* source = getenv("CALYX_SOURCE_DIR");
-        script_ = std::string(source != nullptr ? source : ".") + "/scripts/pg-cluster.sh";
+        script_ = calyx_test::SourcePath("scripts/pg-cluster.sh");
         dir_ = dir_holder_.file("pg");
         // The server refuses to run as root: there it runs as the test user.
         user_ = calyx_test::RunningAsRoot() ? "calyx-test" : "";

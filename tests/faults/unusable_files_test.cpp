@@ -94,7 +94,7 @@ struct Reader {
 
 std::vector<Reader> Readers(const ScopedRoot& root) {
     std::string profiles = root.resolve("/profiles.json");
-    std::string clients = root.resolve("/var/packages/Calyx/etc/client_list.json");
+    std::string clients = root.resolve(calyx_test::kClientListFixedPath);
     return {
         {"/proc/net/arp", [] { return Calyx::GetMACAddressFromARPTable("10.0.0.1").empty(); }},
         {"/proc/cpuinfo", [] { return Calyx::GetCPUInfo("model").empty(); }},
@@ -113,7 +113,7 @@ std::vector<Reader> Readers(const ScopedRoot& root) {
              bundle.ImportStrings();
              return bundle.Translate("key") == "key";
          }},
-        {"/var/packages/Calyx/etc/client_list.json",
+        {calyx_test::kClientListFixedPath,
          [clients] {
              Calyx::DMSClientList list;
              return list.LoadClientList(clients) == 0;

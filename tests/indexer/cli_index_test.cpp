@@ -36,7 +36,7 @@ TEST_F(CliIndex, PrintsASummaryAndPlainProgressLinesWhenNotOnATerminal) {
 
     run = RunIndexTool({"--json", "--quiet", MediaFile("music"), MediaFile("bad")});
     ASSERT_EQ(run.status, 0) << run.err;
-    Json::Value summary = ParseJson(run.out);
+    Json::Value summary = ExpectJson(run.out);
     EXPECT_EQ(summary["unchanged"].asInt(), 4);
     EXPECT_EQ(summary["failed"].asInt(), 3);
     EXPECT_EQ(summary["failures"].size(), 3u);

@@ -38,9 +38,7 @@ std::vector<std::string> Cells(const std::string& line) {
 }
 
 TEST(MimeTable, DocumentedTableIsTheOneInUse) {
-    const char* source = getenv("CALYX_SOURCE_DIR");
-    ASSERT_NE(source, nullptr);
-    const std::string doc = ReadFile(std::string(source) + "/docs/media-index.md");
+    const std::string doc = ReadFile(calyx_test::SourcePath("docs/media-index.md"));
     const size_t section = doc.find("### MIME types");
     ASSERT_NE(section, std::string::npos);
     size_t rows = 0;

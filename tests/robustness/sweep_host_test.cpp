@@ -80,7 +80,7 @@ TEST(HostSweep, MediaFoldersWithWrongTypedConfiguration) {
 TEST(HostSweep, ClientListWithWrongTypedFilesAndHostileRequests) {
     calyx_sweep::InstallTerminateReport();
     calyx_test::ScopedRoot root;
-    std::string clients = root.write("/var/packages/Calyx/etc/client_list.json", "");
+    std::string clients = root.write(calyx_test::kClientListFixedPath, "");
     std::string profiles = root.write("/profiles.json", "");
     std::vector<std::string> clientDocs = {"", "{", "{\"ClientList\": 0}"};
     std::vector<std::string> profileDocs = {"", "{"};

@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 #include <gtest/gtest.h>
+#include <json/reader.h>
 
 namespace calyx_test {
 
@@ -169,6 +170,41 @@ std::vector<std::string> SplitLines(const std::string& text) {
         start = end + 1;
     }
     return lines;
+}
+
+std::string SourcePath(const std::string& relative) {
+    const char* source = getenv("CALYX_SOURCE_DIR");
+    if (source == nullptr) {
+        ADD_FAILURE() << "CALYX_SOURCE_DIR is not set (run the test through CTest)";
+        source = ".";
+    }
+    return std::string(source) + "/" + relative;
+}
+
+Json::Value ParseJson(const std::string& text, bool* ok) {
+    Json::Value value;
+    Json::Reader reader;
+    const bool parsed = reader.parse(text, value, false);
+    if (ok != nullptr) {
+        *ok = parsed;
+    }
+    return value;
+}
+
+std::string Gunzip(const std::string& path) {
+    FILE* pipe = popen(("gzip -dc '" + path + "'").c_str(), "r");
+    std::string out;
+    if (pipe == nullptr) {
+        ADD_FAILURE() << "cannot start gzip -dc " << path;
+        return out;
+    }
+    char buf[65536];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof buf, pipe)) > 0) {
+        out.append(buf, n);
+    }
+    EXPECT_EQ(pclose(pipe), 0) << "gzip -dc " << path;
+    return out;
 }
 
 bool RunningAsRoot() {

@@ -2,6 +2,8 @@
 #ifndef CALYX_TESTS_TEST_SUPPORT_H
 #define CALYX_TESTS_TEST_SUPPORT_H
 
+#include <json/value.h>
+
 #include <string>
 #include <vector>
 
@@ -37,6 +39,9 @@ private:
     bool hadOld_;
 };
 
+// Where the library keeps the client list, under the root prefix.
+inline const char* const kClientListFixedPath = "/var/packages/Calyx/etc/client_list.json";
+
 // A temporary tree used as the root prefix (CALYX_ROOT) for the scope.
 class ScopedRoot {
 public:
@@ -70,6 +75,13 @@ bool FileExists(const std::string& path);
 std::vector<std::string> ListDirectory(const std::string& dir);
 // Lines of `text`, each without its "\n"; a trailing "\n" makes no empty last line.
 std::vector<std::string> SplitLines(const std::string& text);
+// `relative` under the repository root (CALYX_SOURCE_DIR, which CTest sets); outside
+// CTest the test fails and the working directory stands in for the root.
+std::string SourcePath(const std::string& relative);
+// The JSON document in `text` (null when it is not JSON; *ok tells which, if given).
+Json::Value ParseJson(const std::string& text, bool* ok = nullptr);
+// The decompressed content of the gzip file at `path` (the test fails if gzip does).
+std::string Gunzip(const std::string& path);
 // Whether the test runs with root privileges (permission-based tests skip then).
 bool RunningAsRoot();
 
