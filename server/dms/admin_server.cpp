@@ -18,7 +18,7 @@ namespace calyx_dms {
 namespace {
 
 const char kCookie[] = "calyx_admin";
-const goffset kMaxFormBytes = 64 * 1024;
+const goffset kMaxFormBytes = goffset{64} * 1024;
 // No script runs on the page at all; styles come only from the page's own style sheet.
 const char kContentSecurityPolicy[] =
     "default-src 'none'; script-src 'none'; style-src 'self'; img-src 'self'; "

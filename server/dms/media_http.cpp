@@ -18,7 +18,7 @@ namespace calyx_dms {
 
 namespace {
 
-const size_t kPiece = 256 * 1024;
+const size_t kPiece = size_t{256} * 1024;
 
 // A file being sent: what remains of the range and where it continues.
 struct Transfer {

@@ -18,7 +18,7 @@ const std::string& DefaultProfile() {
 }
 
 std::string CutAtNul(const std::string& text) {
-    return std::string(text.c_str());
+    return text.substr(0, text.find('\0'));
 }
 
 }  // namespace

@@ -64,10 +64,12 @@ void MediaDB::AddCondition(const std::string& condition) {
 }
 
 // The condition texts are not cut at a fixed buffer size: a long codec or extension gives
-// the complete condition instead of a truncated, unterminated literal.
+// the complete condition instead of a truncated, unterminated literal. The codec ends at
+// its first NUL, as the C string it was before.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the published signature takes a copy.
 void MediaDB::AddExcludeVideoCodec(std::string codec) {
     try {
-        AddCondition("video_codec != '" + std::string(codec.c_str()) + "'");
+        AddCondition("video_codec != '" + codec.substr(0, codec.find('\0')) + "'");
     } catch (const std::bad_alloc&) {
     }
 }

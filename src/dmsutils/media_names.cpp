@@ -38,7 +38,7 @@ std::string MediaContainerName(const std::string& demuxerName) {
 }
 
 std::string MediaCodecName(const std::string& codecName) {
-    const std::string name = Lowered(codecName);
+    std::string name = Lowered(codecName);
     if (name.compare(0, 4, "pcm_") == 0)
         return "lpcm";
     return name;

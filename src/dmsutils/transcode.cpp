@@ -42,6 +42,7 @@ int GetTransBitRate(const std::string& encoderArgs) {
     return detail::WrappingMul32(kilobits, 1024);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the published signature takes a copy.
 int64_t PredictTransFileSize(std::string encoderArgs, float seconds) {
     if (encoderArgs.empty() || seconds < 0) {  // NaN is not below 0: it gives 0 below
         CALYX_REPORT_BAD_PARAMETER();

@@ -160,6 +160,7 @@ private:
 namespace ZEVO {
 namespace Tarn {
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the published signature takes a copy.
 Json::Value LocalizedStringParser::ParseTexts(std::string dir) {
     if (dir.empty()) {
         return Json::Value();

@@ -100,6 +100,7 @@ std::string ResolveMac(Calyx::DMSClientList& list, const std::string& mac,
         Fail(path + ": no client with MAC " + Quoted(mac));
     if (matches.size() > 1) {
         std::vector<std::string> quoted;
+        quoted.reserve(matches.size());
         for (const std::string& m : matches)
             quoted.push_back(Quoted(m));
         UsageFail(path + ": MAC " + Quoted(mac) + " matches several clients: " +

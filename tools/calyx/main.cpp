@@ -43,6 +43,9 @@ std::string CommandNames(const CLI::App& app) {
 
 }  // namespace
 
+// Only setting up the commands can throw outside the try below, and only for a mistake in
+// their definitions, which should stop the tool at once.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
     CLI::App app{
         "calyx: identify media clients, check profile lists and inspect what libcalyx sees",
