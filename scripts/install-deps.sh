@@ -21,7 +21,7 @@ BUILD_PACKAGES=(
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
     postgresql
-    clang libclang-rt-14-dev
+    clang libclang-rt-14-dev clang-tidy
     valgrind
     python3-jsonschema
     lintian file dpkg-dev

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # The whole test command (make test):
 #   1. installs missing packages;
-#   2. builds the release library and tools, installs them into a staging prefix and
-#      builds and runs an outside consumer against the install (pkg-config and CMake);
-#      builds the Debian packages, checks them with lintian and builds the example host
-#      against them unpacked;
+#   2. builds the release library and tools, checks their sources with clang-tidy
+#      (scripts/tidy.py) and runs the release build's tests labelled "install"
+#      (tests/install): installs them into a staging prefix and builds and runs an outside
+#      consumer against the install (pkg-config and CMake); builds the Debian packages,
+#      checks them with lintian and builds the example host against them unpacked;
 #   3. builds the test suite with AddressSanitizer + UndefinedBehaviorSanitizer and runs
 #      every test against a throw-away PostgreSQL server;
 #   4. builds the concurrency tests with ThreadSanitizer and runs them;
@@ -40,11 +41,11 @@ step "release build"
 cmake --preset release -S "$src" >/dev/null
 cmake --build "$src/build/release" -j "$jobs"
 
-step "install and outside consumer"
-bash "$src/scripts/check-install.sh" "$src/build/release"
+step "clang-tidy over src/, tools/ and server/"
+python3 "$src/scripts/tidy.py" "$src/build/release" -j "$jobs"
 
-step "Debian packages: lintian, unpacked tool, example host against the unpacked root"
-bash "$src/scripts/check-packages.sh" "$src/build/release"
+step "install and package checks: outside consumer, lintian, example host (ctest -L install)"
+run_install_tests "$src/build/release"
 
 step "AddressSanitizer + UndefinedBehaviorSanitizer build"
 cmake --preset asan -S "$src" >/dev/null

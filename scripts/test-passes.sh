@@ -10,6 +10,10 @@
 #                   own, stopped and removed afterwards (also when tests fail); as root,
 #                   as the test user, and the tests labelled "root" or "netns" as root in
 #                   a pass of their own with CALYX_PRIVILEGED_PASS=1
+#   run_install_tests BUILD
+#                   runs the tests labelled "install" of BUILD (a release build: they
+#                   install it, package it and build outside programs against it); as
+#                   root, as the test user, since none of that needs privileges
 # Needs $src (the repository root), $test_user (from unprivileged_user) and $jobs.
 
 run_from_readable_copy() {
@@ -61,4 +65,15 @@ run_ctest() {
     rm -rf "$tmp"
     pg_server_stop
     return $status
+}
+
+run_install_tests() {
+    local build=$1
+    if [ -n "$test_user" ]; then
+        chown -R "$test_user" "$build"
+        runuser -u "$test_user" -- ctest --test-dir "$build" --output-on-failure -j "$jobs" \
+            -L '^install$'
+    else
+        ctest --test-dir "$build" --output-on-failure -j "$jobs" -L '^install$'
+    fi
 }

@@ -4,11 +4,11 @@
 # (nothing is installed on the machine), runs the unpacked tool from there and builds and
 # runs the example host against that root.
 #
-#   scripts/check-packages.sh BUILD_DIR
+#   tests/install/debian_packages_test.sh BUILD_DIR
 set -euo pipefail
 
-src=$(cd "$(dirname "$0")/.." && pwd)
-build=$(cd "${1:?usage: check-packages.sh BUILD_DIR}" && pwd)
+src=$(cd "$(dirname "$0")/../.." && pwd)
+build=$(cd "${1:?usage: debian_packages_test.sh BUILD_DIR}" && pwd)
 stage=$(mktemp -d /tmp/calyx-packages-XXXXXX)
 trap 'rm -rf "$stage"' EXIT
 

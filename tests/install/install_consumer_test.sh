@@ -3,8 +3,8 @@
 # repository against it, once through pkg-config and once through find_package(Calyx).
 set -euo pipefail
 
-src=$(cd "$(dirname "$0")/.." && pwd)
-build=${1:?usage: check-install.sh BUILD_DIR}
+src=$(cd "$(dirname "$0")/../.." && pwd)
+build=${1:?usage: install_consumer_test.sh BUILD_DIR}
 stage=$(mktemp -d /tmp/calyx-install-XXXXXX)
 trap 'rm -rf "$stage"' EXIT
 
