@@ -135,13 +135,13 @@ echo "  build/release/server/dms/calyx-dms --hash-password     (type the passwor
 echo "  add 'admin-password-hash = <that hash>' to the configuration file, start calyx-dms"
 echo "  with --config FILE and open http://127.0.0.1:8201/ on the server itself"
 echo "  (from another machine: ssh -L 8201:127.0.0.1:8201 <server>, then the same address)."
-shots=$(ls "$src"/build/*/tests/server/dms_admin/admin-*.png 2>/dev/null || true)
+shots=$(ls "$src"/build/*/tests/server/dms/dms_admin/admin-*.png 2>/dev/null || true)
 if [ -n "$shots" ]; then
     echo "Screenshots the tests took in headless Chromium (desktop and a 360x740 phone):"
     sed 's/^/  /' <<<"$shots"
 else
     echo "Screenshots: 'make test' takes them in headless Chromium into"
-    echo "  build/asan/tests/server/dms_admin/admin-desktop.png and admin-phone.png"
+    echo "  build/asan/tests/server/dms/dms_admin/admin-desktop.png and admin-phone.png"
 fi
 
 echo

@@ -10,7 +10,7 @@ import subprocess
 import sys
 
 here = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(here, "..", "tests", "server"))
+sys.path.insert(0, os.path.join(here, "..", "tests", "server", "dms"))
 from dms_lab import Lab, wait_for  # noqa: E402
 
 
@@ -24,7 +24,7 @@ def main():
         print("server:  namespace %s, %s" % (lab.server_ns, lab.server_output().strip()))
         print("player:  namespace %s, %s, MAC %s" % (player.ns, player.ip, player.mac))
         result = player.run("/usr/bin/python3",
-                            os.path.join(here, "..", "tests/server/upnp_control_point.py"),
+                            os.path.join(here, "..", "tests/server/dms/upnp_control_point.py"),
                             "eth0", check=False)
         if result.returncode != 0:
             print("control point failed: " + result.stdout + result.stderr, file=sys.stderr)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The 32-bit ARM test command (make test-armhf):
 #   1. installs missing packages, the cross compilers and qemu-user among them;
-#   2. writes the arithmetic listing of a native build (tests/arith);
+#   2. writes the arithmetic listing of a native build (tests/dmsutils/arith_digest.cpp);
 #   3. fills a private armhf sysroot from Debian's armhf packages (scripts/armhf-sysroot.sh);
 #      nothing of this machine's package state changes;
 #   4. cross-builds the library, the tool and their tests (preset armhf) and runs the
@@ -32,7 +32,7 @@ log "native arithmetic listing"
 listing=$src/build/arith-native.txt
 cmake --preset asan -S "$src" >/dev/null
 cmake --build "$src/build/asan" -j "$jobs" --target calyx_arith_digest
-"$src/build/asan/tests/arith/calyx_arith_digest" "$listing"
+"$src/build/asan/tests/dmsutils/calyx_arith_digest" "$listing"
 
 log "armhf sysroot"
 bash "$src/scripts/armhf-sysroot.sh" "$src/build/armhf-sysroot"

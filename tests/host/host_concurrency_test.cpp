@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "calyx/host.h"
-#include "host_fixtures.h"
+#include "support/host_fixtures.h"
 
 using namespace calyx_test;
 

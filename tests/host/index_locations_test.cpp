@@ -5,7 +5,7 @@
 #include <map>
 
 #include "calyx/host.h"
-#include "host_fixtures.h"
+#include "support/host_fixtures.h"
 
 using namespace calyx_test;
 using Folders = std::map<std::string, std::string>;

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "calyx/host.h"
-#include "host_fixtures.h"
+#include "support/host_fixtures.h"
 
 using namespace calyx_test;
 using Names = std::vector<std::string>;

@@ -6,7 +6,7 @@
 
 #include "calyx/host.h"
 #include "calyx/platform.h"
-#include "host_fixtures.h"
+#include "support/host_fixtures.h"
 
 using namespace calyx_test;
 

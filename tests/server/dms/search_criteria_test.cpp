@@ -1,0 +1,73 @@
+// ContentDirectory search and sort criteria, as the server turns them into SQL.
+#include <gtest/gtest.h>
+
+#include "search_criteria.h"
+
+namespace calyx_dms {
+namespace {
+
+TEST(SearchCriteria, Everything) {
+    std::string sql;
+    ASSERT_TRUE(CriteriaToSql("*", Calyx::MEDIA_TABLE_VIDEO, sql));
+    EXPECT_EQ(sql, "TRUE");
+}
+
+TEST(SearchCriteria, ClassDerivedFromIsDecidedPerTable) {
+    std::string sql;
+    ASSERT_TRUE(CriteriaToSql("upnp:class derivedfrom \"object.item.videoItem\"",
+                              Calyx::MEDIA_TABLE_VIDEO, sql));
+    EXPECT_EQ(sql, "(TRUE)");
+    ASSERT_TRUE(CriteriaToSql("upnp:class derivedfrom \"object.item.videoItem\"",
+                              Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_EQ(sql, "(FALSE)");
+    ASSERT_TRUE(
+        CriteriaToSql("upnp:class derivedfrom \"object.item\"", Calyx::MEDIA_TABLE_PHOTO, sql));
+    EXPECT_EQ(sql, "(TRUE)");
+    // "object.item.video" is not a class the video items derive from.
+    ASSERT_TRUE(CriteriaToSql("upnp:class derivedfrom \"object.item.video\"",
+                              Calyx::MEDIA_TABLE_VIDEO, sql));
+    EXPECT_EQ(sql, "(FALSE)");
+    ASSERT_TRUE(CriteriaToSql("upnp:class = \"object.item.audioItem.musicTrack\"",
+                              Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_EQ(sql, "(TRUE)");
+}
+
+TEST(SearchCriteria, TextRelationsAndGrouping) {
+    std::string sql;
+    ASSERT_TRUE(CriteriaToSql(
+        "(dc:title contains \"a%_b\" or upnp:artist startsWith \"x\") and upnp:album exists true",
+        Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_EQ(sql,
+              "((COALESCE(title, '') ILIKE E'%a\\\\%\\\\_b%' OR COALESCE(artist, '') ILIKE "
+              "E'x%') AND COALESCE(album, '') <> '')");
+    ASSERT_TRUE(CriteriaToSql("dc:title doesNotContain \"it's\"", Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_EQ(sql, "(COALESCE(title, '') NOT ILIKE E'%it''s%')");
+    ASSERT_TRUE(CriteriaToSql("upnp:genre != \"Rock\"", Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_EQ(sql, "(COALESCE(genre, '') <> E'Rock')");
+    ASSERT_TRUE(CriteriaToSql("dc:creator exists false", Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_EQ(sql, "(COALESCE(artist, '') = '')");
+}
+
+TEST(SearchCriteria, RefusesWhatItDoesNotKnow) {
+    std::string sql;
+    for (const char* criteria :
+         {"", "dc:title", "dc:title contains", "dc:title contains \"x", "dc:title like \"x\"",
+          "res@size > \"1\"", "upnp:class contains \"object\"", "(dc:title = \"x\"",
+          "dc:title = \"x\")", "dc:title = \"x\" and", "dc:title = \"x\" xor dc:title = \"y\"",
+          "dc:title exists maybe", "dc:title = x"}) {
+        EXPECT_FALSE(CriteriaToSql(criteria, Calyx::MEDIA_TABLE_VIDEO, sql)) << criteria;
+    }
+}
+
+TEST(SortCriteria, TitleAndDate) {
+    std::string order;
+    ASSERT_TRUE(SortToSql("", order));
+    EXPECT_EQ(order, "title ASC, id ASC");
+    ASSERT_TRUE(SortToSql("-dc:date,+dc:title", order));
+    EXPECT_EQ(order, "date DESC, title ASC, id ASC");
+    EXPECT_FALSE(SortToSql("+upnp:artist", order));
+    EXPECT_FALSE(SortToSql("+dc:title;DROP TABLE video", order));
+}
+
+}  // namespace
+}  // namespace calyx_dms
