@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "client/client_list_save.h"
-#include "dmsutils/file_ops.h"
+#include "platform/file_ops.h"
 
 namespace Calyx {
 namespace detail {

@@ -11,7 +11,7 @@
 #include "client/client_list_json.h"
 #include "client/client_list_lock.h"
 #include "client/client_list_save.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 namespace detail {

@@ -11,7 +11,7 @@
 #include <sstream>
 #include <vector>
 
-#include "dmsutils/file_ops.h"
+#include "platform/file_ops.h"
 
 namespace Calyx {
 namespace detail {

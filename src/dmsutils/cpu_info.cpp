@@ -9,7 +9,7 @@
 #include "calyx/core.h"
 #include "calyx/ext.h"
 #include "calyx/host.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 #include "dmsutils/syslog_report.h"
 
 namespace Calyx {

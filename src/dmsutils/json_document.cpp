@@ -1,7 +1,7 @@
 #include "dmsutils/json_document.h"
 
 #include "calyx/core.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 namespace detail {

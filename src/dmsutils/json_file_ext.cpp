@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "calyx/ext.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 #include "dmsutils/json_document.h"
 
 namespace Calyx {

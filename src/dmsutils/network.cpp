@@ -9,7 +9,7 @@
 #include "calyx/ext.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 

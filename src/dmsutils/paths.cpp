@@ -8,7 +8,7 @@
 
 #include "calyx/core.h"
 #include "calyx/platform.h"
-#include "dmsutils/run_program.h"
+#include "platform/run_program.h"
 #include "dmsutils/syslog_report.h"
 
 namespace Calyx {

@@ -1,4 +1,4 @@
-#include "dmsutils/file_ops.h"
+#include "platform/file_ops.h"
 
 #include <fcntl.h>
 #include <stdio.h>

@@ -2,8 +2,8 @@
 // library calls them only through CurrentFileOps(), so a test can replace one entry to
 // make a step fail (a full disk, a failed fsync or rename, an interrupted call) without
 // touching the real file system's behaviour. Internal: not exported.
-#ifndef CALYX_DMSUTILS_FILE_OPS_H
-#define CALYX_DMSUTILS_FILE_OPS_H
+#ifndef CALYX_PLATFORM_FILE_OPS_H
+#define CALYX_PLATFORM_FILE_OPS_H
 
 #include <sys/types.h>
 
@@ -49,4 +49,4 @@ private:
 }  // namespace detail
 }  // namespace Calyx
 
-#endif  // CALYX_DMSUTILS_FILE_OPS_H
+#endif  // CALYX_PLATFORM_FILE_OPS_H
