@@ -9,8 +9,8 @@
 #include "calyx/core.h"
 #include "calyx/ext.h"
 #include "calyx/host.h"
-#include "platform/file_kind.h"
 #include "dmsutils/syslog_report.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "calyx/ext.h"
-#include "platform/file_kind.h"
 #include "dmsutils/json_document.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 
