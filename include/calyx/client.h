@@ -10,7 +10,6 @@
 
 #include <stdint.h>
 
-#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -23,11 +22,13 @@ namespace Calyx {
 namespace client_detail {
 struct CompiledVideoProfiles;
 
-// Holds an agent's video-profile rules in their compiled form. Built on first use (safe
-// from several threads at once) and built again whenever the settings' content differs
-// from what they were compiled from (a replaced set stays allocated until reset or
-// destruction, since another thread may still read it); dropped by setPair. Copies start
-// empty: the copy compiles its own rules when first asked.
+// Internal to the library: an agent's video-profile rules in their compiled form. It
+// stands here only because Agent holds one (its size is part of Agent's layout); its
+// contents are the library's own. Built on first use (safe from several threads at once)
+// and built again whenever the settings' content differs from what they were compiled
+// from (a replaced set stays allocated until reset or destruction, since another thread
+// may still read it); dropped by setPair. Copies start empty: the copy compiles its own
+// rules when first asked.
 class CALYX_EXPORT CompiledRulesCache {
 public:
     CompiledRulesCache() = default;
@@ -42,7 +43,8 @@ public:
     const CompiledVideoProfiles* get(const std::map<std::string, std::string>& settings) const;
 
 private:
-    mutable std::atomic<const CompiledVideoProfiles*> compiled_{nullptr};
+    // Read and written only with atomic operations, by the library.
+    mutable const CompiledVideoProfiles* compiled_ = nullptr;
 };
 }  // namespace client_detail
 
@@ -192,9 +194,34 @@ public:
     Agent* m_agent;         ///< the matched agent (borrowed from the profile list), or null
 };
 
-// ---------------------------------------------------------------------------------------
-// Diagnostics: why an item does or does not get a video profile.
-// ---------------------------------------------------------------------------------------
+// =======================================================================================
+// Beyond the published interface: the vocabularies of Agent::setPair, the rule splitter of
+// video profile selection and why an item does or does not get a video profile. Read from
+// the tables and the parser that the published functions use.
+// =======================================================================================
+
+/// The agent type names ("dlna", "xbox", ...) in table order.
+CALYX_EXPORT std::vector<std::string> AgentTypeNames();
+/// The capability option names ("xmres", "transwav", ...) in table order.
+CALYX_EXPORT std::vector<std::string> AgentCapabilityNames();
+/// The names of the agent type bits set in `bits`, in table order.
+CALYX_EXPORT std::vector<std::string> AgentTypeNamesOf(uint32_t bits);
+/// The names of the capability option bits set in `bits`, in table order.
+CALYX_EXPORT std::vector<std::string> AgentCapabilityNamesOf(uint32_t bits);
+
+/// One condition of a video-profile rule as the matcher reads it.
+struct VideoRuleCondition {
+    std::string key;      ///< the key text with its "@", e.g. "resolutionx@"
+    std::string value;    ///< the condition value, e.g. "1~1920"
+    bool isList = false;  ///< true: alternatives separated by "&"; false: a range
+};
+
+/// The twelve condition key texts ("ext@" ... "channel@") in the order they are tried.
+CALYX_EXPORT std::vector<std::string> VideoProfileConditionKeys();
+/// Splits `rule` exactly as video profile selection does and returns its non-empty
+/// conditions in evaluation order. Empty when the rule names no known condition (such a
+/// rule never matches).
+CALYX_EXPORT std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule);
 
 /// How one video-profile rule judged one item.
 struct VideoProfileVerdict {

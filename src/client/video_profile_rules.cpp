@@ -223,7 +223,8 @@ RuleOutcome EvaluateVideoProfileRule(const CompiledRule& rule, const VideoItemVi
 }
 
 void CompiledRulesCache::reset() {
-    const CompiledVideoProfiles* compiled = compiled_.exchange(nullptr, std::memory_order_acq_rel);
+    const CompiledVideoProfiles* compiled =
+        __atomic_exchange_n(&compiled_, nullptr, __ATOMIC_ACQ_REL);
     while (compiled != nullptr) {
         const CompiledVideoProfiles* older = compiled->replaced;
         delete compiled;
@@ -233,7 +234,9 @@ void CompiledRulesCache::reset() {
 
 const CompiledVideoProfiles* CompiledRulesCache::get(
     const std::map<std::string, std::string>& settings) const {
-    const CompiledVideoProfiles* current = compiled_.load(std::memory_order_acquire);
+    // The slot is a plain pointer in the public header (which keeps <atomic> out of it);
+    // every access here is atomic.
+    const CompiledVideoProfiles* current = __atomic_load_n(&compiled_, __ATOMIC_ACQUIRE);
     // m_profileSettings is public: a host may have edited it directly since the rules
     // were compiled. Comparing contents sees every change, also one that keeps the size.
     if (current != nullptr && current->CompiledFrom(settings)) {
@@ -242,8 +245,9 @@ const CompiledVideoProfiles* CompiledRulesCache::get(
     // Several threads may compile at once; the first to publish wins, the others discard.
     CompiledVideoProfiles* fresh = CompileVideoProfiles(settings);
     fresh->replaced = current;
-    if (compiled_.compare_exchange_strong(current, fresh, std::memory_order_acq_rel,
-                                          std::memory_order_acquire)) {
+    const CompiledVideoProfiles* published = fresh;
+    if (__atomic_compare_exchange_n(&compiled_, &current, published, false, __ATOMIC_ACQ_REL,
+                                    __ATOMIC_ACQUIRE)) {
         return fresh;
     }
     fresh->replaced = nullptr;

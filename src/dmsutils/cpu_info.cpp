@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/host.h"
 #include "dmsutils/syslog_report.h"
 #include "platform/file_kind.h"

@@ -10,7 +10,6 @@
 #include <json/value.h>
 
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/host.h"
 #include "dmsutils/json_document.h"
 #include "host/media_type_word.h"

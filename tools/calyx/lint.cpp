@@ -9,8 +9,8 @@
 #include <memory>
 #include <set>
 
+#include "calyx/client.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/media_names.h"
 #include "lint_coverage.h"
 #include "tool.h"
