@@ -17,6 +17,10 @@
 #include "calyx/export.h"
 #include "calyx/types.h"
 
+namespace Json {
+class Value;
+}  // namespace Json
+
 namespace Calyx {
 
 namespace client_detail {
@@ -196,8 +200,9 @@ public:
 
 // =======================================================================================
 // Beyond the published interface: the vocabularies of Agent::setPair, the rule splitter of
-// video profile selection and why an item does or does not get a video profile. Read from
-// the tables and the parser that the published functions use.
+// video profile selection, how the loader reads a profile list and why an item does or does
+// not get a video profile. Read from the tables, the parser and the loader that the
+// published functions use.
 // =======================================================================================
 
 /// The agent type names ("dlna", "xbox", ...) in table order.
@@ -222,6 +227,72 @@ CALYX_EXPORT std::vector<std::string> VideoProfileConditionKeys();
 /// conditions in evaluation order. Empty when the rule names no known condition (such a
 /// rule never matches).
 CALYX_EXPORT std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule);
+
+/// The bounds of a range condition (the value of a VideoRuleCondition that is not a list,
+/// e.g. "1~1920") as video profile selection reads them: its "~"-separated pieces (empty
+/// pieces dropped), each read like strtol in base 10 and saturated to 32 bits. The
+/// condition can hold only with one bound (exactly) or two (inclusive range).
+CALYX_EXPORT std::vector<int32_t> VideoRuleRangeBounds(const std::string& value);
+
+/// How loading the profile list treats one member of a "ProfileList" entry.
+enum class ProfileMemberUse : uint8_t {
+    Name,              ///< "profileName": names the agent
+    Identification,    ///< "profileID": not read here (the client list matches with it)
+    OffendChars,       ///< "offendchars": the agent's offend chars
+    Setting,           ///< a key beginning with "profile" that holds an "@": a video profile
+    SettingWithoutAt,  ///< a key beginning with "profile" without an "@": ignored
+    AgentType,         ///< an agent type name ("dlna", ...): switched on by "yes"
+    AgentOptions,      ///< "agentopt": the capability options named by its words
+    Unknown,           ///< any other key: ignored
+};
+
+/// One member of a "ProfileList" entry as the loader reads it.
+struct ProfileMemberReading {
+    std::string key;
+    ProfileMemberUse use = ProfileMemberUse::Unknown;
+    /// False for an array or object value, which has no text: the loader then ignores the
+    /// member, whatever its key.
+    bool hasText = false;
+    std::string text;  ///< the value as text (a number in decimal, "true"/"false", null "")
+    std::string setting;  ///< Setting: the setting key, the text after the first "@"
+    /// Setting: the key of the member whose rule the setting holds; another key than
+    /// `key` when an earlier member (in load order) set the same setting first.
+    std::string settingFrom;
+    /// AgentOptions: the words of the value (blank- or tab-separated) that name no
+    /// capability option, in order; they are ignored.
+    std::vector<std::string> unknownOptions;
+};
+
+/// One element of "ProfileList" as the loader reads it.
+struct ProfileEntryReading {
+    bool isObject = false;  ///< false: the element is skipped
+    /// True when the loader makes an agent of the entry: it is an object with a present
+    /// "profileName" that has a text form. False: skipped whole.
+    bool loaded = false;
+    std::string profileName;  ///< the agent's name when loaded
+    /// Every member of a loaded entry, in the order the loader takes them (ascending byte
+    /// order of the keys).
+    std::vector<ProfileMemberReading> members;
+};
+
+/// What the top level of a profile list document gives the loader.
+enum class ProfileListShape : uint8_t {
+    NotAnObject,  ///< the document is not an object: nothing is loaded
+    NoList,       ///< "ProfileList" is missing or null: nothing is loaded
+    NotAnArray,   ///< "ProfileList" is neither an array nor null: nothing is loaded
+    List,         ///< "ProfileList" is an array: its elements are read
+};
+
+/// A profile list document as DMSClientChecker::InitProfileList reads it.
+struct ProfileListReading {
+    ProfileListShape shape = ProfileListShape::NotAnObject;
+    std::vector<ProfileEntryReading> entries;  ///< one per element of "ProfileList"
+};
+
+/// Reads `document` (a parsed profile list file) the way InitProfileList loads it, with the
+/// same decisions, and reports them without loading anything. Never throws: out of memory
+/// gives what was read so far.
+CALYX_EXPORT ProfileListReading ReadProfileListDocument(const Json::Value& document);
 
 /// How one video-profile rule judged one item.
 struct VideoProfileVerdict {

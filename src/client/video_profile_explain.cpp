@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "calyx/client.h"
+#include "calyx/core.h"
 #include "client/video_profile_rules.h"
 
 namespace Calyx {
@@ -41,6 +42,16 @@ std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule) {
         conditions.clear();
     }
     return conditions;
+}
+
+std::vector<int32_t> VideoRuleRangeBounds(const std::string& value) {
+    std::vector<int32_t> bounds;
+    try {
+        bounds = client_detail::ReadRangeBounds(value);
+    } catch (const std::exception&) {
+        bounds.clear();
+    }
+    return bounds;
 }
 
 std::vector<VideoProfileVerdict> ExplainVideoProfiles(const Agent* agent,

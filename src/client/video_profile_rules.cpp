@@ -70,14 +70,14 @@ CompiledCondition CompileCondition(VideoField field, const std::string& text) {
         condition.alternatives = StringExplode(text, "&");
         return condition;
     }
-    std::vector<std::string> bounds = StringExplode(text, "~");
+    const std::vector<int32_t> bounds = ReadRangeBounds(text);
     if (bounds.size() == 1) {
         condition.kind = CompiledCondition::Kind::Exact;
-        condition.low = ParseRangeBound(bounds[0]);
+        condition.low = bounds[0];
     } else if (bounds.size() == 2) {
         condition.kind = CompiledCondition::Kind::Between;
-        condition.low = ParseRangeBound(bounds[0]);
-        condition.high = ParseRangeBound(bounds[1]);
+        condition.low = bounds[0];
+        condition.high = bounds[1];
     }
     return condition;
 }
@@ -105,6 +105,14 @@ std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string&
         }
     }
     return values;
+}
+
+std::vector<int32_t> ReadRangeBounds(const std::string& text) {
+    std::vector<int32_t> bounds;
+    for (const std::string& piece : StringExplode(text, "~")) {
+        bounds.push_back(ParseRangeBound(piece));
+    }
+    return bounds;
 }
 
 int32_t ParseRangeBound(const std::string& text) {
