@@ -8,13 +8,12 @@
 #include <vector>
 
 #include <json/value.h>
-#include "dmsutils/file_kind.h"
-#include "dmsutils/json_document.h"
 
 #include "calyx/core.h"
 #include "calyx/host.h"
-#include "dmsutils/file_kind.h"
+#include "dmsutils/json_document.h"
 #include "host/media_type_word.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 
