@@ -8,7 +8,7 @@
 #include "calyx/core.h"
 #include "client/client_list_access.h"
 #include "client/client_list_headers.h"
-#include "client/client_list_json.h"
+#include "dmsutils/json_values.h"
 #include "client/client_list_lock.h"
 #include "client/client_list_save.h"
 #include "dmsutils/file_kind.h"
