@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "calyx/core.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 namespace detail {

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "calyx/core.h"
-#include "dmsutils/file_kind.h"
 #include "dmsutils/json_document.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 

@@ -8,14 +8,13 @@
 #include <vector>
 
 #include <json/value.h>
-#include "dmsutils/file_kind.h"
-#include "dmsutils/json_document.h"
-#include "dmsutils/json_values.h"
 
 #include "calyx/core.h"
 #include "calyx/host.h"
-#include "dmsutils/file_kind.h"
+#include "dmsutils/json_document.h"
+#include "dmsutils/json_values.h"
 #include "host/media_type_word.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 
