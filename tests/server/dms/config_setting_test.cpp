@@ -1,6 +1,7 @@
 // Editing one setting of the configuration file.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 
 #include "config_setting.h"
