@@ -8,7 +8,8 @@ BUILD_DIR is a built tree (the release build): its compile_commands.json says ho
 file is compiled and ninja's dependency log which headers it includes. A file that passed
 is remembered under BUILD_DIR/tidy/, keyed by the contents of the file, of every header it
 includes, of .clang-tidy, of its compile command and of the clang-tidy version, so a later
-run checks only what changed.
+run checks only what changed. Run it on a finished build, never beside one: ninja cuts a
+dependency log it finds half written.
 """
 import argparse
 import concurrent.futures
