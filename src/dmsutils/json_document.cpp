@@ -94,7 +94,9 @@ bool FindDuplicateKey(const std::string& text, Error& where) {
     // "* Line 3, Column 5\n  Duplicate key: 'dlna'\n"
     where = Error();
     const size_t line = errors.find("Line ");
+    // The reader's own message: its line and column numbers never overflow an int.
     if (line != std::string::npos && line < duplicate &&
+        // NOLINTNEXTLINE(cert-err34-c)
         sscanf(errors.c_str() + line, "Line %d, Column %d", &where.line, &where.column) != 2) {
         where.line = 0;
         where.column = 0;
