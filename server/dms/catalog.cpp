@@ -136,11 +136,21 @@ int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& 
     return rows > 0 && db.NextRow() && db.FetchMediaItem(info) ? 1 : 0;
 }
 
+long long StampCache::Recent(std::chrono::steady_clock::duration period) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return stamp_ >= 0 && std::chrono::steady_clock::now() - at_ < period ? stamp_ : -1;
+}
+
+void StampCache::Store(long long stamp) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stamp_ = stamp;
+    at_ = std::chrono::steady_clock::now();
+}
+
 long long Catalog::UpdateStamp() {
-    auto now = std::chrono::steady_clock::now();
-    if (stamp_ >= 0 && now - stampAt_ < std::chrono::seconds(kStampSeconds))
-        return stamp_;
-    stamp_ = -1;
+    long long recent = stamps_->Recent(std::chrono::seconds(kStampSeconds));
+    if (recent >= 0)
+        return recent;
     long long stamp = 0;
     for (const TableName& t : kTables) {
         Calyx::MediaDB db(t.table, conn_);
@@ -150,9 +160,9 @@ long long Catalog::UpdateStamp() {
             return -1;
         stamp += strtoll(db.FetchField("stamp").c_str(), nullptr, 10);
     }
-    stamp_ = stamp % 2147483647;
-    stampAt_ = now;
-    return stamp_;
+    stamp %= 2147483647;
+    stamps_->Store(stamp);
+    return stamp;
 }
 
 }  // namespace calyx_dms

@@ -4,6 +4,7 @@
 #define CALYX_DMS_CATALOG_H
 
 #include <chrono>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -40,10 +41,25 @@ struct Entry {
     ZEVO_MEDIA_INFO info;
 };
 
+// The last UpdateID stamp, shared by the catalogs of every connection so the tables are
+// scanned at most once per period whatever the number of connections.
+class StampCache {
+public:
+    // The stamp computed less than `period` ago, or -1.
+    long long Recent(std::chrono::steady_clock::duration period);
+    void Store(long long stamp);
+
+private:
+    std::mutex mutex_;
+    long long stamp_ = -1;
+    std::chrono::steady_clock::time_point at_;
+};
+
 class Catalog {
 public:
-    // `conn` (borrowed) is shared by every query; one thread at a time.
-    explicit Catalog(DBConnect* conn) : conn_(conn) {}
+    // `conn` (borrowed) serves every query of this catalog, one thread at a time; `stamps`
+    // (borrowed) may be shared between threads.
+    Catalog(DBConnect* conn, StampCache& stamps) : conn_(conn), stamps_(&stamps) {}
 
     // Rows of the listings one after another, ordered by `orderBy` within each: the total
     // count in `total` and the rows from `offset` on, at most `limit`. False when a query
@@ -62,8 +78,7 @@ public:
 private:
     static constexpr int kStampSeconds = 1;
     DBConnect* conn_;
-    long long stamp_ = -1;
-    std::chrono::steady_clock::time_point stampAt_;
+    StampCache* stamps_;
 };
 
 }  // namespace calyx_dms
