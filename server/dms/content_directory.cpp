@@ -98,8 +98,14 @@ bool ReadPageArguments(GUPnPServiceAction* action, PageRequest& page) {
     return true;
 }
 
+// The visit stays with the request message, which the action holds until it is answered.
 ClientVisit* ActionVisit(GUPnPServiceAction* action) {
-    return VisitOf(gupnp_service_action_get_message(action));
+    // The stack hands out a reference of its own: without the unref every answered
+    // message, with its whole answer, stayed in memory.
+    SoupServerMessage* message = gupnp_service_action_get_message(action);
+    ClientVisit* visit = VisitOf(message);
+    g_object_unref(message);
+    return visit;
 }
 
 bool Hidden(const ClientVisit& visit, Calyx::MEDIA_TABLE_TYPE table) {
@@ -223,9 +229,11 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
     workers_.Submit([this, action, visit, name, answer = std::move(answer)](size_t worker) {
         auto result = std::make_shared<PageAnswer>(answer(workerCatalogs_[worker]));
         workers_.Reply([action, visit, name, result] {
-            ReturnAnswer(action, *result);
+            // Logged first: answering hands the message, and with it the visit, back to
+            // the stack.
             if (result->errorCode == 0)
                 LogTiming(name, *visit, result->returned);
+            ReturnAnswer(action, *result);
         });
     });
 }
