@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <memory>
 
 namespace calyx_dms {
 
@@ -100,31 +101,36 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
     return strtoll(db.FetchField("total").c_str(), nullptr, 10);
 }
 
-bool Catalog::Page(const std::vector<Listing>& listings, const std::string& orderBy,
-                   long long offset, long long limit, std::vector<Entry>& rows, long long& total) {
+long long Catalog::Page(const std::vector<Listing>& listings, const std::string& orderBy,
+                        long long offset, long long limit,
+                        const std::function<void(const Entry&)>& row, long long& total) {
     total = 0;
+    long long handed = 0;
+    auto entry = std::make_unique<Entry>();
     for (const Listing& listing : listings) {
         long long count = Count(listing.table, listing.condition);
         if (count < 0)
-            return false;
+            return -1;
         long long first = std::max(0LL, offset - total);
         total += count;
         // Counted and selected in two statements: rows added in between must not make a
         // page longer than its TotalMatches.
-        long long wanted = std::min(limit - static_cast<long long>(rows.size()), count - first);
+        long long wanted = std::min(limit - handed, count - first);
         if (first >= count || wanted <= 0)
             continue;
         Calyx::MediaDB db(listing.table, conn_);
         db.AddCondition(listing.condition);
         if (db.Select("*", orderBy, static_cast<int>(first), static_cast<int>(wanted), "") < 0)
-            return false;
+            return -1;
+        entry->table = listing.table;
         while (db.NextRow()) {
-            rows.push_back(Entry{listing.table, {}});
-            if (!db.FetchMediaItem(rows.back().info))
-                rows.pop_back();
+            if (!db.FetchMediaItem(entry->info))
+                continue;
+            row(*entry);
+            ++handed;
         }
     }
-    return true;
+    return handed;
 }
 
 int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info) {

@@ -4,6 +4,7 @@
 #define CALYX_DMS_CATALOG_H
 
 #include <chrono>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -62,10 +63,13 @@ public:
     Catalog(DBConnect* conn, StampCache& stamps) : conn_(conn), stamps_(&stamps) {}
 
     // Rows of the listings one after another, ordered by `orderBy` within each: the total
-    // count in `total` and the rows from `offset` on, at most `limit`. False when a query
+    // count in `total`, and the rows from `offset` on, at most `limit`, handed to `row` one
+    // at a time (the entry is reused: a row is about 10 KiB, a page of them would be
+    // megabytes per request). Returns the number of rows handed over, or -1 when a query
     // fails.
-    bool Page(const std::vector<Listing>& listings, const std::string& orderBy, long long offset,
-              long long limit, std::vector<Entry>& rows, long long& total);
+    long long Page(const std::vector<Listing>& listings, const std::string& orderBy,
+                   long long offset, long long limit, const std::function<void(const Entry&)>& row,
+                   long long& total);
     // Number of rows of `table` that pass `condition`; -1 when the query fails.
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
     // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.

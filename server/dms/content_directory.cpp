@@ -145,14 +145,20 @@ void ReturnAnswer(GUPnPServiceAction* action, const PageAnswer& answer) {
     gupnp_service_action_return_success(action);
 }
 
-void WriteRows(DidlWriter& didl, const std::vector<Entry>& rows, const std::string& parentId) {
-    for (const Entry& row : rows) {
-        if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
-            didl.Container("d" + std::to_string(row.info.id), DirectoryParent(row.info),
-                           DirectoryTitle(row.info), -1, "object.container.storageFolder");
-        else
-            didl.Item(row, parentId.empty() ? ContainerIdOf(row.table) : parentId);
-    }
+void WriteRow(DidlWriter& didl, const Entry& row, const std::string& parentId) {
+    if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
+        didl.Container("d" + std::to_string(row.info.id), DirectoryParent(row.info),
+                       DirectoryTitle(row.info), -1, "object.container.storageFolder");
+    else
+        didl.Item(row, parentId.empty() ? ContainerIdOf(row.table) : parentId);
+}
+
+// A page of `listings` written into `didl`: the number of rows, or -1 when a query failed.
+long long WritePage(Catalog& catalog, DidlWriter& didl, const std::vector<Listing>& listings,
+                    const PageRequest& page, const std::string& parentId, long long& total) {
+    return catalog.Page(
+        listings, page.orderBy, page.offset, page.limit,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, total);
 }
 
 // The library's share of the request: identification, video profiles and formatting,
@@ -304,13 +310,12 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                            "object.container.storageFolder");
             returned = total = 1;
         } else {
-            std::vector<Entry> rows;
             std::vector<Listing> listings = object.kind == ObjectId::kFolders
                                                 ? DirectoryListings(0, visit)
                                                 : std::vector<Listing>{{object.table, ""}};
-            ok = catalog.Page(listings, request.page.orderBy, offset, limit, rows, total);
-            WriteRows(didl, rows, object.kind == ObjectId::kFolders ? "folders" : "");
-            returned = static_cast<long long>(rows.size());
+            returned = WritePage(catalog, didl, listings, request.page,
+                                 object.kind == ObjectId::kFolders ? "folders" : "", total);
+            ok = returned >= 0;
         }
     } else {
         ZEVO_MEDIA_INFO info{};
@@ -319,16 +324,14 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
             return PageAnswer::Error(701, "No such object");
         ok = found > 0;
         if (ok && request.metadata) {
-            WriteRows(didl, {Entry{object.table, info}}, "");
+            WriteRow(didl, Entry{object.table, info}, "");
             returned = total = 1;
         } else if (ok && object.kind == ObjectId::kItem) {
             return PageAnswer::Error(710, "No such container");
         } else if (ok) {
-            std::vector<Entry> rows;
-            ok = catalog.Page(DirectoryListings(object.id, visit), request.page.orderBy, offset,
-                              limit, rows, total);
-            WriteRows(didl, rows, FormatObjectId(object));
-            returned = static_cast<long long>(rows.size());
+            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit),
+                                 request.page, FormatObjectId(object), total);
+            ok = returned >= 0;
         }
     }
     if (!ok || stamp < 0)
@@ -376,15 +379,12 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
     }
     AnswerOnWorker(action, visit, "Search", [this, visit, listings, page](Catalog& catalog) {
         long long stamp = catalog.UpdateStamp();
-        std::vector<Entry> rows;
         PageAnswer answer;
-        if (stamp < 0 ||
-            !catalog.Page(listings, page.orderBy, page.offset, page.limit, rows, answer.total))
-            return PageAnswer::Error(720, "Cannot process the request");
         DidlWriter didl(baseUrl_, *visit);
-        WriteRows(didl, rows, "");
+        answer.returned = stamp < 0 ? -1 : WritePage(catalog, didl, listings, page, "", answer.total);
+        if (answer.returned < 0)
+            return PageAnswer::Error(720, "Cannot process the request");
         answer.didl = didl.Finish();
-        answer.returned = static_cast<long long>(rows.size());
         answer.stamp = stamp;
         return answer;
     });
