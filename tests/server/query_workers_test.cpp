@@ -10,6 +10,15 @@
 #include <thread>
 #include <vector>
 
+// GLib's main context locks itself with raw futexes, which ThreadSanitizer does not see:
+// every reply handed to the main context would look like a race inside GLib. Only GLib's
+// own frames are named; the workers' queue is still checked.
+#if defined(__SANITIZE_THREAD__)
+extern "C" const char* __tsan_default_suppressions() {
+    return "race:libglib-2.0.so\n";
+}
+#endif
+
 namespace calyx_dms {
 namespace {
 
@@ -23,13 +32,14 @@ bool RunUntil(const std::function<bool()>& done, int seconds = 10) {
 }
 
 TEST(QueryWorkers, JobsRunOnWorkerThreadsAndRepliesOnTheMainContext) {
-    QueryWorkers workers(3);
-    ASSERT_EQ(workers.count(), 3u);
     const std::thread::id main = std::this_thread::get_id();
     std::vector<std::thread::id> replyThreads;
     std::atomic<int> onMain{0};
     std::set<size_t> indexes;
     std::mutex indexMutex;
+    // Declared last, so its threads are gone before the state they write.
+    QueryWorkers workers(3);
+    ASSERT_EQ(workers.count(), 3u);
     for (int i = 0; i < 30; ++i) {
         workers.Submit([&](size_t worker) {
             if (std::this_thread::get_id() == main)
@@ -45,14 +55,15 @@ TEST(QueryWorkers, JobsRunOnWorkerThreadsAndRepliesOnTheMainContext) {
     EXPECT_EQ(onMain.load(), 0);
     for (const std::thread::id& id : replyThreads)
         EXPECT_EQ(id, main);
+    std::lock_guard<std::mutex> lock(indexMutex);
     for (size_t index : indexes)
         EXPECT_LT(index, 3u);
 }
 
 TEST(QueryWorkers, ASlowJobDoesNotHoldUpTheOthers) {
-    QueryWorkers workers(2);
     std::atomic<bool> release{false};
     std::atomic<int> quickDone{0};
+    QueryWorkers workers(2);
     workers.Submit([&](size_t) {
         while (!release)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -67,8 +78,8 @@ TEST(QueryWorkers, ASlowJobDoesNotHoldUpTheOthers) {
 }
 
 TEST(QueryWorkers, RepliesFromOneWorkerKeepTheirOrder) {
-    QueryWorkers workers(1);
     std::vector<int> order;
+    QueryWorkers workers(1);
     workers.Submit([&](size_t) {
         for (int i = 0; i < 100; ++i)
             workers.Reply([&order, i] { order.push_back(i); });
@@ -100,9 +111,9 @@ TEST(QueryWorkers, StopRunsEveryQueuedJobAndDeliversItsReply) {
 }
 
 TEST(QueryWorkers, ZeroThreadsMeansOne) {
+    bool replied = false;
     QueryWorkers workers(0);
     EXPECT_EQ(workers.count(), 1u);
-    bool replied = false;
     workers.Submit([&](size_t worker) {
         EXPECT_EQ(worker, 0u);
         workers.Reply([&] { replied = true; });
