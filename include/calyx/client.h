@@ -10,7 +10,6 @@
 
 #include <stdint.h>
 
-#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,16 +17,22 @@
 #include "calyx/export.h"
 #include "calyx/types.h"
 
+namespace Json {
+class Value;
+}  // namespace Json
+
 namespace Calyx {
 
 namespace client_detail {
 struct CompiledVideoProfiles;
 
-// Holds an agent's video-profile rules in their compiled form. Built on first use (safe
-// from several threads at once) and built again whenever the settings' content differs
-// from what they were compiled from (a replaced set stays allocated until reset or
-// destruction, since another thread may still read it); dropped by setPair. Copies start
-// empty: the copy compiles its own rules when first asked.
+// Internal to the library: an agent's video-profile rules in their compiled form. It
+// stands here only because Agent holds one (its size is part of Agent's layout); its
+// contents are the library's own. Built on first use (safe from several threads at once)
+// and built again whenever the settings' content differs from what they were compiled
+// from (a replaced set stays allocated until reset or destruction, since another thread
+// may still read it); dropped by setPair. Copies start empty: the copy compiles its own
+// rules when first asked.
 class CALYX_EXPORT CompiledRulesCache {
 public:
     CompiledRulesCache() = default;
@@ -42,7 +47,8 @@ public:
     const CompiledVideoProfiles* get(const std::map<std::string, std::string>& settings) const;
 
 private:
-    mutable std::atomic<const CompiledVideoProfiles*> compiled_{nullptr};
+    // Read and written only with atomic operations, by the library.
+    mutable const CompiledVideoProfiles* compiled_ = nullptr;
 };
 }  // namespace client_detail
 
@@ -192,9 +198,101 @@ public:
     Agent* m_agent;         ///< the matched agent (borrowed from the profile list), or null
 };
 
-// ---------------------------------------------------------------------------------------
-// Diagnostics: why an item does or does not get a video profile.
-// ---------------------------------------------------------------------------------------
+// =======================================================================================
+// Beyond the published interface: the vocabularies of Agent::setPair, the rule splitter of
+// video profile selection, how the loader reads a profile list and why an item does or does
+// not get a video profile. Read from the tables, the parser and the loader that the
+// published functions use.
+// =======================================================================================
+
+/// The agent type names ("dlna", "xbox", ...) in table order.
+CALYX_EXPORT std::vector<std::string> AgentTypeNames();
+/// The capability option names ("xmres", "transwav", ...) in table order.
+CALYX_EXPORT std::vector<std::string> AgentCapabilityNames();
+/// The names of the agent type bits set in `bits`, in table order.
+CALYX_EXPORT std::vector<std::string> AgentTypeNamesOf(uint32_t bits);
+/// The names of the capability option bits set in `bits`, in table order.
+CALYX_EXPORT std::vector<std::string> AgentCapabilityNamesOf(uint32_t bits);
+
+/// One condition of a video-profile rule as the matcher reads it.
+struct VideoRuleCondition {
+    std::string key;      ///< the key text with its "@", e.g. "resolutionx@"
+    std::string value;    ///< the condition value, e.g. "1~1920"
+    bool isList = false;  ///< true: alternatives separated by "&"; false: a range
+};
+
+/// The twelve condition key texts ("ext@" ... "channel@") in the order they are tried.
+CALYX_EXPORT std::vector<std::string> VideoProfileConditionKeys();
+/// Splits `rule` exactly as video profile selection does and returns its non-empty
+/// conditions in evaluation order. Empty when the rule names no known condition (such a
+/// rule never matches).
+CALYX_EXPORT std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule);
+
+/// The bounds of a range condition (the value of a VideoRuleCondition that is not a list,
+/// e.g. "1~1920") as video profile selection reads them: its "~"-separated pieces (empty
+/// pieces dropped), each read like strtol in base 10 and saturated to 32 bits. The
+/// condition can hold only with one bound (exactly) or two (inclusive range).
+CALYX_EXPORT std::vector<int32_t> VideoRuleRangeBounds(const std::string& value);
+
+/// How loading the profile list treats one member of a "ProfileList" entry.
+enum class ProfileMemberUse : uint8_t {
+    Name,              ///< "profileName": names the agent
+    Identification,    ///< "profileID": not read here (the client list matches with it)
+    OffendChars,       ///< "offendchars": the agent's offend chars
+    Setting,           ///< a key beginning with "profile" that holds an "@": a video profile
+    SettingWithoutAt,  ///< a key beginning with "profile" without an "@": ignored
+    AgentType,         ///< an agent type name ("dlna", ...): switched on by "yes"
+    AgentOptions,      ///< "agentopt": the capability options named by its words
+    Unknown,           ///< any other key: ignored
+};
+
+/// One member of a "ProfileList" entry as the loader reads it.
+struct ProfileMemberReading {
+    std::string key;
+    ProfileMemberUse use = ProfileMemberUse::Unknown;
+    /// False for an array or object value, which has no text: the loader then ignores the
+    /// member, whatever its key.
+    bool hasText = false;
+    std::string text;  ///< the value as text (a number in decimal, "true"/"false", null "")
+    std::string setting;  ///< Setting: the setting key, the text after the first "@"
+    /// Setting: the key of the member whose rule the setting holds; another key than
+    /// `key` when an earlier member (in load order) set the same setting first.
+    std::string settingFrom;
+    /// AgentOptions: the words of the value (blank- or tab-separated) that name no
+    /// capability option, in order; they are ignored.
+    std::vector<std::string> unknownOptions;
+};
+
+/// One element of "ProfileList" as the loader reads it.
+struct ProfileEntryReading {
+    bool isObject = false;  ///< false: the element is skipped
+    /// True when the loader makes an agent of the entry: it is an object with a present
+    /// "profileName" that has a text form. False: skipped whole.
+    bool loaded = false;
+    std::string profileName;  ///< the agent's name when loaded
+    /// Every member of a loaded entry, in the order the loader takes them (ascending byte
+    /// order of the keys).
+    std::vector<ProfileMemberReading> members;
+};
+
+/// What the top level of a profile list document gives the loader.
+enum class ProfileListShape : uint8_t {
+    NotAnObject,  ///< the document is not an object: nothing is loaded
+    NoList,       ///< "ProfileList" is missing or null: nothing is loaded
+    NotAnArray,   ///< "ProfileList" is neither an array nor null: nothing is loaded
+    List,         ///< "ProfileList" is an array: its elements are read
+};
+
+/// A profile list document as DMSClientChecker::InitProfileList reads it.
+struct ProfileListReading {
+    ProfileListShape shape = ProfileListShape::NotAnObject;
+    std::vector<ProfileEntryReading> entries;  ///< one per element of "ProfileList"
+};
+
+/// Reads `document` (a parsed profile list file) the way InitProfileList loads it, with the
+/// same decisions, and reports them without loading anything. Never throws: out of memory
+/// gives what was read so far.
+CALYX_EXPORT ProfileListReading ReadProfileListDocument(const Json::Value& document);
 
 /// How one video-profile rule judged one item.
 struct VideoProfileVerdict {

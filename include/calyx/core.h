@@ -23,6 +23,12 @@ typedef struct _IXML_Node IXML_Node;
 struct _IXML_Document;
 typedef struct _IXML_Document IXML_Document;
 
+// The JSON document type of jsoncpp, for the JSON file readers below; callers that read a
+// document include <json/value.h> themselves.
+namespace Json {
+class Value;
+}  // namespace Json
+
 namespace Calyx {
 
 // ---------------------------------------------------------------------------------
@@ -186,6 +192,57 @@ CALYX_EXPORT std::string XMLGetElmentTextValue(IXML_Node* element);
 /// `tagName` yields "" and false.
 CALYX_EXPORT std::string XMLGetFirstDocumentItem(IXML_Document* doc, const char* tagName,
                                                  bool* found);
+
+// =================================================================================
+// Beyond the published interface: the root prefix, guarded file checks, the JSON file
+// reader of the loaders and the error type of the extensions. Stable helpers for hosts,
+// tools and tests, implemented by the code the published functions use.
+// =================================================================================
+
+/// Why an extension failed: a message for people, the system error behind it (errno; 0
+/// when none) and, for a syntax error in a file or text, where it is (1-based line and
+/// column in bytes; both 0 when they do not apply).
+struct Error {
+    std::string message;
+    int errorNumber = 0;
+    int line = 0;
+    int column = 0;
+};
+
+/// Resolves one of the library's fixed absolute paths (package, platform and kernel
+/// files such as "/proc/net/arp") under the root prefix: when the environment variable
+/// CALYX_ROOT is set and not empty, the result is its value followed by `fixedPath`;
+/// otherwise `fixedPath` as it stands. The variable is read on every call.
+CALYX_EXPORT std::string ResolveFixedPath(const std::string& fixedPath);
+
+/// Why the file at `path` cannot be read as a file, checked through the same guarded open
+/// the library's own readers use (which never waits on a FIFO): "" when it opens as a
+/// regular file; otherwise a short reason that names the kind, e.g. "is a FIFO", "is a
+/// directory", "is a character device", "is a socket", or "cannot open: <system error>".
+CALYX_EXPORT std::string UnreadableFileReason(const std::string& path);
+
+/// Parses untrusted JSON `text` the way the library's loaders do (comments allowed and
+/// collected) into `root`. On failure returns false, leaves `root` unspecified and, when
+/// `error` is not null, fills it with the first error: "JSON syntax error: <reason>" at
+/// its line and column, or the reader's reason for giving up on a document nested too
+/// deeply (no position).
+CALYX_EXPORT bool ParseJsonText(const std::string& text, Json::Value& root, Error* error);
+
+/// Why ReadJsonFile failed. `line` and `column` (1-based) locate a syntax error; both are
+/// 0 when the file could not be opened or read. Filled from the reader's Error.
+struct JsonFileError {
+    std::string message;
+    int line = 0;
+    int column = 0;
+};
+
+/// Parses the file at `path` the way the library's loaders do (comments allowed and
+/// collected) into `root`, opening it as they do: a FIFO or socket is refused without
+/// waiting ("cannot open: it is a FIFO"), a device is read without waiting (at most
+/// 16 MiB), a directory fails with "cannot read: it is a directory". On failure returns
+/// false, leaves `root` unspecified and, when `error` is not null, fills it with the
+/// first error.
+CALYX_EXPORT bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* error);
 
 }  // namespace Calyx
 

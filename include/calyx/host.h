@@ -4,7 +4,7 @@
 // Every function here keeps its state on the stack, reads the platform's files afresh on
 // each call (nothing is cached) and may be called from any thread at once, as far as the
 // platform operations allow. No function throws. Fixed paths such as "/proc/net/arp" are
-// resolved under the root prefix (calyx/ext.h, CALYX_ROOT).
+// resolved under the root prefix (ResolveFixedPath in calyx/core.h, CALYX_ROOT).
 //
 // Argument checks are reported to the system log with priority LOG_ERR as
 // "dmsutils:<line> Bad parameter".

@@ -1,4 +1,7 @@
 // Media database: the query builder over the media index.
+//
+// The platform's database functions (ZEVODBConnect, ...) are declared in calyx/platform.h;
+// this header needs only their handle types (calyx/types.h).
 #ifndef CALYX_MEDIA_DB_H
 #define CALYX_MEDIA_DB_H
 
@@ -7,7 +10,6 @@
 #include <vector>
 
 #include "calyx/export.h"
-#include "calyx/platform.h"
 #include "calyx/types.h"
 
 namespace Calyx {
@@ -96,6 +98,15 @@ private:
 
     void FreeResult();
 };
+
+// =======================================================================================
+// Beyond the published interface
+// =======================================================================================
+
+/// The database server's text for the last failure on `conn` (for example the reason a
+/// statement of MediaDB::Select was refused), without a trailing newline; "" when there
+/// was none or `conn` is null. Available with the library's portable platform operations.
+CALYX_EXPORT std::string DBConnectLastError(DBConnect* conn);
 
 }  // namespace Calyx
 

@@ -36,17 +36,6 @@ typedef struct ZEVO_NET_CARD {
     char name[42];     ///< offset 30: text entry (the interface name), NUL-terminated
 } ZEVO_NET_CARD;
 
-/// A result set of ZEVODBExecute. Opaque; released by ZEVODBFreeResult. One thread at a
-/// time may use a result set.
-typedef struct DBResult DBResult;
-
-/// Row cursor for ZEVODBFetchRow. ZEVODBFetchRow positions it from the result set it is
-/// given: a cursor that last walked another result set starts again at its first row.
-typedef struct DBRow {
-    uint64_t result_serial;  ///< which result set the cursor walks (0: none yet)
-    int32_t index;           ///< current row, 0-based
-} DBRow;
-
 #ifdef __cplusplus
 extern "C" {
 #endif

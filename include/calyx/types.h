@@ -1,8 +1,8 @@
 // Types shared by every subsystem of libcalyx.
 //
 // MEDIA_TABLE_TYPE and DMSLOG_LEVEL live in namespace Calyx. The media item record
-// ZEVO_MEDIA_INFO and the opaque database handle DBConnect belong to the platform and
-// therefore stand at global scope, with C layout.
+// ZEVO_MEDIA_INFO and the database handles DBConnect, DBResult and DBRow belong to the
+// platform and therefore stand at global scope, with C layout.
 #ifndef CALYX_TYPES_H
 #define CALYX_TYPES_H
 
@@ -16,6 +16,18 @@
 /// An open connection to the media index database. Opaque; made by ZEVODBConnect and
 /// released by ZEVODBClose (calyx/platform.h).
 typedef struct DBConnect DBConnect;
+
+/// A result set of ZEVODBExecute (calyx/platform.h). Opaque; released by ZEVODBFreeResult.
+/// One thread at a time may use a result set.
+typedef struct DBResult DBResult;
+
+/// Row cursor for ZEVODBFetchRow (calyx/platform.h). ZEVODBFetchRow positions it from the
+/// result set it is given: a cursor that last walked another result set starts again at
+/// its first row.
+typedef struct DBRow {
+    uint64_t result_serial;  ///< which result set the cursor walks (0: none yet)
+    int32_t index;           ///< current row, 0-based
+} DBRow;
 
 /// One media item as the media index records it.
 ///

@@ -1,6 +1,6 @@
 #include "admin_client_edit.h"
 
-#include "calyx/ext.h"
+#include "calyx/client_list.h"
 
 namespace calyx_dms {
 

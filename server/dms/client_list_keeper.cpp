@@ -1,7 +1,7 @@
 #include "client_list_keeper.h"
 
+#include "calyx/client_list.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 
 namespace calyx_dms {
 

@@ -1,7 +1,7 @@
 #include "client_road.h"
 
+#include "calyx/client_list.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/host.h"
 #include "library_clock.h"
 

@@ -3,8 +3,8 @@
 #include <sys/stat.h>
 
 #include "calyx/client.h"
+#include "calyx/client_list.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 
 namespace calyx_dms {
 

@@ -3,8 +3,8 @@
 #include <map>
 #include <string>
 
+#include "calyx/client_list.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/host.h"
 
 namespace calyx_dms {

@@ -42,35 +42,45 @@ bool Agent::checkProfileName(const std::string& name) {
 
 namespace detail {
 
-void ApplyAgentPair(Agent& agent, const std::string& key, const std::string& value) {
+AgentPairUse ClassifyAgentPair(const std::string& key) {
+    AgentPairUse pair;
     if (key.compare(0, kProfileSettingPrefixLength, kProfileSettingPrefix) == 0 &&
         key.size() >= kProfileSettingPrefixLength) {
-        size_t at = key.find('@');
-        if (at == std::string::npos) {
-            return;
-        }
-        // The first value of a setting key wins; only a real insertion changes the rules.
-        if (agent.m_profileSettings.emplace(key.substr(at + 1), value).second) {
-            agent.m_compiledRules.reset();
-        }
-        return;
+        pair.at = key.find('@');
+        pair.use = pair.at == std::string::npos ? ProfileMemberUse::SettingWithoutAt
+                                                : ProfileMemberUse::Setting;
+    } else if ((pair.row = FindAgentNameRow(gAgentTypeTable, key)) != nullptr) {
+        pair.use = ProfileMemberUse::AgentType;
+    } else if (key == "agentopt") {
+        pair.use = ProfileMemberUse::AgentOptions;
     }
-    for (const AgentNameRow* row = gAgentTypeTable; row->name[0] != '\0'; ++row) {
-        if (AgentNameRowMatches(*row, key)) {
-            agent.setAgentType(static_cast<Agent::AGENT_TYPE>(row->value), value == "yes");
+    return pair;
+}
+
+void ApplyAgentPair(Agent& agent, const std::string& key, const std::string& value) {
+    const AgentPairUse pair = ClassifyAgentPair(key);
+    switch (pair.use) {
+        case ProfileMemberUse::Setting:
+            // The first value of a setting key wins; only a real insertion changes the rules.
+            if (agent.m_profileSettings.emplace(key.substr(pair.at + 1), value).second) {
+                agent.m_compiledRules.reset();
+            }
             return;
-        }
-    }
-    if (key == "agentopt") {
-        // Split first: the only allocation comes before the first change.
-        const std::vector<std::string> tokens = StringExplode(value, " \t");
-        for (const std::string& token : tokens) {
-            for (const AgentNameRow* row = gAgentCapOptTable; row->name[0] != '\0'; ++row) {
-                if (AgentNameRowMatches(*row, token)) {
+        case ProfileMemberUse::AgentType:
+            agent.setAgentType(static_cast<Agent::AGENT_TYPE>(pair.row->value), value == "yes");
+            return;
+        case ProfileMemberUse::AgentOptions: {
+            // Split first: the only allocation comes before the first change.
+            const std::vector<std::string> tokens = StringExplode(value, " \t");
+            for (const std::string& token : tokens) {
+                if (const AgentNameRow* row = FindAgentNameRow(gAgentCapOptTable, token)) {
                     agent.setCapability(static_cast<Agent::AGENT_CAPOPT>(row->value), true);
                 }
             }
+            return;
         }
+        default:
+            return;  // a key beginning with "profile" without "@", or an unknown key
     }
 }
 

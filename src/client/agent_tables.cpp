@@ -45,4 +45,13 @@ bool AgentNameRowMatches(const AgentNameRow& row, const std::string& name) {
     return name.size() == length && memcmp(name.data(), row.name, length) == 0;
 }
 
+const AgentNameRow* FindAgentNameRow(const AgentNameRow* table, const std::string& name) {
+    for (const AgentNameRow* row = table; row->name[0] != '\0'; ++row) {
+        if (AgentNameRowMatches(*row, name)) {
+            return row;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace Calyx

@@ -21,6 +21,9 @@ extern const AgentNameRow gAgentCapOptTable[];
 // True when `name` equals the row's name byte for byte (same length, same bytes).
 bool AgentNameRowMatches(const AgentNameRow& row, const std::string& name);
 
+// The row of `table` whose name is `name`, or null.
+const AgentNameRow* FindAgentNameRow(const AgentNameRow* table, const std::string& name);
+
 }  // namespace Calyx
 
 #endif  // CALYX_CLIENT_AGENT_TABLES_H

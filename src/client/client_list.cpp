@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "client/client_list_headers.h"
 #include "client/client_list_json.h"
 #include "client/client_list_persist.h"

@@ -3,7 +3,12 @@
 #include <string.h>
 #include <strings.h>
 
+#include <map>
+#include <utility>
 #include <vector>
+
+#include "calyx/client_list.h"
+#include "calyx/core.h"
 
 namespace Calyx {
 namespace detail {
@@ -82,4 +87,18 @@ bool DropRecordedCredentials(Json::Value& document) {
 }
 
 }  // namespace detail
+
+// The host's header list as the map UpdateKeys takes.
+std::map<std::string, std::string> ClientHeaderKeys(
+    const std::vector<std::pair<std::string, std::string>>& headers) {
+    std::map<std::string, std::string> keys;
+    try {
+        for (const auto& [name, value] : headers)
+            keys.emplace(StringToLower(name), value);  // the first value of a name stays
+    } catch (const std::exception&) {
+        keys.clear();
+    }
+    return keys;
+}
+
 }  // namespace Calyx

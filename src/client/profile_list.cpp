@@ -6,16 +6,15 @@
 #include <vector>
 
 #include "calyx/core.h"
+#include "client/client_list_json.h"
 #include "dmsutils/json_document.h"
 
 namespace Calyx {
 
 std::vector<Agent*> gDMSAgentList;
 
-namespace {
+namespace detail {
 
-// A value as text, the way jsoncpp converts it; false for arrays and objects, which
-// have no text form.
 bool ValueAsText(const Json::Value& value, std::string& text) {
     try {
         text = value.asString();
@@ -25,35 +24,54 @@ bool ValueAsText(const Json::Value& value, std::string& text) {
     }
 }
 
-bool IsPresent(const Json::Value& value) {
-    if (value.isNull()) {
+bool EntryProfileName(const Json::Value& entry, std::string& name) {
+    if (!entry.isObject()) {
         return false;
     }
-    return !((value.isArray() || value.isObject()) && value.empty());
+    const Json::Value* nameValue = FindMember(entry, "profileName");
+    return IsPresent(nameValue) && ValueAsText(*nameValue, name);
 }
+
+ProfileMemberUse EntryMemberUse(const std::string& key, AgentPairUse* pair) {
+    if (key == "profileName") {
+        return ProfileMemberUse::Name;
+    }
+    if (key == "profileID") {
+        return ProfileMemberUse::Identification;
+    }
+    if (key == "offendchars") {
+        return ProfileMemberUse::OffendChars;
+    }
+    const AgentPairUse use = ClassifyAgentPair(key);
+    if (pair != nullptr) {
+        *pair = use;
+    }
+    return use.use;
+}
+
+}  // namespace detail
+
+namespace {
 
 // The agent for one "ProfileList" entry, or null when the entry has no usable name.
 std::unique_ptr<Agent> MakeAgent(const Json::Value& entry) {
-    if (!entry.isObject()) {
-        return nullptr;
-    }
-    const Json::Value& nameValue = entry["profileName"];
     std::string name;
-    if (!IsPresent(nameValue) || !ValueAsText(nameValue, name)) {
+    if (!detail::EntryProfileName(entry, name)) {
         return nullptr;
     }
     auto agent = std::make_unique<Agent>(name);
     // Object members iterate in ascending byte order of their names.
     for (auto member = entry.begin(); member != entry.end(); ++member) {
         const std::string key = member.name();
-        if (key == "profileName" || key == "profileID") {
+        const ProfileMemberUse use = detail::EntryMemberUse(key, nullptr);
+        if (use == ProfileMemberUse::Name || use == ProfileMemberUse::Identification) {
             continue;
         }
         std::string value;
-        if (!ValueAsText(*member, value)) {
+        if (!detail::ValueAsText(*member, value)) {
             continue;
         }
-        if (key == "offendchars") {
+        if (use == ProfileMemberUse::OffendChars) {
             agent->m_offendChars = value;
         } else {
             detail::ApplyAgentPair(*agent, key, value);

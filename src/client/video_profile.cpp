@@ -62,32 +62,4 @@ bool DMSClientChecker::checkIsSatisfyRange(const std::string& setting, const int
            value <= client_detail::ParseRangeBound(high);
 }
 
-std::vector<VideoProfileVerdict> ExplainVideoProfiles(const Agent* agent,
-                                                      const ZEVO_MEDIA_INFO* item) {
-    std::vector<VideoProfileVerdict> verdicts;
-    if (agent == nullptr || item == nullptr) {
-        return verdicts;
-    }
-    const CompiledVideoProfiles* profiles = agent->m_compiledRules.get(agent->m_profileSettings);
-    VideoItemView view;
-    client_detail::MakeVideoItemView(*item, view);
-    for (const client_detail::CompiledRule& rule : profiles->rules) {
-        RuleOutcome outcome = client_detail::EvaluateVideoProfileRule(rule, view);
-        VideoProfileVerdict verdict;
-        verdict.profileName = rule.name;
-        verdict.rule = rule.text;
-        verdict.matched = outcome.matched;
-        if (outcome.failed != nullptr) {
-            size_t index = static_cast<size_t>(outcome.failed->field);
-            verdict.failedKey = client_detail::VideoFieldKeyText(outcome.failed->field);
-            verdict.failedCondition = outcome.failed->text;
-            verdict.itemValue = view.text[index] != nullptr
-                                    ? std::string(view.text[index], view.length[index])
-                                    : std::to_string(view.number[index]);
-        }
-        verdicts.push_back(std::move(verdict));
-    }
-    return verdicts;
-}
-
 }  // namespace Calyx

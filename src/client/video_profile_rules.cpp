@@ -70,14 +70,14 @@ CompiledCondition CompileCondition(VideoField field, const std::string& text) {
         condition.alternatives = StringExplode(text, "&");
         return condition;
     }
-    std::vector<std::string> bounds = StringExplode(text, "~");
+    const std::vector<int32_t> bounds = ReadRangeBounds(text);
     if (bounds.size() == 1) {
         condition.kind = CompiledCondition::Kind::Exact;
-        condition.low = ParseRangeBound(bounds[0]);
+        condition.low = bounds[0];
     } else if (bounds.size() == 2) {
         condition.kind = CompiledCondition::Kind::Between;
-        condition.low = ParseRangeBound(bounds[0]);
-        condition.high = ParseRangeBound(bounds[1]);
+        condition.low = bounds[0];
+        condition.high = bounds[1];
     }
     return condition;
 }
@@ -105,6 +105,14 @@ std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string&
         }
     }
     return values;
+}
+
+std::vector<int32_t> ReadRangeBounds(const std::string& text) {
+    std::vector<int32_t> bounds;
+    for (const std::string& piece : StringExplode(text, "~")) {
+        bounds.push_back(ParseRangeBound(piece));
+    }
+    return bounds;
 }
 
 int32_t ParseRangeBound(const std::string& text) {
@@ -223,7 +231,8 @@ RuleOutcome EvaluateVideoProfileRule(const CompiledRule& rule, const VideoItemVi
 }
 
 void CompiledRulesCache::reset() {
-    const CompiledVideoProfiles* compiled = compiled_.exchange(nullptr, std::memory_order_acq_rel);
+    const CompiledVideoProfiles* compiled =
+        __atomic_exchange_n(&compiled_, nullptr, __ATOMIC_ACQ_REL);
     while (compiled != nullptr) {
         const CompiledVideoProfiles* older = compiled->replaced;
         delete compiled;
@@ -233,7 +242,9 @@ void CompiledRulesCache::reset() {
 
 const CompiledVideoProfiles* CompiledRulesCache::get(
     const std::map<std::string, std::string>& settings) const {
-    const CompiledVideoProfiles* current = compiled_.load(std::memory_order_acquire);
+    // The slot is a plain pointer in the public header (which keeps <atomic> out of it);
+    // every access here is atomic.
+    const CompiledVideoProfiles* current = __atomic_load_n(&compiled_, __ATOMIC_ACQUIRE);
     // m_profileSettings is public: a host may have edited it directly since the rules
     // were compiled. Comparing contents sees every change, also one that keeps the size.
     if (current != nullptr && current->CompiledFrom(settings)) {
@@ -242,8 +253,9 @@ const CompiledVideoProfiles* CompiledRulesCache::get(
     // Several threads may compile at once; the first to publish wins, the others discard.
     CompiledVideoProfiles* fresh = CompileVideoProfiles(settings);
     fresh->replaced = current;
-    if (compiled_.compare_exchange_strong(current, fresh, std::memory_order_acq_rel,
-                                          std::memory_order_acquire)) {
+    const CompiledVideoProfiles* published = fresh;
+    if (__atomic_compare_exchange_n(&compiled_, &current, published, false, __ATOMIC_ACQ_REL,
+                                    __ATOMIC_ACQUIRE)) {
         return fresh;
     }
     fresh->replaced = nullptr;

@@ -54,6 +54,10 @@ std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string&
 // byte, 0 when there are none), saturated to the 32-bit range.
 int32_t ParseRangeBound(const std::string& text);
 
+// The bounds of a range condition: its "~"-separated pieces (empty ones dropped), each read
+// with ParseRangeBound. One bound means exactly, two an inclusive range, others never.
+std::vector<int32_t> ReadRangeBounds(const std::string& text);
+
 struct CompiledCondition {
     enum class Kind : uint8_t {
         Alternatives,  // the lowered item text equals one of `alternatives`

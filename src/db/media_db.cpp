@@ -1,5 +1,6 @@
 // MediaDB: builds SELECT statements over one media table and walks their rows.
 #include "calyx/media_db.h"
+#include "calyx/platform.h"
 
 #include <new>
 

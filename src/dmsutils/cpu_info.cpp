@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/host.h"
 #include "dmsutils/file_kind.h"
 #include "dmsutils/syslog_report.h"

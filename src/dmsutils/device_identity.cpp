@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
 #include "dmsutils/syslog_report.h"

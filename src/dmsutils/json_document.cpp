@@ -1,27 +1,72 @@
 #include "dmsutils/json_document.h"
 
+#include <json/reader.h>
+
+#include <vector>
+
 #include "calyx/core.h"
 #include "dmsutils/file_kind.h"
 
 namespace Calyx {
 namespace detail {
 
-bool ParseJsonDocument(const std::string& text, Json::Value& root, Json::Reader* reader,
-                       std::string* thrown) {
-    Json::Reader local;
-    Json::Reader& used = reader != nullptr ? *reader : local;
+namespace {
+
+// 1-based line and column (in bytes) of `offset` within `text`.
+void LocateOffset(const std::string& text, size_t offset, int& line, int& column) {
+    line = 1;
+    column = 1;
+    if (offset > text.size())
+        offset = text.size();
+    for (size_t i = 0; i < offset; ++i) {
+        if (text[i] == '\n') {
+            ++line;
+            column = 1;
+        } else {
+            ++column;
+        }
+    }
+}
+
+// The first error `reader` met in `text`, with its position.
+void DescribeSyntaxError(const Json::Reader& reader, const std::string& text, Error& error) {
+    std::vector<Json::Reader::StructuredError> errors = reader.getStructuredErrors();
+    if (errors.empty()) {
+        error.message = "not valid JSON";
+        LocateOffset(text, text.size(), error.line, error.column);
+        return;
+    }
+    std::string message = errors.front().message;
+    while (!message.empty() && (message.back() == '\n' || message.back() == ' '))
+        message.pop_back();
+    error.message = "JSON syntax error: " + message;
+    LocateOffset(text, static_cast<size_t>(errors.front().offset_start), error.line,
+                 error.column);
+}
+
+}  // namespace
+
+bool ParseJsonDocument(const std::string& text, Json::Value& root, Error* error) {
+    Json::Reader reader;
     try {
-        return used.parse(text, root, true);
+        if (reader.parse(text, root, true))
+            return true;
     } catch (const std::bad_alloc&) {
         throw;  // out of memory is the caller's failure, not a syntax error
     } catch (const std::exception& e) {
         // The reader gives up on pathological nesting by throwing.
         root = Json::Value();
-        if (thrown != nullptr) {
-            *thrown = e.what();
+        if (error != nullptr) {
+            *error = Error();
+            error->message = e.what();
         }
         return false;
     }
+    if (error != nullptr) {
+        *error = Error();
+        DescribeSyntaxError(reader, text, *error);
+    }
+    return false;
 }
 
 JsonFileOutcome LoadJsonFile(const std::string& path, const char* method, Json::Value& root,
@@ -35,12 +80,12 @@ JsonFileOutcome LoadJsonFile(const std::string& path, const char* method, Json::
             }
             return JsonFileOutcome::kCannotOpen;
         }
-        std::string thrown;
-        bool parsed = ParseJsonDocument(text, root, nullptr, &thrown);
+        Error error;
+        bool parsed = ParseJsonDocument(text, root, read != nullptr ? &error : nullptr);
         if (read != nullptr) {
             read->text.swap(text);
             read->regularFile = kind == SourceKind::kRegular;
-            read->readerGaveUp = !thrown.empty();
+            read->readerGaveUp = !parsed && error.line == 0;  // only a syntax error has a line
         }
         if (!parsed) {
             if (DMSLOGGetLevel() >= 0) {

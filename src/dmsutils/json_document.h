@@ -2,21 +2,22 @@
 #ifndef CALYX_DMSUTILS_JSON_DOCUMENT_H
 #define CALYX_DMSUTILS_JSON_DOCUMENT_H
 
-#include <json/reader.h>
 #include <json/value.h>
 
 #include <string>
 
+#include "calyx/core.h"
+
 namespace Calyx {
 namespace detail {
 
-/// Parses `text` as one JSON document with comments kept, as Json::Reader::parse does.
-/// False on a syntax error, and for a document nested deeper than the reader allows,
-/// which it signals by throwing: `root` is then null and `thrown` (when given) receives
-/// the reason. Throws only std::bad_alloc. `reader` (when given) does the parse and keeps the
-/// details of a syntax error.
-bool ParseJsonDocument(const std::string& text, Json::Value& root, Json::Reader* reader = nullptr,
-                       std::string* thrown = nullptr);
+/// The library's one reader of untrusted JSON: parses `text` as one JSON document with
+/// comments kept, as Json::Reader::parse does. False on a syntax error (`error`, when
+/// given, receives "JSON syntax error: <reason>" and its 1-based line and column) and for
+/// a document nested deeper than the reader allows, which it signals by throwing (`root`
+/// is then null and `error` receives the reader's reason with line and column 0). Throws
+/// only std::bad_alloc.
+bool ParseJsonDocument(const std::string& text, Json::Value& root, Error* error = nullptr);
 
 enum class JsonFileOutcome { kParsed, kCannotOpen, kParseFailed };
 

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
 #include "dmsutils/file_kind.h"

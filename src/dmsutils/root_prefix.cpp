@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 
 namespace Calyx {
 

@@ -12,7 +12,6 @@
 #include "dmsutils/json_document.h"
 
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/host.h"
 #include "dmsutils/file_kind.h"
 #include "host/media_type_word.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
 #include "host/media_type_word.h"

@@ -5,7 +5,7 @@
 
 #include <json/value.h>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "calyx/i18n.h"
 #include "calyx/platform.h"
 

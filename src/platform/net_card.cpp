@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "calyx/platform.h"
 
 // The record's layout is fixed by the platform's callers.

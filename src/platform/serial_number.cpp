@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "calyx/platform.h"
 #include "dmsutils/file_kind.h"
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "calyx/platform.h"
 
 extern "C" int ZEVOSharePathGet(const char* name, char* buf, int size) {

@@ -1,7 +1,7 @@
 #include "client_view.h"
 
 #include "calyx/client.h"
-#include "calyx/ext.h"
+#include "calyx/core.h"
 
 namespace calyx_tool {
 

@@ -7,7 +7,6 @@
 #include "calyx/client.h"
 #include "calyx/client_list.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "client_view.h"
 #include "tool.h"
 

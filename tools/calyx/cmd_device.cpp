@@ -4,7 +4,6 @@
 #include <iostream>
 #include <map>
 
-#include "calyx/ext.h"
 #include "calyx/host.h"
 #include "tool.h"
 

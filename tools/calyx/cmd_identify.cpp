@@ -12,7 +12,6 @@
 #include "calyx/client.h"
 #include "calyx/client_list.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/host.h"
 #include "client_view.h"
 #include "lint.h"

@@ -3,7 +3,7 @@
 
 #include <iostream>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "lint.h"
 #include "schema_check.h"
 #include "tool.h"

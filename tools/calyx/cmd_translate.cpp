@@ -5,7 +5,7 @@
 
 #include <iostream>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "calyx/i18n.h"
 #include "tool.h"
 

@@ -9,8 +9,8 @@
 #include <memory>
 #include <set>
 
+#include "calyx/client.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/media_names.h"
 #include "lint_coverage.h"
 #include "tool.h"
@@ -18,22 +18,6 @@
 namespace calyx_tool {
 
 namespace {
-
-// Present as the library counts it: not null, not an empty array or object.
-bool IsPresent(const Json::Value& value) {
-    if (value.isNull())
-        return false;
-    if ((value.isArray() || value.isObject()) && value.empty())
-        return false;
-    return true;
-}
-
-// The text the library reads for a scalar value; "" for arrays and objects.
-std::string ScalarText(const Json::Value& value) {
-    if (value.isArray() || value.isObject())
-        return "";
-    return value.asString();
-}
 
 // A bound written as a plain decimal number (optional blanks and sign before it).
 bool IsPlainNumber(const std::string& text) {
@@ -48,10 +32,6 @@ bool IsPlainNumber(const std::string& text) {
         if (!isdigit(static_cast<unsigned char>(text[i])))
             return false;
     return true;
-}
-
-long ReadBound(const std::string& text) {
-    return strtol(text.c_str(), nullptr, 10);
 }
 
 bool HasUpper(const std::string& text) {
@@ -123,7 +103,9 @@ public:
                 }
                 continue;
             }
+            // The pieces as written, and the numbers the matcher reads from them.
             std::vector<std::string> bounds = Calyx::StringExplode(c.value, "~");
+            const std::vector<int32_t> read = Calyx::VideoRuleRangeBounds(c.value);
             if (bounds.empty()) {
                 add(true, position, name, key,
                     "range " + Quoted(where) + " has no bound, so it never matches");
@@ -136,37 +118,37 @@ public:
                 continue;
             }
             bool numeric = true;
-            for (const std::string& b : bounds)
-                if (!IsPlainNumber(b)) {
+            for (size_t i = 0; i < bounds.size(); ++i)
+                if (!IsPlainNumber(bounds[i])) {
                     numeric = false;
                     add(true, position, name, key,
-                        "bound " + Quoted(b) + " of " + Quoted(where) +
-                            " is not a number (read as " + std::to_string(ReadBound(b)) + ")");
+                        "bound " + Quoted(bounds[i]) + " of " + Quoted(where) +
+                            " is not a number (read as " + std::to_string(read[i]) + ")");
                 }
             if (bounds.size() == 1 && c.value.find('~') != std::string::npos)
                 add(false, position, name, key,
                     "range " + Quoted(where) + " has one bound only and means exactly " +
                         bounds[0]);
-            if (numeric && bounds.size() == 2 && ReadBound(bounds[0]) > ReadBound(bounds[1]))
+            if (numeric && bounds.size() == 2 && read[0] > read[1])
                 add(true, position, name, key,
                     "range " + Quoted(where) +
                         " has its low bound above its high bound, so it never matches");
         }
     }
 
-    void lintEntry(int position, const Json::Value& entry) {
-        if (!entry.isObject()) {
+    void lintEntry(int position, const Json::Value& entry,
+                   const Calyx::ProfileEntryReading& reading) {
+        using Use = Calyx::ProfileMemberUse;
+        if (!reading.isObject) {
             add(true, position, "", "", "entry is not an object and is skipped");
             return;
         }
-        const Json::Value& nameValue = entry["profileName"];
-        std::string name;
-        if (!IsPresent(nameValue) || nameValue.isArray() || nameValue.isObject()) {
+        if (!reading.loaded) {
             add(true, position, "", "profileName",
                 "entry has no \"profileName\" and is skipped whole");
             return;
         }
-        name = nameValue.asString();
+        const std::string& name = reading.profileName;
         ++report_.profiles;
         if (name == "Default Profile")
             add(true, position, name, "profileName",
@@ -179,63 +161,54 @@ public:
         else
             names_[name] = position;
 
-        const std::vector<std::string> types = Calyx::AgentTypeNames();
-        const std::vector<std::string> options = Calyx::AgentCapabilityNames();
-        std::map<std::string, std::string> settings;  // setting key -> member that set it
-        for (const std::string& key : entry.getMemberNames()) {
-            const Json::Value& value = entry[key];
-            if (key == "profileName" || key == "profileID")
-                continue;
-            if (key == "offendchars") {
-                if (value.isArray() || value.isObject())
-                    add(true, position, name, key, "\"offendchars\" must be a string");
-                continue;
-            }
-            if (key.compare(0, 7, "profile") == 0) {
-                size_t at = key.find('@');
-                if (at == std::string::npos) {
+        for (const Calyx::ProfileMemberReading& m : reading.members) {
+            const std::string& key = m.key;
+            const bool isString = entry[key].isString();
+            switch (m.use) {
+                case Use::Name:
+                case Use::Identification:
+                    break;
+                case Use::OffendChars:
+                    if (!m.hasText)
+                        add(true, position, name, key, "\"offendchars\" must be a string");
+                    break;
+                case Use::SettingWithoutAt:
                     add(false, position, name, key,
                         "unknown key " + Quoted(key) +
                             " (a video profile key needs \"@\"); ignored");
-                    continue;
-                }
-                if (!value.isString()) {
-                    add(true, position, name, key, "video profile rule must be a string");
-                    continue;
-                }
-                std::string setting = key.substr(at + 1);
-                auto earlier = settings.find(setting);
-                if (earlier != settings.end()) {
-                    add(false, position, name, key,
-                        "video profile " + Quoted(setting) + " is already set by " +
-                            Quoted(earlier->second) + "; this rule is ignored");
-                    continue;
-                }
-                settings[setting] = key;
-                lintRule(position, name, key, value.asString());
-                continue;
-            }
-            if (std::find(types.begin(), types.end(), key) != types.end()) {
-                std::string text = ScalarText(value);
-                if (!value.isString() || (text != "yes" && text != "no"))
-                    add(true, position, name, key,
-                        "agent type value " +
-                            (value.isString() ? Quoted(text) : std::string("of the wrong type")) +
-                            " is neither \"yes\" nor \"no\" (only \"yes\" switches the type on)");
-                continue;
-            }
-            if (key == "agentopt") {
-                if (!value.isString()) {
-                    add(true, position, name, key, "\"agentopt\" must be a string of option names");
-                    continue;
-                }
-                for (const std::string& token : Calyx::StringExplode(value.asString(), " \t"))
-                    if (std::find(options.begin(), options.end(), token) == options.end())
+                    break;
+                case Use::Setting:
+                    if (!isString)
+                        add(true, position, name, key, "video profile rule must be a string");
+                    else if (m.settingFrom != key)
+                        add(false, position, name, key,
+                            "video profile " + Quoted(m.setting) + " is already set by " +
+                                Quoted(m.settingFrom) + "; this rule is ignored");
+                    else
+                        lintRule(position, name, key, m.text);
+                    break;
+                case Use::AgentType:
+                    if (!isString || (m.text != "yes" && m.text != "no"))
                         add(true, position, name, key,
-                            "unknown option " + Quoted(token) + " (ignored)");
-                continue;
+                            "agent type value " +
+                                (isString ? Quoted(m.text) : std::string("of the wrong type")) +
+                                " is neither \"yes\" nor \"no\" (only \"yes\" switches the type "
+                                "on)");
+                    break;
+                case Use::AgentOptions:
+                    if (!isString) {
+                        add(true, position, name, key,
+                            "\"agentopt\" must be a string of option names");
+                        break;
+                    }
+                    for (const std::string& word : m.unknownOptions)
+                        add(true, position, name, key,
+                            "unknown option " + Quoted(word) + " (ignored)");
+                    break;
+                case Use::Unknown:
+                    add(false, position, name, key, "unknown key " + Quoted(key) + " (ignored)");
+                    break;
             }
-            add(false, position, name, key, "unknown key " + Quoted(key) + " (ignored)");
         }
         lintProfileID(position, name, entry["profileID"]);
     }
@@ -281,22 +254,25 @@ private:
 LintReport LintProfileList(const Json::Value& document) {
     LintReport report;
     Linter linter(report);
-    if (!document.isObject()) {
-        linter.add(true, 0, "", "", "the top level is not an object; nothing is loaded");
-        return report;
+    // What the library's loader makes of the document; the checks judge its decisions.
+    const Calyx::ProfileListReading reading = Calyx::ReadProfileListDocument(document);
+    switch (reading.shape) {
+        case Calyx::ProfileListShape::NotAnObject:
+            linter.add(true, 0, "", "", "the top level is not an object; nothing is loaded");
+            return report;
+        case Calyx::ProfileListShape::NoList:
+            linter.add(true, 0, "", "ProfileList", "no \"ProfileList\" array; nothing is loaded");
+            return report;
+        case Calyx::ProfileListShape::NotAnArray:
+            linter.add(true, 0, "", "ProfileList",
+                       "\"ProfileList\" is not an array; nothing is loaded");
+            return report;
+        case Calyx::ProfileListShape::List:
+            break;
     }
     const Json::Value& list = document["ProfileList"];
-    if (list.isNull()) {
-        linter.add(true, 0, "", "ProfileList", "no \"ProfileList\" array; nothing is loaded");
-        return report;
-    }
-    if (!list.isArray()) {
-        linter.add(true, 0, "", "ProfileList",
-                   "\"ProfileList\" is not an array; nothing is loaded");
-        return report;
-    }
-    for (Json::ArrayIndex i = 0; i < list.size(); ++i)
-        linter.lintEntry(static_cast<int>(i) + 1, list[i]);
+    for (Json::ArrayIndex i = 0; i < list.size() && i < reading.entries.size(); ++i)
+        linter.lintEntry(static_cast<int>(i) + 1, list[i], reading.entries[i]);
     for (const std::string& key : document.getMemberNames())
         if (key != "ProfileList")
             linter.add(false, 0, "", key, "unknown top-level key " + Quoted(key) + " (ignored)");

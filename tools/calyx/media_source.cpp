@@ -4,7 +4,6 @@
 
 #include "calyx/client.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "calyx/media_db.h"
 #include "calyx/platform.h"
 #include "tool.h"

@@ -12,7 +12,7 @@
 #include <system_error>
 
 #include "calyx/client.h"
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "calyx/utf8.h"
 
 namespace calyx_tool {

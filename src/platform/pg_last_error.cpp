@@ -1,8 +1,8 @@
-// Extension: the server's reason for the last failure on a connection of the portable
+// The server's reason for the last failure on a connection of the portable
 // database layer.
 #include <string>
 
-#include "calyx/ext.h"
+#include "calyx/media_db.h"
 #include "platform/pg_handles.h"
 
 namespace Calyx {

@@ -1,16 +1,14 @@
-// Extension: match reports, entry access, removal, first start, locked edits and saving to
-// any path for DMSClientList, built on the matcher, index and save that DMSClientList
-// itself uses.
+// Reaching a client list from outside its methods: entry access, edits, removal, saving to
+// any path, a second writer's edits and the first start, built on the index and the save
+// that DMSClientList itself uses.
 #include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
 
 #include "calyx/client_list.h"
 #include "calyx/core.h"
-#include "calyx/ext.h"
 #include "client/client_list_access.h"
 #include "client/client_list_json.h"
-#include "client/client_list_matcher.h"
 #include "client/client_list_persist.h"
 #include "client/client_list_state.h"
 
@@ -58,30 +56,6 @@ void RebuildIndexLocked(DMSClientList& list) {
 }
 
 }  // namespace
-
-std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list,
-                                                  const Json::Value& entry) {
-    std::vector<ProfileIDStep> steps;
-    try {
-        // The records LoadProfileIDList prepared, which UpdateKeys matches against.
-        const std::vector<detail::IdentificationRecord>& records = ClientListAccess::Records(list);
-        for (const detail::RecordVerdict& verdict : detail::ExplainMatches(records, entry)) {
-            ProfileIDStep step;
-            step.profileName = verdict.record->profileName;
-            step.matched = verdict.matched;
-            if (!verdict.matched && verdict.failure.rule != nullptr) {
-                step.failedKey = verdict.failure.rule->key;
-                step.required = verdict.failure.rule->needle;
-                step.clientHasKey = verdict.failure.keyPresent;
-                step.clientValue = verdict.failure.clientValue;
-            }
-            steps.push_back(std::move(step));
-        }
-    } catch (const std::exception&) {
-        steps.clear();
-    }
-    return steps;
-}
 
 Json::Value ClientListDocument(DMSClientList& list) {
     ListLock lock(list);
@@ -166,15 +140,20 @@ int ClientListSetMember(DMSClientList& list, const std::string& mac, const std::
 int ClientListWriteTo(DMSClientList& list, const std::string& path, std::string* error) {
     ListLock lock(list);
     // The save of WriteToFile, with its report, to another path.
-    int failure = 0;
+    Error failure;
     try {
-        if (detail::SaveClientListLocked(list, path, nullptr, &failure) == 1)
+        if (detail::SaveClientListLocked(list, path, nullptr, &failure.errorNumber) == 1)
             return 1;
     } catch (const std::exception&) {
-        failure = ENOMEM;
+        failure.errorNumber = ENOMEM;
     }
-    if (error != nullptr)
-        *error = strerror(failure);
+    if (error != nullptr) {
+        try {
+            failure.message = strerror(failure.errorNumber);
+            *error = failure.message;
+        } catch (const std::exception&) {  // no memory for the reason: the result stands
+        }
+    }
     return 0;
 }
 
@@ -235,18 +214,6 @@ bool ClientListStartUp(DMSClientList& list, const std::string& clientListPath,
     } catch (const std::exception&) {
         return false;
     }
-}
-
-std::map<std::string, std::string> ClientHeaderKeys(
-    const std::vector<std::pair<std::string, std::string>>& headers) {
-    std::map<std::string, std::string> keys;
-    try {
-        for (const auto& [name, value] : headers)
-            keys.emplace(StringToLower(name), value);  // the first value of a name stays
-    } catch (const std::exception&) {
-        keys.clear();
-    }
-    return keys;
 }
 
 }  // namespace Calyx

@@ -1,5 +1,5 @@
-// Extension: the device description fields that identify a discovered client.
-#include "calyx/ext.h"
+// The device description fields that identify a discovered client.
+#include "calyx/client_list.h"
 
 namespace Calyx {
 

@@ -1,9 +1,9 @@
-// Extension: why a path cannot be read as a file, through the readers' guarded open.
+// Why a path cannot be read as a file, through the readers' guarded open.
 #include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
 
-#include "calyx/ext.h"
+#include "calyx/core.h"
 #include "dmsutils/file_kind.h"
 
 namespace Calyx {
