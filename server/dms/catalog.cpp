@@ -94,11 +94,19 @@ std::string FormatObjectId(const ObjectId& id) {
 }
 
 long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition) {
+    const long long stamp = UpdateStamp();
+    const std::string key = std::string(1, TableLetter(table)) + condition;
+    long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
+    if (count >= 0)
+        return count;
     Calyx::MediaDB db(table, conn_);
     db.AddCondition(condition);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
         return -1;
-    return strtoll(db.FetchField("total").c_str(), nullptr, 10);
+    count = strtoll(db.FetchField("total").c_str(), nullptr, 10);
+    if (stamp >= 0)
+        stamps_->StoreCount(stamp, key, count);
+    return count;
 }
 
 long long Catalog::Page(const std::vector<Listing>& listings, const std::string& orderBy,
@@ -151,6 +159,26 @@ void StampCache::Store(long long stamp) {
     std::lock_guard<std::mutex> lock(mutex_);
     stamp_ = stamp;
     at_ = std::chrono::steady_clock::now();
+    // Dropped even when the stamp is the same: a change the stamp cannot see (a row moved
+    // to another folder) is then at most one period old here too.
+    counts_.clear();
+}
+
+long long StampCache::FindCount(long long stamp, const std::string& key) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stamp != stamp_)
+        return -1;
+    auto found = counts_.find(key);
+    return found == counts_.end() ? -1 : found->second;
+}
+
+void StampCache::StoreCount(long long stamp, const std::string& key, long long count) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stamp != stamp_)
+        return;  // counted under a stamp that has since been replaced
+    if (counts_.size() >= kMaxCounts)
+        counts_.clear();
+    counts_[key] = count;
 }
 
 long long Catalog::UpdateStamp() {
