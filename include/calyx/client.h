@@ -253,7 +253,7 @@ struct ProfileMemberReading {
     /// False for an array or object value, which has no text: the loader then ignores the
     /// member, whatever its key.
     bool hasText = false;
-    std::string text;  ///< the value as text (a number in decimal, "true"/"false", null "")
+    std::string text;     ///< the value as text (a number in decimal, "true"/"false", null "")
     std::string setting;  ///< Setting: the setting key, the text after the first "@"
     /// Setting: the key of the member whose rule the setting holds; another key than
     /// `key` when an earlier member (in load order) set the same setting first.

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "client/client_list_json.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 namespace detail {

@@ -8,10 +8,11 @@
 #include "calyx/core.h"
 #include "client/client_list_access.h"
 #include "client/client_list_headers.h"
-#include "client/client_list_json.h"
-#include "client/client_list_lock.h"
 #include "client/client_list_save.h"
-#include "dmsutils/file_kind.h"
+#include "dmsutils/json_values.h"
+#include "platform/dir_lock.h"
+#include "platform/file_kind.h"
+#include "platform/file_replace.h"
 
 namespace Calyx {
 namespace detail {
@@ -147,7 +148,7 @@ int SaveClientListLocked(DMSClientList& list, const std::string& path,
     // Credentials recorded by older versions are not written again (nor kept).
     DropRecordedCredentials(*document);
     const std::string bytes = SerializeClientDocument(*document);
-    if ((error = WriteClientFile(target, bytes)) != 0) {
+    if ((error = WriteResolvedFile(target, bytes)) != 0) {
         return fail(error);
     }
     if (document != &root) {

@@ -8,8 +8,8 @@
 
 #include "calyx/core.h"
 #include "calyx/host.h"
-#include "dmsutils/file_kind.h"
 #include "dmsutils/syslog_report.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "calyx/core.h"
-#include "dmsutils/file_kind.h"
 #include "dmsutils/json_document.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 
@@ -17,6 +17,15 @@ bool ParseJsonText(const std::string& text, Json::Value& root, Error* error) {
     } catch (const std::exception& e) {  // allocation failure
         err = Error();
         err.message = e.what();
+        return false;
+    }
+}
+
+bool FindDuplicateJsonKey(const std::string& text, Error* where) {
+    Error local;
+    try {
+        return detail::FindDuplicateKey(text, where != nullptr ? *where : local);
+    } catch (const std::exception&) {  // out of memory: no answer
         return false;
     }
 }

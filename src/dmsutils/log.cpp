@@ -12,6 +12,7 @@
 #include "calyx/core.h"
 #include "calyx/platform.h"
 #include "dmsutils/log_internal.h"
+#include "platform/file_ops.h"
 
 namespace Calyx {
 
@@ -61,17 +62,18 @@ void RotateLocked() {
     fclose(gLogStream);
     gLogStream = nullptr;
 
+    const detail::FileOps& ops = detail::CurrentFileOps();
     char name[kLogPathSize];
     struct stat st;
     int n = 1;
     for (;; ++n) {
         snprintf(name, sizeof name, "%s.%d.gz", gLogPath, n);
-        if (stat(name, &st) != 0) {
+        if (ops.stat(name, &st) != 0) {
             break;
         }
     }
     snprintf(name, sizeof name, "%s.%d", gLogPath, n);
-    if (rename(gLogPath, name) == 0) {
+    if (ops.rename(gLogPath, name) == 0) {
         if (QLIBCExec("/bin/gzip", name, nullptr, nullptr, nullptr, nullptr, nullptr) != 0) {
             syslog(LOG_ERR, "Failed to archive DMS logs %s", name);
         }

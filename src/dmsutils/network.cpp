@@ -8,7 +8,7 @@
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 

@@ -8,8 +8,8 @@
 
 #include "calyx/core.h"
 #include "calyx/platform.h"
-#include "dmsutils/run_program.h"
 #include "dmsutils/syslog_report.h"
+#include "platform/file_ops.h"
 
 namespace Calyx {
 
@@ -69,7 +69,7 @@ int FileCopy(const std::string& from, const std::string& to) {
     // Run cp directly rather than through a shell, so quotes, "$" and back quotes in
     // the paths are plain bytes.
     const char* argv[] = {"/bin/cp", "-f", from.c_str(), to.c_str(), nullptr};
-    return detail::RunProgramAndWait(argv);
+    return detail::CurrentFileOps().run(argv);
 }
 
 std::string GetAbsolutePath(const std::string& sharePath) {

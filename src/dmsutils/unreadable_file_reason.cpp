@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 
 #include "calyx/core.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 namespace Calyx {
 

@@ -1,6 +1,6 @@
 // Portable QLIBCExec: run a program directly and wait for it.
 #include "calyx/platform.h"
-#include "dmsutils/run_program.h"
+#include "platform/run_program.h"
 
 extern "C" int QLIBCExec(const char* program, const char* arg1, const char* arg2, const char* arg3,
                          const char* arg4, const char* arg5, const char* arg6) {

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "calyx/platform.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <json/value.h>
 
 #include "calyx/platform.h"
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 namespace {
 

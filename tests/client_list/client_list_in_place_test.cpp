@@ -12,7 +12,7 @@
 #include "calyx/client_list.h"
 #include "calyx/ext.h"
 #include "client_list_test_util.h"
-#include "dmsutils/file_ops.h"
+#include "platform/file_ops.h"
 
 using calyx_test::kClientListFixedPath;
 using calyx_test::LogWatch;

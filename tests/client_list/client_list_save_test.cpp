@@ -7,8 +7,8 @@
 #include <csignal>
 
 #include "calyx/client_list.h"
-#include "client/client_list_save.h"
 #include "client_list_test_util.h"
+#include "platform/file_replace.h"
 
 using calyx_test::kClientListFixedPath;
 using calyx_test::LogWatch;

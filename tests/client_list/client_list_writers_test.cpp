@@ -13,7 +13,7 @@
 #include "calyx/client_list.h"
 #include "calyx/ext.h"
 #include "client_list_test_util.h"
-#include "dmsutils/file_ops.h"
+#include "platform/file_ops.h"
 
 using Calyx::detail::FileOps;
 using Calyx::detail::ScopedFileOps;

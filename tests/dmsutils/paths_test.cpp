@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 
 #include <string>
+#include <vector>
 
 #include "calyx/core.h"
+#include "platform/file_ops.h"
 #include "support/test_support.h"
 
 using calyx_test::ReadFile;
@@ -129,4 +131,25 @@ TEST(FileCopy, FailedCopyReturnsWaitStatus) {
     EXPECT_NE(status, -1);
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_NE(WEXITSTATUS(status), 0);
+}
+
+std::vector<std::string> gRunArguments;
+int gRunResult = 0;
+int RecordRun(const char* const argv[]) {
+    gRunArguments.clear();
+    for (int i = 0; argv[i] != nullptr; ++i) {
+        gRunArguments.emplace_back(argv[i]);
+    }
+    return gRunResult;
+}
+
+TEST(FileCopy, RunsCpThroughThePlatformAndPassesItsStatusThrough) {
+    Calyx::detail::FileOps ops = Calyx::detail::SystemFileOps();
+    ops.run = RecordRun;
+    Calyx::detail::ScopedFileOps recording(ops);
+    for (int result : {0, 256, -1}) {
+        gRunResult = result;
+        EXPECT_EQ(Calyx::FileCopy("/a \"b\"", "/c $d"), result);
+        EXPECT_EQ(gRunArguments, (std::vector<std::string>{"/bin/cp", "-f", "/a \"b\"", "/c $d"}));
+    }
 }

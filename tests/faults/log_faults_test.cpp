@@ -1,7 +1,9 @@
-// The log when its directory disappears and when the disk is full.
+// The log when its directory disappears, when the disk is full and when rotation cannot
+// move the full log aside.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -9,6 +11,7 @@
 #include "calyx/core.h"
 #include "dmsutils/log_internal.h"
 #include "fault_support.h"
+#include "platform/file_ops.h"
 #include "support/test_support.h"
 
 using calyx_test::FileExists;
@@ -114,6 +117,32 @@ TEST_F(LogFaults, FullDiskWhileArchivingKeepsTheGeneration) {
     EXPECT_NE(generation.find(" the last straw\n"), std::string::npos);
     Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "after\n");
     EXPECT_NE(ReadFile(path).find(" after\n"), std::string::npos);
+}
+
+int FailingRename(const char*, const char*) {
+    errno = EACCES;
+    return -1;
+}
+
+TEST_F(LogFaults, RotationThatCannotRenameKeepsTheLogWholeAndGoesOn) {
+    std::string path = dir_.file("dms.log");
+    std::string full(static_cast<size_t>(Calyx::detail::kLogRotateSize), 'o');
+    calyx_test::WriteFile(path, full);
+    ASSERT_EQ(Calyx::DMSLOGInit(path.c_str()), 1);
+    {
+        Calyx::detail::FileOps ops = Calyx::detail::SystemFileOps();
+        ops.rename = FailingRename;
+        Calyx::detail::ScopedFileOps failing(ops);
+        Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "the last straw\n");
+        Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "still here\n");
+    }
+    // Nothing was moved aside or archived; the log was reopened and kept every byte.
+    EXPECT_FALSE(FileExists(path + ".1"));
+    EXPECT_FALSE(FileExists(path + ".1.gz"));
+    std::string log = ReadFile(path);
+    EXPECT_EQ(log.compare(0, full.size(), full), 0);
+    EXPECT_NE(log.find(" the last straw\n"), std::string::npos);
+    EXPECT_NE(log.find(" still here\n"), std::string::npos);
 }
 
 }  // namespace

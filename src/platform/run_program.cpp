@@ -1,4 +1,4 @@
-#include "dmsutils/run_program.h"
+#include "platform/run_program.h"
 
 #include <spawn.h>
 #include <sys/types.h>

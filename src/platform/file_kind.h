@@ -1,8 +1,8 @@
 // Opening the files the library reads by itself, so that none of them can make a
 // request wait: a FIFO without a writer blocks open() until one comes, and devices and
 // sockets are not configuration files either.
-#ifndef CALYX_DMSUTILS_FILE_KIND_H
-#define CALYX_DMSUTILS_FILE_KIND_H
+#ifndef CALYX_PLATFORM_FILE_KIND_H
+#define CALYX_PLATFORM_FILE_KIND_H
 
 #include <cstdio>
 #include <string>
@@ -42,4 +42,4 @@ bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind
 }  // namespace detail
 }  // namespace Calyx
 
-#endif  // CALYX_DMSUTILS_FILE_KIND_H
+#endif  // CALYX_PLATFORM_FILE_KIND_H

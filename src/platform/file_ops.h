@@ -1,10 +1,12 @@
-// The file operations of saving the client list, as a table of function pointers. The
-// library calls them only through CurrentFileOps(), so a test can replace one entry to
-// make a step fail (a full disk, a failed fsync or rename, an interrupted call) without
-// touching the real file system's behaviour. Internal: not exported.
-#ifndef CALYX_DMSUTILS_FILE_OPS_H
-#define CALYX_DMSUTILS_FILE_OPS_H
+// The file operations of the library (saving a file, its lock, log rotation, running a
+// program), as a table of function pointers. The library calls them only through
+// CurrentFileOps(), so a test can replace one entry to make a step fail (a full disk, a
+// failed fsync or rename, an interrupted call, a program that fails) without touching the
+// real file system's behaviour. Internal: not exported, and not a class hierarchy.
+#ifndef CALYX_PLATFORM_FILE_OPS_H
+#define CALYX_PLATFORM_FILE_OPS_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 namespace Calyx {
@@ -23,6 +25,9 @@ struct FileOps {
     int (*mkostemp)(char* pattern, int flags);
     int (*fchmod)(int fd, mode_t mode);
     int (*fchown)(int fd, uid_t owner, gid_t group);
+    int (*stat)(const char* path, struct stat* st);
+    // RunProgramAndWait (platform/run_program.h).
+    int (*run)(const char* const argv[]);
 };
 
 /// The system's own operations.
@@ -49,4 +54,4 @@ private:
 }  // namespace detail
 }  // namespace Calyx
 
-#endif  // CALYX_DMSUTILS_FILE_OPS_H
+#endif  // CALYX_PLATFORM_FILE_OPS_H

@@ -1,4 +1,4 @@
-#include "client/client_list_lock.h"
+#include "platform/dir_lock.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <vector>
 
-#include "client/client_list_save.h"
-#include "dmsutils/file_ops.h"
+#include "platform/file_ops.h"
+#include "platform/file_replace.h"
 
 namespace Calyx {
 namespace detail {

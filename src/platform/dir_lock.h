@@ -1,8 +1,8 @@
-// The lock that every writer of a client list file holds while it saves: flock on the
-// directory that holds the file. It survives the rename of a save, works in a directory
+// The lock that every writer of a file holds while it saves: flock on the directory
+// that holds the file. It survives the rename of a save, works in a directory
 // the process may not write and leaves no file behind.
-#ifndef CALYX_CLIENT_CLIENT_LIST_LOCK_H
-#define CALYX_CLIENT_CLIENT_LIST_LOCK_H
+#ifndef CALYX_PLATFORM_DIR_LOCK_H
+#define CALYX_PLATFORM_DIR_LOCK_H
 
 #include <string>
 
@@ -36,4 +36,4 @@ void RemoveStaleTemporaries(const std::string& dir, const std::string& baseName)
 }  // namespace detail
 }  // namespace Calyx
 
-#endif  // CALYX_CLIENT_CLIENT_LIST_LOCK_H
+#endif  // CALYX_PLATFORM_DIR_LOCK_H

@@ -1,6 +1,6 @@
 // Running a program directly (no shell) and waiting for it.
-#ifndef CALYX_DMSUTILS_RUN_PROGRAM_H
-#define CALYX_DMSUTILS_RUN_PROGRAM_H
+#ifndef CALYX_PLATFORM_RUN_PROGRAM_H
+#define CALYX_PLATFORM_RUN_PROGRAM_H
 
 namespace Calyx {
 namespace detail {
@@ -13,4 +13,4 @@ int RunProgramAndWait(const char* const argv[]);
 }  // namespace detail
 }  // namespace Calyx
 
-#endif  // CALYX_DMSUTILS_RUN_PROGRAM_H
+#endif  // CALYX_PLATFORM_RUN_PROGRAM_H

@@ -1,4 +1,4 @@
-#include "dmsutils/file_ops.h"
+#include "platform/file_ops.h"
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -6,6 +6,8 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "platform/run_program.h"
 
 namespace Calyx {
 namespace detail {
@@ -16,9 +18,13 @@ int SystemOpen(const char* path, int flags, mode_t mode) {
     return ::open(path, flags, mode);
 }
 
+int SystemStat(const char* path, struct stat* st) {
+    return ::stat(path, st);
+}
+
 const FileOps kSystemFileOps = {
-    SystemOpen, ::close,    ::read,  ::write,    ::fsync,  ::rename,
-    ::unlink,   ::readlink, ::flock, ::mkostemp, ::fchmod, ::fchown,
+    SystemOpen, ::close, ::read,     ::write,  ::fsync,  ::rename,   ::unlink,
+    ::readlink, ::flock, ::mkostemp, ::fchmod, ::fchown, SystemStat, RunProgramAndWait,
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "dmsutils/file_kind.h"
+#include "platform/file_kind.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
