@@ -23,6 +23,12 @@ class Value;
 
 namespace Calyx {
 
+/// The profile name of a client that no record matches: it means "no profile" and is never
+/// looked up in the profile list.
+constexpr char kDefaultProfileName[] = "Default Profile";
+/// A profile list setting whose key begins with this names a video profile.
+constexpr char kProfileSettingPrefix[] = "profile";
+
 namespace client_detail {
 struct CompiledVideoProfiles;
 
@@ -253,7 +259,7 @@ struct ProfileMemberReading {
     /// False for an array or object value, which has no text: the loader then ignores the
     /// member, whatever its key.
     bool hasText = false;
-    std::string text;  ///< the value as text (a number in decimal, "true"/"false", null "")
+    std::string text;     ///< the value as text (a number in decimal, "true"/"false", null "")
     std::string setting;  ///< Setting: the setting key, the text after the first "@"
     /// Setting: the key of the member whose rule the setting holds; another key than
     /// `key` when an earlier member (in load order) set the same setting first.

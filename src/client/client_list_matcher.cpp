@@ -3,12 +3,11 @@
 
 #include <cstring>
 
+#include "calyx/client.h"
 #include "client/client_list_json.h"
 
 namespace Calyx {
 namespace detail {
-
-const char* const kDefaultProfileName = "Default Profile";
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string.h>
 
 #include "calyx/core.h"
-#include "dmsutils/int_arith.h"
+#include "platform/int_parse.h"
 
 namespace Calyx {
 namespace client_detail {
@@ -116,7 +116,7 @@ std::vector<int32_t> ReadRangeBounds(const std::string& text) {
 }
 
 int32_t ParseRangeBound(const std::string& text) {
-    return detail::Strtol32(text.c_str());
+    return detail::ParseSaturatingInt32(text.c_str());
 }
 
 CompiledRule CompileVideoProfileRule(const std::string& name, const std::string& rule) {

@@ -150,7 +150,7 @@ public:
         }
         const std::string& name = reading.profileName;
         ++report_.profiles;
-        if (name == "Default Profile")
+        if (name == Calyx::kDefaultProfileName)
             add(true, position, name, "profileName",
                 "a profile named \"Default Profile\" is never matched by name");
         auto seen = names_.find(name);
