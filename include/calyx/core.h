@@ -228,6 +228,13 @@ CALYX_EXPORT std::string UnreadableFileReason(const std::string& path);
 /// deeply (no position).
 CALYX_EXPORT bool ParseJsonText(const std::string& text, Json::Value& root, Error* error);
 
+/// Looks for a key that occurs twice in one object of the JSON `text` (comments allowed),
+/// which the library's reader accepts silently, keeping the later value. True when there
+/// is one: `where` (when not null) receives "duplicate key: '<key>'" and the 1-based line
+/// and column the reader gives for it. False when there is none before the first syntax
+/// error, where the reading stops (ParseJsonText reports that error).
+CALYX_EXPORT bool FindDuplicateJsonKey(const std::string& text, Error* where);
+
 /// Why ReadJsonFile failed. `line` and `column` (1-based) locate a syntax error; both are
 /// 0 when the file could not be opened or read. Filled from the reader's Error.
 struct JsonFileError {

@@ -6,7 +6,7 @@
 
 #include "calyx/core.h"
 #include "client/client_list_headers.h"
-#include "client/client_list_json.h"
+#include "dmsutils/json_values.h"
 #include "client/client_list_persist.h"
 #include "client/client_list_state.h"
 #include "dmsutils/json_document.h"

@@ -8,7 +8,7 @@
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "client/client_list_access.h"
-#include "client/client_list_json.h"
+#include "dmsutils/json_values.h"
 #include "client/client_list_persist.h"
 #include "client/client_list_state.h"
 

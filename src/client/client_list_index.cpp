@@ -1,7 +1,7 @@
 // Position index of the client list.
 #include "client/client_list_index.h"
 
-#include "client/client_list_json.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 namespace detail {

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "calyx/client.h"
-#include "client/client_list_json.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 namespace detail {

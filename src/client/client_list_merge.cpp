@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "client/client_list_json.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 namespace detail {

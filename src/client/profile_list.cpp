@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "calyx/core.h"
-#include "client/client_list_json.h"
+#include "dmsutils/json_values.h"
 #include "dmsutils/json_document.h"
 
 namespace Calyx {
@@ -15,21 +15,12 @@ std::vector<Agent*> gDMSAgentList;
 
 namespace detail {
 
-bool ValueAsText(const Json::Value& value, std::string& text) {
-    try {
-        text = value.asString();
-        return true;
-    } catch (const Json::Exception&) {  // out of memory (std::bad_alloc) goes on
-        return false;
-    }
-}
-
 bool EntryProfileName(const Json::Value& entry, std::string& name) {
     if (!entry.isObject()) {
         return false;
     }
     const Json::Value* nameValue = FindMember(entry, "profileName");
-    return IsPresent(nameValue) && ValueAsText(*nameValue, name);
+    return IsPresent(nameValue) && ScalarText(*nameValue, name);
 }
 
 ProfileMemberUse EntryMemberUse(const std::string& key, AgentPairUse* pair) {
@@ -68,7 +59,7 @@ std::unique_ptr<Agent> MakeAgent(const Json::Value& entry) {
             continue;
         }
         std::string value;
-        if (!detail::ValueAsText(*member, value)) {
+        if (!detail::ScalarText(*member, value)) {
             continue;
         }
         if (use == ProfileMemberUse::OffendChars) {

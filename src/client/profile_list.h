@@ -30,10 +30,6 @@ AgentPairUse ClassifyAgentPair(const std::string& key);
 // key goes to Agent::setPair (`pair`, when given, receives how).
 ProfileMemberUse EntryMemberUse(const std::string& key, AgentPairUse* pair);
 
-// A value as text, the way jsoncpp converts it; false for arrays and objects, which have
-// no text form. Throws only std::bad_alloc.
-bool ValueAsText(const Json::Value& value, std::string& text);
-
 // The name of a "ProfileList" entry the loader makes an agent of (an object with a present
 // "profileName" that has a text form); false for an entry it skips.
 bool EntryProfileName(const Json::Value& entry, std::string& name);

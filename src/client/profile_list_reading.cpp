@@ -10,6 +10,7 @@
 #include "calyx/core.h"
 #include "client/agent_tables.h"
 #include "client/profile_list.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 
@@ -30,7 +31,7 @@ ProfileEntryReading ReadEntry(const Json::Value& entry) {
         m.key = member.name();
         AgentPairUse pair;
         m.use = detail::EntryMemberUse(m.key, &pair);
-        m.hasText = detail::ValueAsText(*member, m.text);
+        m.hasText = detail::ScalarText(*member, m.text);
         if (m.use == ProfileMemberUse::Setting) {
             m.setting = m.key.substr(pair.at + 1);
             // Agent::setPair keeps the first value of a setting; a member without text

@@ -2,6 +2,9 @@
 
 #include <json/reader.h>
 
+#include <stdio.h>
+
+#include <memory>
 #include <vector>
 
 #include "calyx/core.h"
@@ -67,6 +70,41 @@ bool ParseJsonDocument(const std::string& text, Json::Value& root, Error* error)
         DescribeSyntaxError(reader, text, *error);
     }
     return false;
+}
+
+bool FindDuplicateKey(const std::string& text, Error& where) {
+    Json::CharReaderBuilder builder;
+    builder["allowComments"] = true;
+    builder["rejectDupKeys"] = true;
+    builder["stackLimit"] = 1000;  // the nesting Json::Reader allows
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value ignored;
+    std::string errors;
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), &ignored, &errors))
+            return false;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {  // nesting too deep: not a duplicate
+        return false;
+    }
+    const size_t duplicate = errors.find("Duplicate key");
+    if (duplicate == std::string::npos)
+        return false;  // a syntax error, which ParseJsonDocument reports
+    // "* Line 3, Column 5\n  Duplicate key: 'dlna'\n"
+    where = Error();
+    const size_t line = errors.find("Line ");
+    if (line != std::string::npos && line < duplicate &&
+        sscanf(errors.c_str() + line, "Line %d, Column %d", &where.line, &where.column) != 2) {
+        where.line = 0;
+        where.column = 0;
+    }
+    std::string what = errors.substr(duplicate);
+    while (!what.empty() && (what.back() == '\n' || what.back() == ' '))
+        what.pop_back();
+    what[0] = 'd';
+    where.message = what;
+    return true;
 }
 
 JsonFileOutcome LoadJsonFile(const std::string& path, const char* method, Json::Value& root,

@@ -19,6 +19,10 @@ namespace detail {
 /// only std::bad_alloc.
 bool ParseJsonDocument(const std::string& text, Json::Value& root, Error* error = nullptr);
 
+/// FindDuplicateJsonKey: the strict reading of `text` (duplicate keys rejected, otherwise
+/// the limits of ParseJsonDocument). Throws only std::bad_alloc.
+bool FindDuplicateKey(const std::string& text, Error& where);
+
 enum class JsonFileOutcome { kParsed, kCannotOpen, kParseFailed };
 
 /// What LoadJsonFile read, for callers that keep track of the file.

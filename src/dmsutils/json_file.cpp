@@ -21,6 +21,15 @@ bool ParseJsonText(const std::string& text, Json::Value& root, Error* error) {
     }
 }
 
+bool FindDuplicateJsonKey(const std::string& text, Error* where) {
+    Error local;
+    try {
+        return detail::FindDuplicateKey(text, where != nullptr ? *where : local);
+    } catch (const std::exception&) {  // out of memory: no answer
+        return false;
+    }
+}
+
 bool ReadJsonFile(const std::string& path, Json::Value& root, JsonFileError* error) {
     Error err;
     bool parsed = false;

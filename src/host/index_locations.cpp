@@ -12,6 +12,7 @@
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "dmsutils/json_document.h"
+#include "dmsutils/json_values.h"
 #include "host/media_type_word.h"
 #include "platform/file_kind.h"
 
@@ -21,13 +22,9 @@ namespace {
 
 using FolderMap = std::map<std::string, std::string>;
 
-// Present: the member exists and is not null, an empty array or an empty object.
-bool IsPresent(const Json::Value& entry, const char* key) {
-    if (!entry.isObject()) {
-        return false;
-    }
-    const Json::Value* member = entry.find(key, key + strlen(key));
-    return member != nullptr && !member->empty();
+// Whether `entry` has `key` present (see detail::IsPresent).
+bool HasPresent(const Json::Value& entry, const char* key) {
+    return detail::IsPresent(detail::FindMember(entry, key));
 }
 
 // The JSON library's boolean conversion; a value it cannot convert is not true.
@@ -52,14 +49,15 @@ void CollectWithoutDefaults(const Json::Value& entries, const std::string& word,
                             FolderMap& folders) {
     InsertIfResolvable(folders, word, word);
     for (const Json::Value& entry : entries) {
-        if (!IsPresent(entry, word.c_str()) || !IsPresent(entry, "path") ||
-            !IsPresent(entry, "name") || !IsTrue(entry[word])) {
+        if (!HasPresent(entry, word.c_str()) || !HasPresent(entry, "path") ||
+            !HasPresent(entry, "name") || !IsTrue(entry[word])) {
             continue;
         }
-        try {
-            InsertIfResolvable(folders, entry["path"].asString(), entry["name"].asString());
-        } catch (const Json::Exception&) {
-            // "path" or "name" is not convertible to text: the entry is skipped.
+        std::string path;
+        std::string name;
+        // A "path" or "name" without text (an array or object) skips the entry.
+        if (detail::ScalarText(entry["path"], path) && detail::ScalarText(entry["name"], name)) {
+            InsertIfResolvable(folders, path, name);
         }
     }
 }
@@ -69,28 +67,33 @@ void CollectWithoutDefaults(const Json::Value& entries, const std::string& word,
 // entry that named the same folder keeps its name and a missing share gives "".
 void CollectWithDefaults(const Json::Value& entries, const std::string& word, FolderMap& folders) {
     for (const Json::Value& entry : entries) {
-        if (!IsPresent(entry, "default") || !IsPresent(entry, word.c_str()) ||
-            !IsPresent(entry, "path") || !IsPresent(entry, "name") || !IsTrue(entry[word])) {
+        if (!HasPresent(entry, "default") || !HasPresent(entry, word.c_str()) ||
+            !HasPresent(entry, "path") || !HasPresent(entry, "name") || !IsTrue(entry[word])) {
             continue;
         }
-        try {
-            std::string path = entry["path"].asString();
-            std::vector<std::string> components = StringExplode(path, "/");
-            if (components.empty()) {
-                continue;
-            }
-            std::string name = IsTrue(entry["default"]) ? components[0] : entry["name"].asString();
-            InsertIfResolvable(folders, path, name);
-        } catch (const Json::Exception&) {
-            // "path" or "name" is not convertible to text: the entry is skipped.
+        // A "path" or "name" without text (an array or object) skips the entry.
+        std::string path;
+        if (!detail::ScalarText(entry["path"], path)) {
+            continue;
         }
+        std::vector<std::string> components = StringExplode(path, "/");
+        if (components.empty()) {
+            continue;
+        }
+        std::string name;
+        if (IsTrue(entry["default"])) {
+            name = components[0];
+        } else if (!detail::ScalarText(entry["name"], name)) {
+            continue;
+        }
+        InsertIfResolvable(folders, path, name);
     }
     folders.emplace(GetAbsolutePath(word), word);
 }
 
 bool HasDefaultEntry(const Json::Value& entries) {
     for (const Json::Value& entry : entries) {
-        if (IsPresent(entry, "default") && IsTrue(entry["default"])) {
+        if (HasPresent(entry, "default") && IsTrue(entry["default"])) {
             return true;
         }
     }

@@ -2,11 +2,8 @@
 
 #include <ctype.h>
 
-#include <json/reader.h>
-
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <set>
 
 #include "calyx/client.h"
@@ -280,33 +277,14 @@ LintReport LintProfileList(const Json::Value& document) {
 }
 
 std::string FindDuplicateKey(const std::string& text) {
-    Json::CharReaderBuilder builder;
-    builder["allowComments"] = true;
-    builder["rejectDupKeys"] = true;
-    // The reader's other limits stay those of the library's reader.
-    builder["stackLimit"] = 1000;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value ignored;
-    std::string errors;
-    if (reader->parse(text.data(), text.data() + text.size(), &ignored, &errors))
+    Calyx::Error where;
+    if (!Calyx::FindDuplicateJsonKey(text, &where))
         return "";
-    const size_t duplicate = errors.find("Duplicate key");
-    if (duplicate == std::string::npos)
-        return "";  // a syntax error, which the ordinary read reports
-    // "* Line 3, Column 5\n  Duplicate key: 'dlna'\n"
-    std::string where;
-    const size_t line = errors.find("Line ");
-    if (line != std::string::npos && line < duplicate) {
-        where = "line " + errors.substr(line + 5, errors.find('\n', line) - line - 5) + ": ";
-        const size_t column = where.find(", Column");
-        if (column != std::string::npos)
-            where.replace(column, 8, ", column");
-    }
-    std::string what = errors.substr(duplicate);
-    while (!what.empty() && (what.back() == '\n' || what.back() == ' '))
-        what.pop_back();
-    what[0] = 'd';
-    return where + what + " (the library keeps the later value and ignores the earlier)";
+    std::string at;
+    if (where.line > 0)
+        at = "line " + std::to_string(where.line) + ", column " + std::to_string(where.column) +
+             ": ";
+    return at + where.message + " (the library keeps the later value and ignores the earlier)";
 }
 
 void AddFileError(LintReport& report, const std::string& message) {

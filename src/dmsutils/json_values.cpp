@@ -1,10 +1,10 @@
-// Exception-free reading of untrusted JSON values for the client list.
-#include "client/client_list_json.h"
+// Reading untrusted JSON values without the JSON library's exceptions.
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 namespace detail {
 
-bool TextOf(const Json::Value& value, std::string& out) {
+bool ScalarText(const Json::Value& value, std::string& out) {
     switch (value.type()) {
         case Json::arrayValue:
         case Json::objectValue:
@@ -20,12 +20,19 @@ bool TextOf(const Json::Value& value, std::string& out) {
             return true;
         }
         default:
-            try {
-                out = value.asString();
-            } catch (const std::exception&) {
-                return false;
-            }
+            out = value.asString();
             return true;
+    }
+}
+
+bool TextOf(const Json::Value& value, std::string& out) {
+    if (value.isString()) {
+        return ScalarText(value, out);
+    }
+    try {
+        return ScalarText(value, out);
+    } catch (const std::exception&) {
+        return false;
     }
 }
 

@@ -1,8 +1,8 @@
-// How the client list reads JSON values whose type it cannot trust (files edited by
-// hand or by other programs): text conversion without exceptions, presence, member
-// lookup without insertion.
-#ifndef CALYX_CLIENT_CLIENT_LIST_JSON_H
-#define CALYX_CLIENT_CLIENT_LIST_JSON_H
+// How the library reads JSON values whose type it cannot trust (files edited by hand or
+// by other programs): presence, member lookup without insertion, text conversion without
+// the JSON library's exceptions.
+#ifndef CALYX_DMSUTILS_JSON_VALUES_H
+#define CALYX_DMSUTILS_JSON_VALUES_H
 
 #include <json/value.h>
 
@@ -27,7 +27,11 @@ inline const Json::Value* FindMember(const Json::Value& object, const std::strin
 
 // The JSON library's string conversion of a scalar (strings as they are, numbers in
 // decimal form, bools as "true"/"false", null as ""). Arrays and objects have no text:
-// returns false and leaves `out` alone.
+// returns false and leaves `out` alone. Throws only std::bad_alloc.
+bool ScalarText(const Json::Value& value, std::string& out);
+
+// ScalarText for readers that go on without a value: running out of memory while
+// converting a number, bool or null counts as no text (copying a string still throws).
 bool TextOf(const Json::Value& value, std::string& out);
 
 // TextOf, or "" when the value has no text.
@@ -40,4 +44,4 @@ bool PresentText(const Json::Value& object, const std::string& key, std::string&
 }  // namespace detail
 }  // namespace Calyx
 
-#endif  // CALYX_CLIENT_CLIENT_LIST_JSON_H
+#endif  // CALYX_DMSUTILS_JSON_VALUES_H
