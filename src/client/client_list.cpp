@@ -6,10 +6,10 @@
 
 #include "calyx/core.h"
 #include "client/client_list_headers.h"
-#include "dmsutils/json_values.h"
 #include "client/client_list_persist.h"
 #include "client/client_list_state.h"
 #include "dmsutils/json_document.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 

@@ -88,8 +88,7 @@ TEST(ProfileListReading, MembersAreClassifiedAsTheLoaderTreatsThem) {
     EXPECT_EQ(Member(e, "profile3@sd")->settingFrom, "profile3@sd");
 
     EXPECT_EQ(Member(e, "agentopt")->use, ProfileMemberUse::AgentOptions);
-    EXPECT_EQ(Member(e, "agentopt")->unknownOptions,
-              (std::vector<std::string>{"bogus", "bogus"}));
+    EXPECT_EQ(Member(e, "agentopt")->unknownOptions, (std::vector<std::string>{"bogus", "bogus"}));
 }
 
 // What the report says each entry becomes, rebuilt from it, equals what the loader made.
