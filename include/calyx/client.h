@@ -233,6 +233,9 @@ CALYX_EXPORT std::vector<std::string> VideoProfileConditionKeys();
 /// conditions in evaluation order. Empty when the rule names no known condition (such a
 /// rule never matches).
 CALYX_EXPORT std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule);
+/// The "#"-separated pieces of `rule` that name no condition key, in order: video profile
+/// selection ignores them.
+CALYX_EXPORT std::vector<std::string> VideoRuleIgnoredPieces(const std::string& rule);
 
 /// The bounds of a range condition (the value of a VideoRuleCondition that is not a list,
 /// e.g. "1~1920") as video profile selection reads them: its "~"-separated pieces (empty

@@ -93,15 +93,20 @@ bool IsAlternativesField(VideoField field) {
            field == VideoField::AudioCodec || field == VideoField::ContainerType;
 }
 
-std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string& rule) {
+std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string& rule,
+                                                              std::vector<std::string>* ignored) {
     std::array<std::string, kVideoFieldCount> values;
     for (const std::string& piece : StringExplode(rule, "#")) {
-        for (size_t i = 0; i < kVideoFieldCount; ++i) {
+        bool claimed = false;
+        for (size_t i = 0; i < kVideoFieldCount && !claimed; ++i) {
             size_t found = piece.find(kKeyTexts[i]);
             if (found != std::string::npos) {
                 values[i] = piece.substr(found + strlen(kKeyTexts[i]));
-                break;
+                claimed = true;
             }
+        }
+        if (!claimed && ignored != nullptr) {
+            ignored->push_back(piece);
         }
     }
     return values;
