@@ -44,6 +44,16 @@ std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule) {
     return conditions;
 }
 
+std::vector<std::string> VideoRuleIgnoredPieces(const std::string& rule) {
+    std::vector<std::string> ignored;
+    try {
+        client_detail::SplitRuleConditions(rule, &ignored);
+    } catch (const std::exception&) {
+        ignored.clear();
+    }
+    return ignored;
+}
+
 std::vector<int32_t> VideoRuleRangeBounds(const std::string& value) {
     std::vector<int32_t> bounds;
     try {
