@@ -6,6 +6,8 @@
 
 #include <cerrno>
 
+#include "platform/file_ops.h"
+
 namespace Calyx {
 namespace detail {
 
@@ -33,31 +35,32 @@ SourceKind KindOf(mode_t mode) {
 // blocking again so that it is read to its end. `found` receives what `path` names (also
 // when the open fails and the path can still be looked at).
 int OpenWithoutWaiting(const std::string& path, bool devices, SourceKind& found) {
+    const FileOps& ops = CurrentFileOps();
     found = SourceKind::kMissing;
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    int fd = ops.open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0);
     if (fd < 0) {
         struct stat st;
-        if (stat(path.c_str(), &st) == 0) {
+        if (ops.stat(path.c_str(), &st) == 0) {
             found = KindOf(st.st_mode);
         }
         return -1;
     }
     struct stat st;
     if (fstat(fd, &st) != 0) {
-        close(fd);
+        ops.close(fd);
         return -1;
     }
     found = KindOf(st.st_mode);
     bool refused = found == SourceKind::kFifo || found == SourceKind::kSocket ||
                    found == SourceKind::kOther || (found == SourceKind::kDevice && !devices);
     if (refused) {
-        close(fd);
+        ops.close(fd);
         return -1;
     }
     if (found != SourceKind::kDevice) {
         int flags = fcntl(fd, F_GETFL);
         if (flags < 0 || fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) < 0) {
-            close(fd);
+            ops.close(fd);
             return -1;
         }
     }
@@ -71,7 +74,7 @@ int ReadDescriptor(int fd, size_t limit, std::string& text) {
     char chunk[65536];
     while (text.size() < limit) {
         size_t want = sizeof chunk < limit - text.size() ? sizeof chunk : limit - text.size();
-        ssize_t n = read(fd, chunk, want);
+        ssize_t n = CurrentFileOps().read(fd, chunk, want);
         if (n < 0 && errno == EINTR) {
             continue;
         }
@@ -96,7 +99,7 @@ FILE* OpenForReading(const std::string& path) {
     }
     FILE* file = fdopen(fd, "r");
     if (file == nullptr) {
-        close(fd);
+        CurrentFileOps().close(fd);
     }
     return file;
 }
@@ -109,7 +112,7 @@ bool ReadWholeFile(const std::string& path, std::string& text, size_t limit) {
     }
     text.clear();
     int error = ReadDescriptor(fd, limit, text);
-    close(fd);
+    CurrentFileOps().close(fd);
     return error == 0;
 }
 
@@ -126,7 +129,7 @@ bool ReadJsonSource(const std::string& path, std::string& text, SourceKind* kind
     // A directory reads as nothing, and a device as much as it gives without waiting.
     ReadDescriptor(fd, found == SourceKind::kDevice ? kDeviceReadLimit : static_cast<size_t>(-1),
                    text);
-    close(fd);
+    CurrentFileOps().close(fd);
     return true;
 }
 
