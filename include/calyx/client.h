@@ -23,6 +23,12 @@ class Value;
 
 namespace Calyx {
 
+/// The profile name of a client that no record matches: it means "no profile" and is never
+/// looked up in the profile list.
+constexpr char kDefaultProfileName[] = "Default Profile";
+/// A profile list setting whose key begins with this names a video profile.
+constexpr char kProfileSettingPrefix[] = "profile";
+
 namespace client_detail {
 struct CompiledVideoProfiles;
 
@@ -229,6 +235,9 @@ CALYX_EXPORT std::vector<std::string> VideoProfileConditionKeys();
 /// conditions in evaluation order. Empty when the rule names no known condition (such a
 /// rule never matches).
 CALYX_EXPORT std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule);
+/// The "#"-separated pieces of `rule` that name no condition key, in order: video profile
+/// selection ignores them.
+CALYX_EXPORT std::vector<std::string> VideoRuleIgnoredPieces(const std::string& rule);
 
 /// The bounds of a range condition (the value of a VideoRuleCondition that is not a list,
 /// e.g. "1~1920") as video profile selection reads them: its "~"-separated pieces (empty
@@ -255,7 +264,7 @@ struct ProfileMemberReading {
     /// False for an array or object value, which has no text: the loader then ignores the
     /// member, whatever its key.
     bool hasText = false;
-    std::string text;  ///< the value as text (a number in decimal, "true"/"false", null "")
+    std::string text;     ///< the value as text (a number in decimal, "true"/"false", null "")
     std::string setting;  ///< Setting: the setting key, the text after the first "@"
     /// Setting: the key of the member whose rule the setting holds; another key than
     /// `key` when an earlier member (in load order) set the same setting first.

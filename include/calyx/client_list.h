@@ -53,6 +53,9 @@
 
 namespace Calyx {
 
+/// Where the client list file lives, before the root prefix (ResolveFixedPath) is applied.
+constexpr char kClientListFixedPath[] = "/var/packages/Calyx/etc/client_list.json";
+
 namespace detail {
 struct ClientListState;
 struct ClientListAccess;

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <memory>
 
 namespace calyx_dms {
 
@@ -93,38 +94,51 @@ std::string FormatObjectId(const ObjectId& id) {
 }
 
 long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition) {
+    const long long stamp = UpdateStamp();
+    const std::string key = std::string(1, TableLetter(table)) + condition;
+    long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
+    if (count >= 0)
+        return count;
     Calyx::MediaDB db(table, conn_);
     db.AddCondition(condition);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
         return -1;
-    return strtoll(db.FetchField("total").c_str(), nullptr, 10);
+    count = strtoll(db.FetchField("total").c_str(), nullptr, 10);
+    if (stamp >= 0)
+        stamps_->StoreCount(stamp, key, count);
+    return count;
 }
 
-bool Catalog::Page(const std::vector<Listing>& listings, const std::string& orderBy,
-                   long long offset, long long limit, std::vector<Entry>& rows, long long& total) {
+long long Catalog::Page(const std::vector<Listing>& listings, const std::string& orderBy,
+                        long long offset, long long limit,
+                        const std::function<void(const Entry&)>& row, long long& total) {
     total = 0;
+    long long handed = 0;
+    auto entry = std::make_unique<Entry>();
     for (const Listing& listing : listings) {
         long long count = Count(listing.table, listing.condition);
         if (count < 0)
-            return false;
+            return -1;
         long long first = std::max(0LL, offset - total);
         total += count;
         // Counted and selected in two statements: rows added in between must not make a
         // page longer than its TotalMatches.
-        long long wanted = std::min(limit - static_cast<long long>(rows.size()), count - first);
+        long long wanted = std::min(limit - handed, count - first);
         if (first >= count || wanted <= 0)
             continue;
         Calyx::MediaDB db(listing.table, conn_);
         db.AddCondition(listing.condition);
         if (db.Select("*", orderBy, static_cast<int>(first), static_cast<int>(wanted), "") < 0)
-            return false;
+            return -1;
+        entry->table = listing.table;
         while (db.NextRow()) {
-            rows.push_back(Entry{listing.table, {}});
-            if (!db.FetchMediaItem(rows.back().info))
-                rows.pop_back();
+            if (!db.FetchMediaItem(entry->info))
+                continue;
+            row(*entry);
+            ++handed;
         }
     }
-    return true;
+    return handed;
 }
 
 int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info) {
@@ -136,11 +150,41 @@ int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& 
     return rows > 0 && db.NextRow() && db.FetchMediaItem(info) ? 1 : 0;
 }
 
+long long StampCache::Recent(std::chrono::steady_clock::duration period) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return stamp_ >= 0 && std::chrono::steady_clock::now() - at_ < period ? stamp_ : -1;
+}
+
+void StampCache::Store(long long stamp) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stamp_ = stamp;
+    at_ = std::chrono::steady_clock::now();
+    // Dropped even when the stamp is the same: a change the stamp cannot see (a row moved
+    // to another folder) is then at most one period old here too.
+    counts_.clear();
+}
+
+long long StampCache::FindCount(long long stamp, const std::string& key) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stamp != stamp_)
+        return -1;
+    auto found = counts_.find(key);
+    return found == counts_.end() ? -1 : found->second;
+}
+
+void StampCache::StoreCount(long long stamp, const std::string& key, long long count) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stamp != stamp_)
+        return;  // counted under a stamp that has since been replaced
+    if (counts_.size() >= kMaxCounts)
+        counts_.clear();
+    counts_[key] = count;
+}
+
 long long Catalog::UpdateStamp() {
-    auto now = std::chrono::steady_clock::now();
-    if (stamp_ >= 0 && now - stampAt_ < std::chrono::seconds(kStampSeconds))
-        return stamp_;
-    stamp_ = -1;
+    long long recent = stamps_->Recent(std::chrono::seconds(kStampSeconds));
+    if (recent >= 0)
+        return recent;
     long long stamp = 0;
     for (const TableName& t : kTables) {
         Calyx::MediaDB db(t.table, conn_);
@@ -150,9 +194,9 @@ long long Catalog::UpdateStamp() {
             return -1;
         stamp += strtoll(db.FetchField("stamp").c_str(), nullptr, 10);
     }
-    stamp_ = stamp % 2147483647;
-    stampAt_ = now;
-    return stamp_;
+    stamp %= 2147483647;
+    stamps_->Store(stamp);
+    return stamp;
 }
 
 }  // namespace calyx_dms

@@ -4,7 +4,10 @@
 #define CALYX_DMS_CATALOG_H
 
 #include <chrono>
+#include <functional>
+#include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "calyx/media_db.h"
@@ -40,17 +43,45 @@ struct Entry {
     ZEVO_MEDIA_INFO info;
 };
 
+// The last UpdateID stamp, and the row counts seen since, shared by the catalogs of every
+// connection: the tables are scanned for the stamp at most once per period whatever the
+// number of connections, and a page needs one statement instead of two while the index
+// stays as it is.
+class StampCache {
+public:
+    // The stamp computed less than `period` ago, or -1.
+    long long Recent(std::chrono::steady_clock::duration period);
+    // A freshly computed stamp; every count kept so far is dropped.
+    void Store(long long stamp);
+    // The count kept for `key` while `stamp` is the current stamp, or -1.
+    long long FindCount(long long stamp, const std::string& key);
+    void StoreCount(long long stamp, const std::string& key, long long count);
+
+private:
+    // Search conditions make keys without end: past this many the counts start afresh.
+    static constexpr size_t kMaxCounts = 4096;
+    std::mutex mutex_;
+    long long stamp_ = -1;
+    std::chrono::steady_clock::time_point at_;
+    std::unordered_map<std::string, long long> counts_;
+};
+
 class Catalog {
 public:
-    // `conn` (borrowed) is shared by every query; one thread at a time.
-    explicit Catalog(DBConnect* conn) : conn_(conn) {}
+    // `conn` (borrowed) serves every query of this catalog, one thread at a time; `stamps`
+    // (borrowed) may be shared between threads.
+    Catalog(DBConnect* conn, StampCache& stamps) : conn_(conn), stamps_(&stamps) {}
 
     // Rows of the listings one after another, ordered by `orderBy` within each: the total
-    // count in `total` and the rows from `offset` on, at most `limit`. False when a query
+    // count in `total`, and the rows from `offset` on, at most `limit`, handed to `row` one
+    // at a time (the entry is reused: a row is about 10 KiB, a page of them would be
+    // megabytes per request). Returns the number of rows handed over, or -1 when a query
     // fails.
-    bool Page(const std::vector<Listing>& listings, const std::string& orderBy, long long offset,
-              long long limit, std::vector<Entry>& rows, long long& total);
-    // Number of rows of `table` that pass `condition`; -1 when the query fails.
+    long long Page(const std::vector<Listing>& listings, const std::string& orderBy,
+                   long long offset, long long limit, const std::function<void(const Entry&)>& row,
+                   long long& total);
+    // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
+    // the update stamp changes, so a count may be up to a stamp period old, as the stamp is.
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
     // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
@@ -62,8 +93,7 @@ public:
 private:
     static constexpr int kStampSeconds = 1;
     DBConnect* conn_;
-    long long stamp_ = -1;
-    std::chrono::steady_clock::time_point stampAt_;
+    StampCache* stamps_;
 };
 
 }  // namespace calyx_dms

@@ -18,7 +18,8 @@ void FileChanged(GFileMonitor*, GFile* file, GFile* other, GFileMonitorEvent, gp
         if (!f)
             continue;
         char* name = g_file_get_basename(f);
-        bool ours = name && std::string(name) == "client_list.json";
+        bool ours =
+            name && std::string(name) == Calyx::FileGetPathBaseName(Calyx::kClientListFixedPath);
         g_free(name);
         if (ours) {
             keeper->OnFileEvent();

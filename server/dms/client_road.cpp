@@ -1,5 +1,6 @@
 #include "client_road.h"
 
+#include "calyx/client.h"
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "calyx/host.h"
@@ -67,8 +68,8 @@ std::unique_ptr<ClientVisit> VisitClient(Calyx::DMSClientList& list, RequestKind
     if (!known)
         visit->allowed = !list.m_denyNewClients;
     visit->checker = std::make_unique<Calyx::DMSClientChecker>(
-        visit->userAgent, visit->profileName.empty() ? "Default Profile" : visit->profileName,
-        false);
+        visit->userAgent,
+        visit->profileName.empty() ? Calyx::kDefaultProfileName : visit->profileName, false);
     return visit;
 }
 

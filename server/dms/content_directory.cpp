@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <chrono>
+#include <memory>
 #include <vector>
 
 #include "calyx/core.h"
@@ -11,6 +12,36 @@
 #include "search_criteria.h"
 
 namespace calyx_dms {
+
+// The paging arguments Browse and Search share.
+struct PageRequest {
+    long long offset = 0;
+    long long limit = 0;
+    std::string orderBy;
+};
+
+// What a worker found for Browse or Search: the page, or the UPnP error to answer.
+struct PageAnswer {
+    int errorCode = 0;
+    const char* errorText = "";
+    std::string didl;
+    long long returned = 0;
+    long long total = 0;
+    long long stamp = 0;
+
+    static PageAnswer Error(int code, const char* text) {
+        PageAnswer answer;
+        answer.errorCode = code;
+        answer.errorText = text;
+        return answer;
+    }
+};
+
+struct ContentDirectory::BrowseRequest {
+    ObjectId object;
+    bool metadata = false;
+    PageRequest page;
+};
 
 namespace {
 
@@ -50,13 +81,6 @@ bool Ui4Argument(GUPnPServiceAction* action, const char* name, long long& out) {
     return out <= 4294967295LL;
 }
 
-// The paging arguments Browse and Search share.
-struct PageRequest {
-    long long offset = 0;
-    long long limit = 0;
-    std::string orderBy;
-};
-
 // Reads StartingIndex, RequestedCount and SortCriteria. On a bad one the action is
 // answered with its error and the result is false.
 bool ReadPageArguments(GUPnPServiceAction* action, PageRequest& page) {
@@ -74,8 +98,14 @@ bool ReadPageArguments(GUPnPServiceAction* action, PageRequest& page) {
     return true;
 }
 
+// The visit stays with the request message, which the action holds until it is answered.
 ClientVisit* ActionVisit(GUPnPServiceAction* action) {
-    return VisitOf(gupnp_service_action_get_message(action));
+    // The stack hands out a reference of its own: without the unref every answered
+    // message, with its whole answer, stayed in memory.
+    SoupServerMessage* message = gupnp_service_action_get_message(action);
+    ClientVisit* visit = VisitOf(message);
+    g_object_unref(message);
+    return visit;
 }
 
 bool Hidden(const ClientVisit& visit, Calyx::MEDIA_TABLE_TYPE table) {
@@ -103,22 +133,32 @@ std::vector<Listing> DirectoryListings(long long id, const ClientVisit& visit) {
     return listings;
 }
 
-void ReturnResult(GUPnPServiceAction* action, const std::string& didl, long long returned,
-                  long long total, guint updateId) {
-    gupnp_service_action_set(action, "Result", G_TYPE_STRING, didl.c_str(), "NumberReturned",
-                             G_TYPE_UINT, static_cast<guint>(returned), "TotalMatches", G_TYPE_UINT,
-                             static_cast<guint>(total), "UpdateID", G_TYPE_UINT, updateId, nullptr);
+void ReturnAnswer(GUPnPServiceAction* action, const PageAnswer& answer) {
+    if (answer.errorCode != 0) {
+        gupnp_service_action_return_error(action, answer.errorCode, answer.errorText);
+        return;
+    }
+    gupnp_service_action_set(action, "Result", G_TYPE_STRING, answer.didl.c_str(),
+                             "NumberReturned", G_TYPE_UINT, static_cast<guint>(answer.returned),
+                             "TotalMatches", G_TYPE_UINT, static_cast<guint>(answer.total),
+                             "UpdateID", G_TYPE_UINT, static_cast<guint>(answer.stamp), nullptr);
     gupnp_service_action_return_success(action);
 }
 
-void WriteRows(DidlWriter& didl, const std::vector<Entry>& rows, const std::string& parentId) {
-    for (const Entry& row : rows) {
-        if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
-            didl.Container("d" + std::to_string(row.info.id), DirectoryParent(row.info),
-                           DirectoryTitle(row.info), -1, "object.container.storageFolder");
-        else
-            didl.Item(row, parentId.empty() ? ContainerIdOf(row.table) : parentId);
-    }
+void WriteRow(DidlWriter& didl, const Entry& row, const std::string& parentId) {
+    if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
+        didl.Container("d" + std::to_string(row.info.id), DirectoryParent(row.info),
+                       DirectoryTitle(row.info), -1, "object.container.storageFolder");
+    else
+        didl.Item(row, parentId.empty() ? ContainerIdOf(row.table) : parentId);
+}
+
+// A page of `listings` written into `didl`: the number of rows, or -1 when a query failed.
+long long WritePage(Catalog& catalog, DidlWriter& didl, const std::vector<Listing>& listings,
+                    const PageRequest& page, const std::string& parentId, long long& total) {
+    return catalog.Page(
+        listings, page.orderBy, page.offset, page.limit,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, total);
 }
 
 // The library's share of the request: identification, video profiles and formatting,
@@ -137,9 +177,12 @@ void LogTiming(const char* action, const ClientVisit& visit, long long returned)
 }  // namespace
 
 ContentDirectory::ContentDirectory(GUPnPService* service, Catalog& catalog,
+                                   std::vector<Catalog>& workerCatalogs, QueryWorkers& workers,
                                    const Calyx::DMSStringBundle& texts, std::string baseUrl,
                                    std::string rootTitle)
     : catalog_(catalog),
+      workerCatalogs_(workerCatalogs),
+      workers_(workers),
       texts_(texts),
       baseUrl_(std::move(baseUrl)),
       rootTitle_(std::move(rootTitle)) {
@@ -184,6 +227,23 @@ void ContentDirectory::GetSystemUpdateID(GUPnPServiceAction* action) {
     gupnp_service_action_return_success(action);
 }
 
+void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit,
+                                      const char* name,
+                                      std::function<PageAnswer(Catalog&)> answer) {
+    // The action keeps its request message, and with it `visit`, until it is answered;
+    // until then only the worker touches the visit.
+    workers_.Submit([this, action, visit, name, answer = std::move(answer)](size_t worker) {
+        auto result = std::make_shared<PageAnswer>(answer(workerCatalogs_[worker]));
+        workers_.Reply([action, visit, name, result] {
+            // Logged first: answering hands the message, and with it the visit, back to
+            // the stack.
+            if (result->errorCode == 0)
+                LogTiming(name, *visit, result->returned);
+            ReturnAnswer(action, *result);
+        });
+    });
+}
+
 void ContentDirectory::Browse(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
     const std::string objectText = TextArgument(action, "ObjectID");
@@ -192,18 +252,26 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
         gupnp_service_action_return_error(action, 402, "Invalid Args");
         return;
     }
-    PageRequest page;
-    if (!ReadPageArguments(action, page))
+    BrowseRequest request;
+    request.metadata = flag == "BrowseMetadata";
+    if (!ReadPageArguments(action, request.page))
         return;
-    const long long offset = page.offset;
-    const long long limit = page.limit;
-    ObjectId object;
-    if (!ParseObjectId(objectText, object) || Hidden(*visit, object.table)) {
+    if (!ParseObjectId(objectText, request.object) || Hidden(*visit, request.object.table)) {
         gupnp_service_action_return_error(action, 701, "No such object");
         return;
     }
-    long long stamp = catalog_.UpdateStamp();
-    DidlWriter didl(baseUrl_, *visit);
+    AnswerOnWorker(action, visit, "Browse", [this, visit, request](Catalog& catalog) {
+        return AnswerBrowse(catalog, *visit, request);
+    });
+}
+
+PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
+                                          const BrowseRequest& request) const {
+    const ObjectId& object = request.object;
+    const long long offset = request.page.offset;
+    const long long limit = request.page.limit;
+    long long stamp = catalog.UpdateStamp();
+    DidlWriter didl(baseUrl_, visit);
     long long returned = 0;
     long long total = 0;
     bool ok = true;
@@ -211,9 +279,9 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
     if (object.kind == ObjectId::kRoot) {
         std::vector<const RootChild*> children;
         for (const RootChild& child : kRootChildren)
-            if (!Hidden(*visit, child.table))
+            if (!Hidden(visit, child.table))
                 children.push_back(&child);
-        if (flag == "BrowseMetadata") {
+        if (request.metadata) {
             didl.Container("0", "-1", rootTitle_, static_cast<long long>(children.size()),
                            "object.container");
             returned = total = 1;
@@ -222,8 +290,8 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
             for (long long i = offset; i < total && returned < limit; ++i, ++returned) {
                 const RootChild* child = children[static_cast<size_t>(i)];
                 long long childCount = child->table == Calyx::MEDIA_TABLE_DIRECTORY
-                                           ? catalog_.Count(child->table, "parent_id = 0")
-                                           : catalog_.Count(child->table, "");
+                                           ? catalog.Count(child->table, "parent_id = 0")
+                                           : catalog.Count(child->table, "");
                 didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
                                "object.container.storageFolder");
             }
@@ -233,51 +301,47 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
         for (const RootChild& c : kRootChildren)
             if (c.table == object.table)
                 child = &c;
-        if (flag == "BrowseMetadata") {
+        if (request.metadata) {
             long long childCount = object.kind == ObjectId::kFolders
-                                       ? catalog_.Count(object.table, "parent_id = 0")
-                                       : catalog_.Count(object.table, "");
+                                       ? catalog.Count(object.table, "parent_id = 0")
+                                       : catalog.Count(object.table, "");
             ok = childCount >= 0;
             didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
                            "object.container.storageFolder");
             returned = total = 1;
         } else {
-            std::vector<Entry> rows;
             std::vector<Listing> listings = object.kind == ObjectId::kFolders
-                                                ? DirectoryListings(0, *visit)
+                                                ? DirectoryListings(0, visit)
                                                 : std::vector<Listing>{{object.table, ""}};
-            ok = catalog_.Page(listings, page.orderBy, offset, limit, rows, total);
-            WriteRows(didl, rows, object.kind == ObjectId::kFolders ? "folders" : "");
-            returned = static_cast<long long>(rows.size());
+            returned = WritePage(catalog, didl, listings, request.page,
+                                 object.kind == ObjectId::kFolders ? "folders" : "", total);
+            ok = returned >= 0;
         }
     } else {
         ZEVO_MEDIA_INFO info{};
-        int found = catalog_.Find(object.table, object.id, info);
-        if (found == 0) {
-            gupnp_service_action_return_error(action, 701, "No such object");
-            return;
-        }
+        int found = catalog.Find(object.table, object.id, info);
+        if (found == 0)
+            return PageAnswer::Error(701, "No such object");
         ok = found > 0;
-        if (ok && flag == "BrowseMetadata") {
-            WriteRows(didl, {Entry{object.table, info}}, "");
+        if (ok && request.metadata) {
+            WriteRow(didl, Entry{object.table, info}, "");
             returned = total = 1;
         } else if (ok && object.kind == ObjectId::kItem) {
-            gupnp_service_action_return_error(action, 710, "No such container");
-            return;
+            return PageAnswer::Error(710, "No such container");
         } else if (ok) {
-            std::vector<Entry> rows;
-            ok = catalog_.Page(DirectoryListings(object.id, *visit), page.orderBy, offset, limit,
-                               rows, total);
-            WriteRows(didl, rows, FormatObjectId(object));
-            returned = static_cast<long long>(rows.size());
+            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit),
+                                 request.page, FormatObjectId(object), total);
+            ok = returned >= 0;
         }
     }
-    if (!ok || stamp < 0) {
-        gupnp_service_action_return_error(action, 720, "Cannot process the request");
-        return;
-    }
-    ReturnResult(action, didl.Finish(), returned, total, static_cast<guint>(stamp));
-    LogTiming("Browse", *visit, returned);
+    if (!ok || stamp < 0)
+        return PageAnswer::Error(720, "Cannot process the request");
+    PageAnswer answer;
+    answer.didl = didl.Finish();
+    answer.returned = returned;
+    answer.total = total;
+    answer.stamp = stamp;
+    return answer;
 }
 
 void ContentDirectory::Search(GUPnPServiceAction* action) {
@@ -313,18 +377,17 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
             condition += " AND parent_id = " + std::to_string(container.id);
         listings.push_back({table, condition});
     }
-    long long stamp = catalog_.UpdateStamp();
-    std::vector<Entry> rows;
-    long long total = 0;
-    if (stamp < 0 || !catalog_.Page(listings, page.orderBy, page.offset, page.limit, rows, total)) {
-        gupnp_service_action_return_error(action, 720, "Cannot process the request");
-        return;
-    }
-    DidlWriter didl(baseUrl_, *visit);
-    WriteRows(didl, rows, "");
-    ReturnResult(action, didl.Finish(), static_cast<long long>(rows.size()), total,
-                 static_cast<guint>(stamp));
-    LogTiming("Search", *visit, static_cast<long long>(rows.size()));
+    AnswerOnWorker(action, visit, "Search", [this, visit, listings, page](Catalog& catalog) {
+        long long stamp = catalog.UpdateStamp();
+        PageAnswer answer;
+        DidlWriter didl(baseUrl_, *visit);
+        answer.returned = stamp < 0 ? -1 : WritePage(catalog, didl, listings, page, "", answer.total);
+        if (answer.returned < 0)
+            return PageAnswer::Error(720, "Cannot process the request");
+        answer.didl = didl.Finish();
+        answer.stamp = stamp;
+        return answer;
+    });
 }
 
 }  // namespace calyx_dms

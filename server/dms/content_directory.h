@@ -5,17 +5,25 @@
 #include <libgupnp/gupnp.h>
 
 #include <string>
+#include <vector>
 
 #include "calyx/i18n.h"
 #include "catalog.h"
+#include "query_workers.h"
 
 namespace calyx_dms {
+
+struct ClientVisit;
+struct PageAnswer;
 
 class ContentDirectory {
 public:
     // Connects the action handlers of `service`; `baseUrl` ("http://ip:port") prefixes
-    // media URLs; `rootTitle` names the root container.
-    ContentDirectory(GUPnPService* service, Catalog& catalog, const Calyx::DMSStringBundle& texts,
+    // media URLs; `rootTitle` names the root container. Browse and Search read the index
+    // on `workers`, worker i through `workerCatalogs[i]`; the other actions use `catalog`
+    // on the main loop.
+    ContentDirectory(GUPnPService* service, Catalog& catalog, std::vector<Catalog>& workerCatalogs,
+                     QueryWorkers& workers, const Calyx::DMSStringBundle& texts,
                      std::string baseUrl, std::string rootTitle);
     ContentDirectory(const ContentDirectory&) = delete;
     ContentDirectory& operator=(const ContentDirectory&) = delete;
@@ -25,7 +33,16 @@ public:
     void GetSystemUpdateID(GUPnPServiceAction* action);
 
 private:
+    struct BrowseRequest;
+    PageAnswer AnswerBrowse(Catalog& catalog, ClientVisit& visit,
+                            const BrowseRequest& request) const;
+    // Runs `answer` on a worker and returns its result to `action` on the main loop.
+    void AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit, const char* name,
+                        std::function<PageAnswer(Catalog&)> answer);
+
     Catalog& catalog_;
+    std::vector<Catalog>& workerCatalogs_;
+    QueryWorkers& workers_;
     const Calyx::DMSStringBundle& texts_;
     std::string baseUrl_;
     std::string rootTitle_;

@@ -10,7 +10,6 @@ namespace calyx_dms {
 
 namespace {
 
-const char kClientListFixedPath[] = "/var/packages/Calyx/etc/client_list.json";
 const char kLogFixedPath[] = "/var/packages/Calyx/var/calyx-dms.log";
 
 // Creates the directories above `path` (mode 0755); existing ones are fine.
@@ -25,7 +24,7 @@ void MakeParentDirectories(const std::string& path) {
 }  // namespace
 
 std::string ClientListPath() {
-    return Calyx::ResolveFixedPath(kClientListFixedPath);
+    return Calyx::ResolveFixedPath(Calyx::kClientListFixedPath);
 }
 
 LibrarySession::LibrarySession(const Options& options)

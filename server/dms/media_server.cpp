@@ -8,6 +8,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "access_gate.h"
 #include "admin_server.h"
@@ -22,6 +23,7 @@
 #include "description.h"
 #include "library_session.h"
 #include "media_http.h"
+#include "query_workers.h"
 #include "renderer_watch.h"
 #include "server_paths.h"
 
@@ -70,6 +72,9 @@ int Fail(const std::string& message) {
 
 struct DatabaseConnection {
     DBConnect* conn = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
+    DatabaseConnection() = default;
+    DatabaseConnection(const DatabaseConnection&) = delete;
+    DatabaseConnection& operator=(const DatabaseConnection&) = delete;
     ~DatabaseConnection() {
         if (conn)
             ZEVODBClose(conn);
@@ -86,10 +91,19 @@ int RunMediaServer(const Options& options) {
     if (!session.Start(error))
         return Fail(error);
 
-    DatabaseConnection database;
-    if (!database.conn)
-        return Fail("cannot connect to the media index database \"calyx\" as \"admin\"");
-    Catalog catalog(database.conn);
+    // One connection for the main loop (update ids, media files) and one per query worker.
+    std::vector<DatabaseConnection> connections(1 + options.queryThreads);
+    for (const DatabaseConnection& connection : connections)
+        if (!connection.conn)
+            return Fail("cannot connect to the media index database \"calyx\" as \"admin\"");
+    StampCache stamps;
+    Catalog catalog(connections[0].conn, stamps);
+    std::vector<Catalog> workerCatalogs;
+    for (size_t i = 1; i < connections.size(); ++i)
+        workerCatalogs.emplace_back(connections[i].conn, stamps);
+    // Stopped (answering what is queued) once the main loop has ended, while everything
+    // its jobs use is still there.
+    std::optional<QueryWorkers> workers;
 
     GError* gerror = nullptr;
     GObjectPtr<GUPnPContext> context(gupnp_context_new_full(
@@ -130,8 +144,9 @@ int RunMediaServer(const Options& options) {
     const std::string baseUrl = std::string("http://") +
                                 gssdp_client_get_host_ip(GSSDP_CLIENT(context.get())) + ":" +
                                 std::to_string(gupnp_context_get_port(context.get()));
-    ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, session.texts(), baseUrl,
-                                      identity.friendlyName);
+    workers.emplace(workerCatalogs.size());
+    ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, workerCatalogs, *workers,
+                                      session.texts(), baseUrl, identity.friendlyName);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
     ServeMedia(context.get(), catalog);
 
@@ -180,6 +195,7 @@ int RunMediaServer(const Options& options) {
     g_timeout_add(kByeByeMilliseconds, quit, loop);
     g_main_loop_run(loop);
     g_main_loop_unref(loop);
+    workers->Stop();
     keeper.Check();
     if (Calyx::DMSLOGGetLevel() >= 1)
         Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: stopped\n");

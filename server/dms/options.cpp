@@ -34,6 +34,9 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     app.add_option("--save-interval", o.saveInterval,
                    "Seconds between checks whether the client list must be saved")
         ->check(CLI::Range(1u, 3600u));
+    app.add_option("--query-threads", o.queryThreads,
+                   "Threads answering Browse and Search, each with its own database connection")
+        ->check(CLI::Range(1u, 64u));
     AddAdminOptions(app, o);
     try {
         app.parse(argc, argv);

@@ -18,6 +18,7 @@ struct Options {
     bool denyNewClients = false;
     bool discoverRenderers = true;
     unsigned saveInterval = 2;  // seconds between checks of the client list
+    unsigned queryThreads = 2;  // threads (each with its database connection) for Browse/Search
     std::string configFile;     // the file named by --config ("" = none)
     // The settings page: off unless a password hash is configured.
     std::string adminAddress = "127.0.0.1";

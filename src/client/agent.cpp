@@ -11,7 +11,6 @@
 namespace Calyx {
 
 namespace {
-const char kProfileSettingPrefix[] = "profile";
 const size_t kProfileSettingPrefixLength = sizeof(kProfileSettingPrefix) - 1;
 }  // namespace
 

@@ -23,7 +23,7 @@ DMSClientChecker::DMSClientChecker(const std::string& userAgent, const std::stri
         m_profileName = profileName;
         // "Default Profile" means "no profile": it is never looked up, even when the file
         // holds a profile of that name.
-        Agent* agent = profileName != "Default Profile" ? GetAgent(profileName) : nullptr;
+        Agent* agent = profileName != kDefaultProfileName ? GetAgent(profileName) : nullptr;
         if (agent != nullptr) {
             m_offendChars = agent->m_offendChars;
             uint32_t types = agent->m_agentType;

@@ -1,14 +1,15 @@
 // DMSClientList: loading, saving, lookups and the discovery update of the client list.
 #include "calyx/client_list.h"
+#include "calyx/client.h"
 
 #include <cstdio>
 
 #include "calyx/core.h"
 #include "client/client_list_headers.h"
-#include "dmsutils/json_values.h"
 #include "client/client_list_persist.h"
 #include "client/client_list_state.h"
 #include "dmsutils/json_document.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 
@@ -17,7 +18,6 @@ namespace {
 using detail::ClientListState;
 using detail::MutexLock;
 
-const char* const kClientListFile = "/var/packages/Calyx/etc/client_list.json";
 const char* const kGeneralDisplayName = "General DMA";
 constexpr size_t kHeaderKeySize = 50;
 constexpr size_t kDisplayNameSize = 200;
@@ -183,9 +183,9 @@ int DMSClientList::LoadProfileIDList(const std::string& path) {
 
 int DMSClientList::WriteToFile() {
     MutexLock lock(&m_mutex);
-    std::string path = kClientListFile;
+    std::string path = kClientListFixedPath;
     try {
-        path = ResolveFixedPath(kClientListFile);
+        path = ResolveFixedPath(kClientListFixedPath);
         return detail::SaveClientListLocked(*this, path, nullptr, nullptr);
     } catch (const std::exception&) {  // out of memory
         if (DMSLOGGetLevel() >= 0) {
@@ -346,7 +346,7 @@ void DMSClientList::DetermineDisplayName(const Json::Value& entry, std::string& 
     }
     const Json::Value* orig = detail::FindMember(entry, "profileName_Orig");
     std::string origName = orig != nullptr ? detail::TextOrEmpty(*orig) : std::string();
-    out = origName == detail::kDefaultProfileName ? kGeneralDisplayName : origName;
+    out = origName == kDefaultProfileName ? kGeneralDisplayName : origName;
 }
 
 void DMSClientList::DetermineProfileName(const Json::Value& entry, std::string& out) const {

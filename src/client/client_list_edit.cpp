@@ -8,9 +8,9 @@
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "client/client_list_access.h"
-#include "dmsutils/json_values.h"
 #include "client/client_list_persist.h"
 #include "client/client_list_state.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 namespace {

@@ -3,12 +3,11 @@
 
 #include <cstring>
 
+#include "calyx/client.h"
 #include "dmsutils/json_values.h"
 
 namespace Calyx {
 namespace detail {
-
-const char* const kDefaultProfileName = "Default Profile";
 
 namespace {
 

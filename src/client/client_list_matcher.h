@@ -12,9 +12,6 @@
 namespace Calyx {
 namespace detail {
 
-// The profile name given when no record matches.
-extern const char* const kDefaultProfileName;
-
 // One member of a "profileID" object: the client entry key and the text that must
 // occur in its value.
 struct IdentificationRule {

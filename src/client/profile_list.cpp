@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "calyx/core.h"
-#include "dmsutils/json_values.h"
 #include "dmsutils/json_document.h"
+#include "dmsutils/json_values.h"
 
 namespace Calyx {
 

@@ -44,6 +44,16 @@ std::vector<VideoRuleCondition> SplitVideoProfileRule(const std::string& rule) {
     return conditions;
 }
 
+std::vector<std::string> VideoRuleIgnoredPieces(const std::string& rule) {
+    std::vector<std::string> ignored;
+    try {
+        client_detail::SplitRuleConditions(rule, &ignored);
+    } catch (const std::exception&) {
+        ignored.clear();
+    }
+    return ignored;
+}
+
 std::vector<int32_t> VideoRuleRangeBounds(const std::string& value) {
     std::vector<int32_t> bounds;
     try {
@@ -60,24 +70,29 @@ std::vector<VideoProfileVerdict> ExplainVideoProfiles(const Agent* agent,
     if (agent == nullptr || item == nullptr) {
         return verdicts;
     }
-    const CompiledVideoProfiles* profiles = agent->m_compiledRules.get(agent->m_profileSettings);
-    VideoItemView view;
-    client_detail::MakeVideoItemView(*item, view);
-    for (const client_detail::CompiledRule& rule : profiles->rules) {
-        RuleOutcome outcome = client_detail::EvaluateVideoProfileRule(rule, view);
-        VideoProfileVerdict verdict;
-        verdict.profileName = rule.name;
-        verdict.rule = rule.text;
-        verdict.matched = outcome.matched;
-        if (outcome.failed != nullptr) {
-            size_t index = static_cast<size_t>(outcome.failed->field);
-            verdict.failedKey = client_detail::VideoFieldKeyText(outcome.failed->field);
-            verdict.failedCondition = outcome.failed->text;
-            verdict.itemValue = view.text[index] != nullptr
-                                    ? std::string(view.text[index], view.length[index])
-                                    : std::to_string(view.number[index]);
+    try {
+        const CompiledVideoProfiles* profiles =
+            agent->m_compiledRules.get(agent->m_profileSettings);
+        VideoItemView view;
+        client_detail::MakeVideoItemView(*item, view);
+        for (const client_detail::CompiledRule& rule : profiles->rules) {
+            RuleOutcome outcome = client_detail::EvaluateVideoProfileRule(rule, view);
+            VideoProfileVerdict verdict;
+            verdict.profileName = rule.name;
+            verdict.rule = rule.text;
+            verdict.matched = outcome.matched;
+            if (outcome.failed != nullptr) {
+                size_t index = static_cast<size_t>(outcome.failed->field);
+                verdict.failedKey = client_detail::VideoFieldKeyText(outcome.failed->field);
+                verdict.failedCondition = outcome.failed->text;
+                verdict.itemValue = view.text[index] != nullptr
+                                        ? std::string(view.text[index], view.length[index])
+                                        : std::to_string(view.number[index]);
+            }
+            verdicts.push_back(std::move(verdict));
         }
-        verdicts.push_back(std::move(verdict));
+    } catch (const std::exception&) {  // out of memory: no report rather than half of one
+        verdicts.clear();
     }
     return verdicts;
 }

@@ -6,7 +6,7 @@
 #include <string.h>
 
 #include "calyx/core.h"
-#include "dmsutils/int_arith.h"
+#include "platform/int_parse.h"
 
 namespace Calyx {
 namespace client_detail {
@@ -93,15 +93,20 @@ bool IsAlternativesField(VideoField field) {
            field == VideoField::AudioCodec || field == VideoField::ContainerType;
 }
 
-std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string& rule) {
+std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string& rule,
+                                                              std::vector<std::string>* ignored) {
     std::array<std::string, kVideoFieldCount> values;
     for (const std::string& piece : StringExplode(rule, "#")) {
-        for (size_t i = 0; i < kVideoFieldCount; ++i) {
+        bool claimed = false;
+        for (size_t i = 0; i < kVideoFieldCount && !claimed; ++i) {
             size_t found = piece.find(kKeyTexts[i]);
             if (found != std::string::npos) {
                 values[i] = piece.substr(found + strlen(kKeyTexts[i]));
-                break;
+                claimed = true;
             }
+        }
+        if (!claimed && ignored != nullptr) {
+            ignored->push_back(piece);
         }
     }
     return values;
@@ -116,7 +121,7 @@ std::vector<int32_t> ReadRangeBounds(const std::string& text) {
 }
 
 int32_t ParseRangeBound(const std::string& text) {
-    return detail::Strtol32(text.c_str());
+    return detail::ParseSaturatingInt32(text.c_str());
 }
 
 CompiledRule CompileVideoProfileRule(const std::string& name, const std::string& rule) {

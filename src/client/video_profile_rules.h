@@ -48,7 +48,9 @@ bool IsAlternativesField(VideoField field);
 // The condition value of each field as the rule gives it: for each "#" piece, the first
 // key text (in field order) found anywhere in it claims the piece with everything after
 // its first occurrence; a later piece overrides an earlier one.
-std::array<std::string, kVideoFieldCount> SplitRuleConditions(const std::string& rule);
+// Pieces that name no key text are ignored; `ignored`, when given, receives them in order.
+std::array<std::string, kVideoFieldCount> SplitRuleConditions(
+    const std::string& rule, std::vector<std::string>* ignored = nullptr);
 
 // A range bound: strtol in base 10 (leading space, sign, digits up to the first other
 // byte, 0 when there are none), saturated to the 32-bit range.

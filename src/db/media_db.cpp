@@ -6,7 +6,7 @@
 
 #include "calyx/core.h"
 #include "db/pq_expbuffer.h"
-#include "dmsutils/int_arith.h"
+#include "platform/int_parse.h"
 
 namespace Calyx {
 
@@ -165,7 +165,7 @@ std::string MediaDB::FetchField(const char* name) {
 
 int MediaDB::FetchFieldAsInt(const char* name) {
     std::string text = FetchField(name);
-    return detail::Strtol32(text.c_str());
+    return detail::ParseSaturatingInt32(text.c_str());
 }
 
 bool MediaDB::FetchMediaItem(ZEVO_MEDIA_INFO& item) {

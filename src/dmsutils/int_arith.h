@@ -2,10 +2,8 @@
 #ifndef CALYX_DMSUTILS_INT_ARITH_H
 #define CALYX_DMSUTILS_INT_ARITH_H
 
-#include <climits>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 
 namespace Calyx {
@@ -27,24 +25,6 @@ inline int32_t WrappingAdd32(int32_t a, int32_t b) {
 // a * b with 32-bit wrap-around.
 inline int32_t WrappingMul32(int32_t a, int32_t b) {
     return FromBits32(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
-}
-
-// strtol in base 10 with the appliance's 32-bit long: leading white space and a sign,
-// digits up to the first other byte (none give 0), saturating at the 32-bit range.
-inline int32_t Strtol32(const char* text) {
-#if LONG_MAX == INT32_MAX
-    return strtol(text, nullptr, 10);
-#else
-    // A wider long saturates later; clamping its result gives the 32-bit saturation.
-    long value = strtol(text, nullptr, 10);
-    if (value > std::numeric_limits<int32_t>::max()) {
-        return std::numeric_limits<int32_t>::max();
-    }
-    if (value < std::numeric_limits<int32_t>::min()) {
-        return std::numeric_limits<int32_t>::min();
-    }
-    return static_cast<int32_t>(value);
-#endif
 }
 
 // Float to integer truncated toward zero, saturating at the type's range, NaN giving 0:

@@ -43,8 +43,7 @@ void DescribeSyntaxError(const Json::Reader& reader, const std::string& text, Er
     while (!message.empty() && (message.back() == '\n' || message.back() == ' '))
         message.pop_back();
     error.message = "JSON syntax error: " + message;
-    LocateOffset(text, static_cast<size_t>(errors.front().offset_start), error.line,
-                 error.column);
+    LocateOffset(text, static_cast<size_t>(errors.front().offset_start), error.line, error.column);
 }
 
 }  // namespace

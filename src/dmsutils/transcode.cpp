@@ -10,6 +10,7 @@
 #include "calyx/host.h"
 #include "dmsutils/int_arith.h"
 #include "dmsutils/syslog_report.h"
+#include "platform/int_parse.h"
 
 namespace Calyx {
 
@@ -27,11 +28,11 @@ int GetTransBitRate(const std::string& encoderArgs) {
     for (size_t i = 0; i + 1 < pieces.size(); ++i) {
         const std::string& option = pieces[i];
         if (option == "-maxrate" || option == "-b") {
-            video = detail::Strtol32(pieces[i + 1].c_str());
+            video = detail::ParseSaturatingInt32(pieces[i + 1].c_str());
         } else if (option == "-ab") {
-            audio = detail::Strtol32(pieces[i + 1].c_str());
+            audio = detail::ParseSaturatingInt32(pieces[i + 1].c_str());
         } else if (option == "-ac") {
-            channels = detail::Strtol32(pieces[i + 1].c_str());
+            channels = detail::ParseSaturatingInt32(pieces[i + 1].c_str());
         }
     }
     if (video == -1 || audio == -1 || channels == -1) {

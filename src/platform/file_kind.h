@@ -16,13 +16,11 @@ namespace detail {
 /// The check and the open are one step, so the file cannot change kind in between.
 FILE* OpenForReading(const std::string& path);
 
-/// Appends everything left to read in `file` to `text`; false when reading failed (for
-/// example on a directory), with what was read before the failure appended.
-bool AppendFileContents(FILE* file, std::string& text);
-
-/// Replaces `text` with the whole file at `path`, opened with OpenForReading; false when
-/// it cannot be opened or read (a directory opens but cannot be read).
-bool ReadWholeFile(const std::string& path, std::string& text);
+/// The library's whole-file reader. Replaces `text` with the file at `path` (its first
+/// `limit` bytes at most), opened as OpenForReading opens it. False when it cannot be
+/// opened (`text` untouched) or read (a directory opens but cannot be read).
+bool ReadWholeFile(const std::string& path, std::string& text,
+                   size_t limit = static_cast<size_t>(-1));
 
 /// What a JSON loader found at a path.
 enum class SourceKind { kMissing, kRegular, kDirectory, kDevice, kFifo, kSocket, kOther };
@@ -30,8 +28,8 @@ enum class SourceKind { kMissing, kRegular, kDirectory, kDevice, kFifo, kSocket,
 /// A device is read up to this many bytes ("/dev/zero" never ends).
 constexpr size_t kDeviceReadLimit = 16u << 20;
 
-/// Reads the file at `path` the way the JSON loaders do, without ever waiting: a regular
-/// file whole; a directory opens and reads as nothing; a character or block device is
+/// The same guarded open and read as ReadWholeFile, as the JSON loaders want them: a
+/// regular file whole; a directory opens and reads as nothing; a character or block device is
 /// opened non-blocking and read until end of file, EAGAIN or kDeviceReadLimit bytes.
 /// False (with `text` empty) when `path` cannot be opened (missing, unreadable) or names a
 /// FIFO or socket (refused: opening a FIFO can wait forever).

@@ -6,9 +6,13 @@
 #include <cstring>
 
 #include "calyx/platform.h"
+#include "platform/int_parse.h"
 #include "platform/pg_handles.h"
 
 namespace {
+
+using Calyx::detail::ClampInt64;
+using Calyx::detail::ParseSaturatingInt64;
 
 enum class FieldKind { Int64, Int32, UInt32, Text };
 
@@ -59,66 +63,27 @@ const FieldSpec kFields[] = {
 static_assert(sizeof kFields / sizeof kFields[0] == kMediaInfoFieldCount,
               "every field of ZEVO_MEDIA_INFO has a column");
 
-// strtoll-like decimal parse (leading blanks, a sign, digits; the rest ignored),
-// saturating at the int64 range. Much cheaper than strtoll, which matters at thousands of
-// fields per page: up to 18 digits cannot overflow and need no checks.
-int64_t ParseInt64(const char* text) {
-    const char* p = text;
-    while (*p == ' ' || (*p >= '\t' && *p <= '\r')) {
-        ++p;
-    }
-    bool negative = false;
-    if (*p == '-' || *p == '+') {
-        negative = (*p == '-');
-        ++p;
-    }
-    uint64_t value = 0;
-    int digits = 0;
-    for (; digits < 18 && static_cast<unsigned>(*p - '0') <= 9; ++p, ++digits) {
-        value = value * 10 + static_cast<unsigned>(*p - '0');
-    }
-    if (static_cast<unsigned>(*p - '0') <= 9) {
-        const uint64_t limit = negative ? static_cast<uint64_t>(INT64_MAX) + 1 : INT64_MAX;
-        for (; static_cast<unsigned>(*p - '0') <= 9; ++p) {
-            unsigned digit = static_cast<unsigned>(*p - '0');
-            if (value > (limit - digit) / 10) {
-                value = limit;
-                break;
-            }
-            value = value * 10 + digit;
-        }
-    }
-    if (negative) {
-        // Two's complement negation, well defined for INT64_MIN as well.
-        return static_cast<int64_t>(0 - value);
-    }
-    return static_cast<int64_t>(value);
-}
-
-int64_t Clamp(int64_t value, int64_t low, int64_t high) {
-    return value < low ? low : (value > high ? high : value);
-}
-
 // Stores one field; `text` null means an absent column or an SQL NULL.
 void StoreField(const FieldSpec& field, const char* text, int length, ZEVO_MEDIA_INFO* info) {
     char* target = reinterpret_cast<char*>(info) + field.offset;
     switch (field.kind) {
         case FieldKind::Int64: {
-            int64_t value = text != nullptr ? ParseInt64(text) : 0;
+            int64_t value = text != nullptr ? ParseSaturatingInt64(text) : 0;
             memcpy(target, &value, sizeof value);
             break;
         }
         case FieldKind::Int32: {
-            int32_t value =
-                text != nullptr
-                    ? static_cast<int32_t>(Clamp(ParseInt64(text), INT32_MIN, INT32_MAX))
-                    : 0;
+            int32_t value = text != nullptr ? static_cast<int32_t>(ClampInt64(
+                                                  ParseSaturatingInt64(text), INT32_MIN, INT32_MAX))
+                                            : 0;
             memcpy(target, &value, sizeof value);
             break;
         }
         case FieldKind::UInt32: {
             uint32_t value =
-                text != nullptr ? static_cast<uint32_t>(Clamp(ParseInt64(text), 0, UINT32_MAX)) : 0;
+                text != nullptr
+                    ? static_cast<uint32_t>(ClampInt64(ParseSaturatingInt64(text), 0, UINT32_MAX))
+                    : 0;
             memcpy(target, &value, sizeof value);
             break;
         }

@@ -24,24 +24,8 @@ bool Missing(const std::string& path) {
     return stat(path.c_str(), &st) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-// Reads a whole small file; false when it cannot be opened or read as a file (a FIFO or
-// device in its place is refused rather than waited on).
-bool ReadSmallFile(const std::string& path, std::string& contents) {
-    FILE* file = Calyx::detail::OpenForReading(path);
-    if (file == nullptr) {
-        return false;
-    }
-    contents.clear();
-    char chunk[256];
-    size_t n;
-    // Bounded: a serial number is short, and sysfs files are at most a page.
-    while (contents.size() < 65536 && (n = fread(chunk, 1, sizeof chunk, file)) > 0) {
-        contents.append(chunk, n);
-    }
-    bool ok = ferror(file) == 0;
-    fclose(file);
-    return ok;
-}
+// Bounded: a serial number is short, and sysfs files are at most a page.
+constexpr size_t kSerialReadLimit = 65536;
 
 void TrimTrailing(std::string& text) {
     while (!text.empty()) {
@@ -91,7 +75,7 @@ extern "C" int QLIBGetSerialNumber(char* buf, int size) {
             continue;
         }
         std::string serial;
-        if (!ReadSmallFile(path, serial)) {
+        if (!Calyx::detail::ReadWholeFile(path, serial, kSerialReadLimit)) {
             return -1;
         }
         // A device-tree string carries its NUL; text in the middle would end at it too.

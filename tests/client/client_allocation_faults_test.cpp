@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <optional>
@@ -159,6 +160,23 @@ TEST_F(AllocationFailure, CheckerStaysAsAfterItsFirstStep) {
                                       });
         EXPECT_GE(failures, 1);
     }
+}
+
+TEST_F(AllocationFailure, VideoProfileReportIsWholeOrEmpty) {
+    Agent agent("TV");
+    agent.setPair("profile@hd", "container_type@mpegts#resolutionx@1~1920");
+    agent.setPair("profile@sd", "ext@avi");
+    ZEVO_MEDIA_INFO item{};
+    std::snprintf(item.path, sizeof(item.path), "/media/film.avi");
+    std::snprintf(item.container_type, sizeof(item.container_type), "avi");
+    item.resolutionx = 1280;
+    const size_t whole = Calyx::ExplainVideoProfiles(&agent, &item).size();
+    ASSERT_EQ(whole, 2u);
+    std::vector<Calyx::VideoProfileVerdict> verdicts;
+    int failures = ForEveryFailingAllocation(
+        [&] { verdicts = Calyx::ExplainVideoProfiles(&agent, &item); },
+        [&](bool failed) { EXPECT_EQ(verdicts.size(), failed ? 0u : whole); });
+    EXPECT_GE(failures, 1);
 }
 
 }  // namespace

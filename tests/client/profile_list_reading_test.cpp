@@ -3,7 +3,6 @@
 #include <json/value.h>
 
 #include <algorithm>
-#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -88,8 +87,7 @@ TEST(ProfileListReading, MembersAreClassifiedAsTheLoaderTreatsThem) {
     EXPECT_EQ(Member(e, "profile3@sd")->settingFrom, "profile3@sd");
 
     EXPECT_EQ(Member(e, "agentopt")->use, ProfileMemberUse::AgentOptions);
-    EXPECT_EQ(Member(e, "agentopt")->unknownOptions,
-              (std::vector<std::string>{"bogus", "bogus"}));
+    EXPECT_EQ(Member(e, "agentopt")->unknownOptions, (std::vector<std::string>{"bogus", "bogus"}));
 }
 
 // What the report says each entry becomes, rebuilt from it, equals what the loader made.
@@ -146,22 +144,6 @@ TEST(ProfileListReading, AgreesWithTheLoadedAgents) {
     }
     EXPECT_EQ(loaded, 2);
     DMSClientChecker::ReleaseClientList();
-}
-
-TEST(VideoRuleRangeBounds, ReadAsTheMatcherReadsThem) {
-    EXPECT_EQ(Calyx::VideoRuleRangeBounds("1~1920"), (std::vector<int32_t>{1, 1920}));
-    EXPECT_EQ(Calyx::VideoRuleRangeBounds("~5~"), (std::vector<int32_t>{5}));
-    EXPECT_EQ(Calyx::VideoRuleRangeBounds("~"), std::vector<int32_t>{});
-    EXPECT_EQ(Calyx::VideoRuleRangeBounds("1080p~ -2x"), (std::vector<int32_t>{1080, -2}));
-    EXPECT_EQ(Calyx::VideoRuleRangeBounds("99999999999~-99999999999"),
-              (std::vector<int32_t>{std::numeric_limits<int32_t>::max(),
-                                    std::numeric_limits<int32_t>::min()}));
-    // The matcher agrees: both saturated bounds are the largest value, which then matches.
-    DMSClientChecker checker("", "", false);
-    const int largest = std::numeric_limits<int32_t>::max();
-    EXPECT_TRUE(checker.checkIsSatisfyRange("3000000000~2999999999", largest));
-    EXPECT_EQ(Calyx::VideoRuleRangeBounds("3000000000~2999999999"),
-              (std::vector<int32_t>{largest, largest}));
 }
 
 }  // namespace

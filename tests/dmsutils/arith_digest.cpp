@@ -17,7 +17,7 @@
 #include "calyx/client.h"
 #include "calyx/host.h"
 #include "client/video_profile_rules.h"
-#include "dmsutils/int_arith.h"
+#include "platform/int_parse.h"
 
 namespace {
 
@@ -145,7 +145,7 @@ void ListParses(Family& family) {
     Calyx::DMSClientChecker checker("", "", false);
     for (const std::string& text : kNumberTexts) {
         std::ostringstream line;
-        line << '"' << text << "\" " << Calyx::detail::Strtol32(text.c_str()) << ' '
+        line << '"' << text << "\" " << Calyx::detail::ParseSaturatingInt32(text.c_str()) << ' '
              << Calyx::client_detail::ParseRangeBound(text);
         for (int value :
              {0, 5, 1080, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {

@@ -1,12 +1,13 @@
 #include "client_view.h"
 
 #include "calyx/client.h"
+#include "calyx/client_list.h"
 #include "calyx/core.h"
 
 namespace calyx_tool {
 
 std::string ClientListPath() {
-    return Calyx::ResolveFixedPath("/var/packages/Calyx/etc/client_list.json");
+    return Calyx::ResolveFixedPath(Calyx::kClientListFixedPath);
 }
 
 std::vector<std::pair<std::string, bool>> CheckerFlags(const Calyx::DMSClientChecker& c) {

@@ -152,7 +152,7 @@ void RunShow(const ClientsOptions& o) {
 // A user's profile choice must name a profile the server knows: one of the profile list,
 // or the library's own "Default Profile". Without a list to check, --force is needed.
 void CheckProfileChoice(const ClientsOptions& o) {
-    if (o.force || o.profileName == "Default Profile")
+    if (o.force || o.profileName == Calyx::kDefaultProfileName)
         return;
     if (o.profiles.empty())
         UsageFail("set-profile: give --profiles to check that " + Quoted(o.profileName) +

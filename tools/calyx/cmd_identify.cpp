@@ -152,7 +152,7 @@ LintReport LintWithSuggestion(const Json::Value& profileDocument, Json::Value& s
             taken.insert(p["profileName"].asString());
     const std::string base = suggestion["profileName"].asString();
     std::string name = base;
-    for (int n = 2; taken.count(name) != 0 || name == "Default Profile"; ++n)
+    for (int n = 2; taken.count(name) != 0 || name == Calyx::kDefaultProfileName; ++n)
         name = base + " " + std::to_string(n);
     suggestion["profileName"] = name;
     extended["ProfileList"].append(suggestion);
@@ -242,8 +242,8 @@ void RunIdentify(const IdentifyOptions& o) {
             OrNone(o.ip) + "\n";
     std::string how = out["userSelected"].asBool()
                           ? "chosen by the user; automatic match " + Quoted(orig)
-                      : orig == "Default Profile" ? "no record matched"
-                                                  : "matched";
+                      : orig == Calyx::kDefaultProfileName ? "no record matched"
+                                                           : "matched";
     std::vector<std::string> types;
     for (const auto& [name, on] : CheckerFlags(checker))
         if (on)
@@ -300,7 +300,7 @@ void RunIdentify(const IdentifyOptions& o) {
     }
 
     if (o.suggest) {
-        if (orig != "Default Profile") {
+        if (orig != Calyx::kDefaultProfileName) {
             out["suggestion"] = Json::Value();
             text += "suggestion: none needed, the client matched " + Quoted(orig) + "\n";
         } else {

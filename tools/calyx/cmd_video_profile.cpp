@@ -96,7 +96,7 @@ void RunVideoProfile(const VideoProfileOptions& o) {
     std::vector<ZEVO_MEDIA_INFO> items = CollectItems(o);
     ScopedProfileList profiles(o.profiles);
     Calyx::DMSClientChecker checker("", o.profile, false);
-    if (checker.m_agent == nullptr || o.profile == "Default Profile")
+    if (checker.m_agent == nullptr || o.profile == Calyx::kDefaultProfileName)
         Fail(o.profiles + ": no profile named " + Quoted(o.profile));
 
     Json::Value out(Json::objectValue);

@@ -68,15 +68,9 @@ public:
                 "video profile rule names no known condition, so it never matches");
             return;
         }
-        const std::vector<std::string> keys = Calyx::VideoProfileConditionKeys();
-        for (const std::string& piece : Calyx::StringExplode(rule, "#")) {
-            bool known = std::any_of(keys.begin(), keys.end(), [&](const std::string& k) {
-                return piece.find(k) != std::string::npos;
-            });
-            if (!known)
-                add(false, position, name, key,
-                    "rule piece " + Quoted(piece) + " names no known condition and is ignored");
-        }
+        for (const std::string& piece : Calyx::VideoRuleIgnoredPieces(rule))
+            add(false, position, name, key,
+                "rule piece " + Quoted(piece) + " names no known condition and is ignored");
         for (const Calyx::VideoRuleCondition& c : conditions) {
             const std::string where = c.key + c.value;
             if (c.isList) {
@@ -147,7 +141,7 @@ public:
         }
         const std::string& name = reading.profileName;
         ++report_.profiles;
-        if (name == "Default Profile")
+        if (name == Calyx::kDefaultProfileName)
             add(true, position, name, "profileName",
                 "a profile named \"Default Profile\" is never matched by name");
         auto seen = names_.find(name);

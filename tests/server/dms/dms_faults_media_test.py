@@ -12,7 +12,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from dms_lab import Lab, PORT, SERVER_IP, fail  # noqa: E402
+from dms_lab import Lab, PORT, SERVER_IP, fail, soap_action  # noqa: E402
 from dms_load_lab import (Workers, add_big_video, add_recorded_clients, media_url,  # noqa: E402
                           require_clean, scale, summary)
 
@@ -96,6 +96,16 @@ def main():
         results = workers.results()
         print("%d index changes; %s" % (changes, summary(results)))
         require_clean(results, "while the index changes")
+        # Totals are at most a second old: once the index has been still that long, a
+        # Browse counts what the index holds.
+        time.sleep(1.5)
+        status, answer = soap_action(clients[0][0], lab, "ContentDirectory", "Browse", [
+            ("ObjectID", "video"), ("BrowseFlag", "BrowseDirectChildren"), ("Filter", "*"),
+            ("StartingIndex", "0"), ("RequestedCount", "1"), ("SortCriteria", "")])
+        held = int(lab.psql("SELECT COUNT(*) FROM video").strip())
+        if status != 200 or answer.get("TotalMatches") != str(held):
+            fail("after the changes the video container counts %r (status %d), the index "
+                 "holds %d" % (answer.get("TotalMatches"), status, held))
         if lab.server.poll() is not None or lab.stop_server() != 0:
             fail("the server did not live through the changing media")
     print("PASS")
