@@ -7,9 +7,9 @@ tests), with the checks of .clang-tidy: any warning fails.
 BUILD_DIR is a built tree (the release build): its compile_commands.json says how each
 file is compiled and ninja's dependency log which headers it includes. A file that passed
 is remembered under BUILD_DIR/tidy/, keyed by the contents of the file, of every header it
-includes, of .clang-tidy, of its compile command and of the clang-tidy version, so a later
-run checks only what changed. Run it on a finished build, never beside one: ninja cuts a
-dependency log it finds half written.
+includes, of the .clang-tidy files, of its compile command and of the clang-tidy version,
+so a later run checks only what changed. Run it on a finished build, never beside one:
+ninja cuts a dependency log it finds half written.
 """
 import argparse
 import concurrent.futures
@@ -67,8 +67,12 @@ def main():
 
     version = subprocess.run([CLANG_TIDY, "--version"], check=True, capture_output=True,
                              text=True).stdout
-    with open(os.path.join(SOURCE_ROOT, ".clang-tidy"), "rb") as f:
-        config = f.read()
+    config = b""
+    for folder in ("",) + CHECKED_FOLDERS:
+        path = os.path.join(SOURCE_ROOT, folder, ".clang-tidy")
+        if os.path.exists(path):
+            with open(path, "rb") as f:
+                config += path.encode() + f.read()
     deps = included_headers(build)
     digests = {}
     cache_dir = os.path.join(build, "tidy")
