@@ -17,6 +17,7 @@ import hashlib
 import json
 import os
 import re
+import shlex
 import subprocess
 import sys
 
@@ -39,6 +40,17 @@ def included_headers(build):
         elif current is not None:
             deps[current].append(os.path.normpath(os.path.join(build, line.strip())))
     return deps
+
+
+def object_of(unit):
+    """The object file a compile command writes ("output", or the argument of -o)."""
+    if "output" in unit:
+        return unit["output"]
+    args = unit.get("arguments") or shlex.split(unit["command"])
+    for i, arg in enumerate(args[:-1]):
+        if arg == "-o":
+            return args[i + 1]
+    return ""
 
 
 def file_digest(path, cache):
@@ -82,7 +94,7 @@ def main():
         h = hashlib.sha256(version.encode() + config)
         h.update((unit.get("command") or " ".join(unit.get("arguments", []))).encode())
         source = os.path.normpath(os.path.join(unit["directory"], unit["file"]))
-        obj = os.path.normpath(os.path.join(unit["directory"], unit.get("output", "")))
+        obj = os.path.normpath(os.path.join(unit["directory"], object_of(unit)))
         for path in [source] + sorted(deps.get(obj, [])):
             h.update(path.encode() + file_digest(path, digests).encode())
         # Without the dependency log the key cannot see the headers: never reuse it.
