@@ -138,10 +138,10 @@ void ReturnAnswer(GUPnPServiceAction* action, const PageAnswer& answer) {
         gupnp_service_action_return_error(action, answer.errorCode, answer.errorText);
         return;
     }
-    gupnp_service_action_set(action, "Result", G_TYPE_STRING, answer.didl.c_str(),
-                             "NumberReturned", G_TYPE_UINT, static_cast<guint>(answer.returned),
-                             "TotalMatches", G_TYPE_UINT, static_cast<guint>(answer.total),
-                             "UpdateID", G_TYPE_UINT, static_cast<guint>(answer.stamp), nullptr);
+    gupnp_service_action_set(action, "Result", G_TYPE_STRING, answer.didl.c_str(), "NumberReturned",
+                             G_TYPE_UINT, static_cast<guint>(answer.returned), "TotalMatches",
+                             G_TYPE_UINT, static_cast<guint>(answer.total), "UpdateID", G_TYPE_UINT,
+                             static_cast<guint>(answer.stamp), nullptr);
     gupnp_service_action_return_success(action);
 }
 
@@ -329,8 +329,8 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
         } else if (ok && object.kind == ObjectId::kItem) {
             return PageAnswer::Error(710, "No such container");
         } else if (ok) {
-            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit),
-                                 request.page, FormatObjectId(object), total);
+            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit), request.page,
+                                 FormatObjectId(object), total);
             ok = returned >= 0;
         }
     }
@@ -381,7 +381,8 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
         long long stamp = catalog.UpdateStamp();
         PageAnswer answer;
         DidlWriter didl(baseUrl_, *visit);
-        answer.returned = stamp < 0 ? -1 : WritePage(catalog, didl, listings, page, "", answer.total);
+        answer.returned =
+            stamp < 0 ? -1 : WritePage(catalog, didl, listings, page, "", answer.total);
         if (answer.returned < 0)
             return PageAnswer::Error(720, "Cannot process the request");
         answer.didl = didl.Finish();

@@ -94,7 +94,8 @@ TEST(CliClients, EraseKeepsIdentityAccessAndUserAgents) {
 TEST(CliClients, RootSelectsTheFixedPath) {
     TempDir root;
     WriteFile(root.path() + calyx_test::kClientListFixedPath, kList);
-    Json::Value list = ExpectJson(RunTool({"clients", "--root", root.path(), "list", "--json"}).out);
+    Json::Value list =
+        ExpectJson(RunTool({"clients", "--root", root.path(), "list", "--json"}).out);
     EXPECT_EQ(list["clients"].size(), 2u);
     EXPECT_EQ(list["file"].asString(), root.path() + calyx_test::kClientListFixedPath);
 }
@@ -172,7 +173,8 @@ TEST(CliClients, WritableFileInAnUnwritableDirectoryIsSaved) {
     ToolRun run = RunTool({"clients", "--file", dir.file("sub/c.json"), "deny", "aa:01"});
     chmod(dir.file("sub").c_str(), 0755);
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_FALSE(ExpectJson(ReadFile(dir.file("sub/c.json")))["ClientList"][0]["isAccess"].asBool());
+    EXPECT_FALSE(
+        ExpectJson(ReadFile(dir.file("sub/c.json")))["ClientList"][0]["isAccess"].asBool());
 }
 
 TEST(CliClients, ReadOnlyFileFailsAndStaysAsItWas) {

@@ -195,7 +195,8 @@ TEST(CliIdentify, MalformedInputsAreOneLineErrors) {
     run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"), "--mac", "m",
                    "-H", "a: b"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find(root.path() + kClientListFixedPath + ":2:"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(root.path() + kClientListFixedPath + ":2:"), std::string::npos)
+        << run.err;
 }
 
 TEST(CliIdentify, RecordedRequestsChooseTheirHandlerByMethod) {
@@ -205,8 +206,8 @@ TEST(CliIdentify, RecordedRequestsChooseTheirHandlerByMethod) {
               "HTTP/1.1\nUser-Agent: Get/1\n");
     Json::Value out =
         ExpectJson(RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
-                           "--mac", "m", "--requests", root.file("h.txt"), "--json"})
-                      .out);
+                            "--mac", "m", "--requests", root.file("h.txt"), "--json"})
+                       .out);
     EXPECT_EQ(out["entry"]["browse_user-agent"].asString(), "Ctl/1");
     EXPECT_EQ(out["entry"]["open_user-agent"].asString(), "Get/1");
     EXPECT_FALSE(out["entry"].isMember("browse_soapaction"));  // skipped by the client list

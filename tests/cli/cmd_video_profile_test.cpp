@@ -29,15 +29,15 @@ TEST(CliVideoProfile, ItemFromOptionsPicksTheFirstMatchingNameInNameOrder) {
     EXPECT_NE(run.out.find("b_hd"), std::string::npos) << run.out;
 
     out = ExpectJson(RunTool({"video-profile", "-p", dir.file("p.json"), "-n", "TV", "--container",
-                             "MPEGTS", "--video-codec", "H264", "--frame-rate", "30000/1001",
-                             "--channels", "6", "--json"})
-                        .out);
+                              "MPEGTS", "--video-codec", "H264", "--frame-rate", "30000/1001",
+                              "--channels", "6", "--json"})
+                         .out);
     EXPECT_EQ(out["items"][0]["videoProfile"].asString(), "c_ts");  // item values are lowered
     EXPECT_EQ(out["items"][0]["item"]["frame_rate_den"].asInt(), 1001);
 
     out = ExpectJson(RunTool({"video-profile", "-p", dir.file("p.json"), "-n", "TV", "--path",
-                             "/v/a.avi", "--json"})
-                        .out);
+                              "/v/a.avi", "--json"})
+                         .out);
     EXPECT_EQ(out["items"][0]["videoProfile"].asString(), "");
 }
 

@@ -16,9 +16,7 @@ using calyx_test::ReadFile;
 using calyx_test::SplitLines;
 using calyx_test::TempDir;
 
-namespace {
-
-}  // namespace
+namespace {}  // namespace
 
 TEST(LogThreads, EightWritersAcrossRotations) {
     constexpr int kThreads = 8;
