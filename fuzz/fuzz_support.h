@@ -7,6 +7,19 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+// The leak checker exists only in sanitizer builds; a plain build (the replay of the
+// corpus on another target, say) has nothing to pause.
+#if defined(__SANITIZE_ADDRESS__)
+#define CALYX_FUZZ_LEAK_CHECKER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(leak_sanitizer)
+#define CALYX_FUZZ_LEAK_CHECKER 1
+#endif
+#endif
+#ifdef CALYX_FUZZ_LEAK_CHECKER
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace calyx_fuzz {
 
 [[noreturn]] void PropertyFailed(const char* file, int line, const char* condition,
@@ -26,6 +39,23 @@ void RemoveUnderRoot(const std::string& absolute);
 // Logging goes to a file under the root at the highest level, so that every logging
 // path of the code under test is exercised.
 void OpenLogUnderRoot();
+
+// While one lives, allocations are not reported as leaks (where a leak checker runs).
+class LeakChecksPaused {
+public:
+    LeakChecksPaused() {
+#ifdef CALYX_FUZZ_LEAK_CHECKER
+        __lsan_disable();
+#endif
+    }
+    ~LeakChecksPaused() {
+#ifdef CALYX_FUZZ_LEAK_CHECKER
+        __lsan_enable();
+#endif
+    }
+    LeakChecksPaused(const LeakChecksPaused&) = delete;
+    LeakChecksPaused& operator=(const LeakChecksPaused&) = delete;
+};
 
 // Printable rendering of a byte string for failure messages.
 std::string Show(const std::string& bytes);

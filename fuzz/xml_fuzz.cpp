@@ -1,7 +1,6 @@
 // The XML helpers over documents parsed from fuzzed text: every node of the tree is
 // queried, and the helpers' answers agree with each other and with the tree.
 #include <ixml.h>
-#include <sanitizer/lsan_interface.h>
 
 #include <cstdint>
 #include <cstring>
@@ -92,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     {
         // The ixml parser itself leaks on some malformed documents; only the helpers'
         // own allocations are checked for leaks.
-        __lsan::ScopedDisabler parserLeaksIgnored;
+        calyx_fuzz::LeakChecksPaused parserLeaksIgnored;
         parsed = ixmlParseBufferEx(text.c_str(), &doc);
     }
     if (parsed != IXML_SUCCESS || doc == nullptr) {
