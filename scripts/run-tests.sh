@@ -41,7 +41,7 @@ step "release build"
 cmake --preset release -S "$src" >/dev/null
 cmake --build "$src/build/release" -j "$jobs"
 
-step "clang-tidy over src/, tools/ and server/"
+step "clang-tidy over src/, tools/, indexer/ and server/"
 python3 "$src/scripts/tidy.py" "$src/build/release" -j "$jobs"
 
 step "install and package checks: outside consumer, lintian, example host (ctest -L install)"

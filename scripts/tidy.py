@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""clang-tidy over the library, the tool and the server (src/, tools/, server/; not the
-tests), with the checks of .clang-tidy: any warning fails.
+"""clang-tidy over the library, the tool, the indexer and the server (src/, tools/,
+indexer/, server/; not the tests), with the checks of .clang-tidy: any warning fails.
 
     scripts/tidy.py BUILD_DIR [-j JOBS]
 
@@ -22,7 +22,7 @@ import subprocess
 import sys
 
 SOURCE_ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-CHECKED_FOLDERS = ("src", "tools", "server")
+CHECKED_FOLDERS = ("src", "tools", "indexer", "server")
 CLANG_TIDY = "clang-tidy"
 
 
@@ -75,7 +75,7 @@ def main():
     folders = tuple(os.path.join(SOURCE_ROOT, d) + os.sep for d in CHECKED_FOLDERS)
     units = [c for c in commands if os.path.normpath(c["file"]).startswith(folders)]
     if not units:
-        sys.exit("tidy: no file of src/, tools/ or server/ in " + build)
+        sys.exit("tidy: no file of src/, tools/, indexer/ or server/ in " + build)
 
     version = subprocess.run([CLANG_TIDY, "--version"], check=True, capture_output=True,
                              text=True).stdout

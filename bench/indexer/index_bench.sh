@@ -8,7 +8,7 @@
 # its database holds every file). Peers that are not installed are installed when running
 # as root (with services kept from starting), else skipped.
 #
-# The tree: the tiny files of tests/server/indexer/make_media.sh, copied under many names into
+# The tree: the tiny files of tests/indexer/make_media.sh, copied under many names into
 # folders of 100.
 set -euo pipefail
 tool=$(realpath "$1")
@@ -39,7 +39,7 @@ report() {  # NAME FILES SECONDS
 }
 
 echo "== making $files files under $work/tree"
-bash "$src/tests/server/indexer/make_media.sh" "$work/seed" >/dev/null
+bash "$src/tests/indexer/make_media.sh" "$work/seed" >/dev/null
 samples=(video/h264_aac.mkv video/h264_aac.mp4 video/mpeg4_mp3.avi music/with_cover.mp3
     music/tone.flac music/tone.m4a photo/picture.jpg photo/picture.png)
 for ((i = 0; i < files; i++)); do

@@ -222,6 +222,11 @@ CALYX_EXPORT std::vector<std::string> AgentTypeNamesOf(uint32_t bits);
 /// The names of the capability option bits set in `bits`, in table order.
 CALYX_EXPORT std::vector<std::string> AgentCapabilityNamesOf(uint32_t bits);
 
+/// The names of the agents the profile list load made ("profileName" of each agent), in
+/// load order, each once: exactly the profiles DMSClientChecker can find. Empty before
+/// InitProfileList and after ReleaseClientList. Not safe while a load or release runs.
+CALYX_EXPORT std::vector<std::string> LoadedProfileNames();
+
 /// One condition of a video-profile rule as the matcher reads it.
 struct VideoRuleCondition {
     std::string key;      ///< the key text with its "@", e.g. "resolutionx@"

@@ -215,6 +215,12 @@ struct Error {
 /// otherwise `fixedPath` as it stands. The variable is read on every call.
 CALYX_EXPORT std::string ResolveFixedPath(const std::string& fixedPath);
 
+/// Creates the folder `path` and every missing folder above it (mode 0755, less the
+/// umask), as "mkdir -p" does; folders that exist already are fine. False when one cannot
+/// be made or a part of the path is not a folder: `error` (when not null) then names that
+/// part and the system error. The one directory maker of the library's programs.
+CALYX_EXPORT bool MakeDirectories(const std::string& path, Error* error);
+
 /// Why the file at `path` cannot be read as a file, checked through the same guarded open
 /// the library's own readers use (which never waits on a FIFO): "" when it opens as a
 /// regular file; otherwise a short reason that names the kind, e.g. "is a FIFO", "is a

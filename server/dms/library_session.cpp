@@ -1,10 +1,9 @@
 #include "library_session.h"
 
-#include <sys/stat.h>
-
 #include "calyx/client.h"
 #include "calyx/client_list.h"
 #include "calyx/core.h"
+#include "clients/client_list_keeper.h"
 
 namespace calyx_dms {
 
@@ -12,20 +11,12 @@ namespace {
 
 const char kLogFixedPath[] = "/var/packages/Calyx/var/calyx-dms.log";
 
-// Creates the directories above `path` (mode 0755); existing ones are fine.
+// Creates the folders above `path`; a failure shows when the file is opened.
 void MakeParentDirectories(const std::string& path) {
-    std::string partial;
-    for (const std::string& piece : Calyx::StringExplode(Calyx::FileGetPathDirName(path), "/")) {
-        partial += "/" + piece;
-        mkdir(partial.c_str(), 0755);
-    }
+    Calyx::MakeDirectories(Calyx::FileGetPathDirName(path), nullptr);
 }
 
 }  // namespace
-
-std::string ClientListPath() {
-    return Calyx::ResolveFixedPath(Calyx::kClientListFixedPath);
-}
 
 LibrarySession::LibrarySession(const Options& options)
     : options_(options), texts_(options.language) {}

@@ -11,9 +11,6 @@
 
 namespace calyx_dms {
 
-// The client list file: the library's fixed path under the root prefix.
-std::string ClientListPath();
-
 class LibrarySession {
 public:
     explicit LibrarySession(const Options& options);

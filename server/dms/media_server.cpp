@@ -10,22 +10,24 @@
 #include <optional>
 #include <vector>
 
-#include "access_gate.h"
-#include "admin_server.h"
+#include "admin/admin_server.h"
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
-#include "catalog.h"
-#include "client_list_keeper.h"
-#include "connection_manager.h"
-#include "content_directory.h"
+#include "clients/access_gate.h"
+#include "clients/client_list_keeper.h"
+#include "clients/client_sightings.h"
+#include "clients/renderer_watch.h"
+#include "clients/request_visits.h"
+#include "common/server_paths.h"
+#include "content/catalog.h"
+#include "content/query_workers.h"
 #include "database_setting.h"
-#include "description.h"
+#include "http/media_http.h"
 #include "library_session.h"
-#include "media_http.h"
-#include "query_workers.h"
-#include "renderer_watch.h"
-#include "server_paths.h"
+#include "upnp/connection_manager.h"
+#include "upnp/content_directory.h"
+#include "upnp/description.h"
 
 namespace calyx_dms {
 
@@ -127,8 +129,11 @@ int RunMediaServer(const Options& options) {
     if (scratch.path().empty() || !WriteDescriptions(scratch.path(), identity, error))
         return Fail(scratch.path().empty() ? "cannot create a temporary directory" : error);
 
-    // Identify every request and turn denied clients away before any handler runs.
-    AccessGate gate(gupnp_context_get_server(context.get()), session.clients());
+    // Identify every request and turn denied clients away before any handler runs; each
+    // visit travels with its request and counts as a sighting of its client.
+    ClientSightings sightings;
+    RequestVisits visits(sightings);
+    AccessGate gate(gupnp_context_get_server(context.get()), session.clients(), visits);
 
     GObjectPtr<GUPnPRootDevice> device(gupnp_root_device_new(context.get(), kDescriptionPath + 1,
                                                              scratch.path().c_str(), &gerror));
@@ -156,9 +161,8 @@ int RunMediaServer(const Options& options) {
     ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
     // The settings page, only when a password hash is configured (there is no default).
     std::optional<AdminServer> admin;
-    if (!options.adminPasswordHash.empty()) {
-        admin.emplace(gupnp_context_get_server(context.get()), session.clients(), session.texts(),
-                      options);
+    if (!options.admin.passwordHash.empty()) {
+        admin.emplace(session.clients(), session.texts(), sightings, options.admin);
         if (!admin->Start(gupnp_context_get_port(context.get()), error))
             return Fail(error);
         std::cout << "calyx-dms: settings page at " << admin->Url() << std::endl;

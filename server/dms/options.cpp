@@ -6,8 +6,6 @@
 
 #include <iostream>
 
-#include "admin_options.h"
-
 namespace calyx_dms {
 
 bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
@@ -37,15 +35,15 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     app.add_option("--query-threads", o.queryThreads,
                    "Threads answering Browse and Search, each with its own database connection")
         ->check(CLI::Range(1u, 64u));
-    AddAdminOptions(app, o);
+    AddAdminOptions(app, o.admin);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        exitCode = o.hashPassword ? o.hashExitCode : app.exit(e);
+        exitCode = o.admin.hashPassword ? o.admin.hashExitCode : app.exit(e);
         return false;
     }
     if (config->count() > 0)
-        o.configFile = config->as<std::string>();
+        o.admin.configFile = config->as<std::string>();
     return true;
 }
 

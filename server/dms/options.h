@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "admin/admin_options.h"
+
 namespace calyx_dms {
 
 struct Options {
@@ -19,13 +21,8 @@ struct Options {
     bool discoverRenderers = true;
     unsigned saveInterval = 2;  // seconds between checks of the client list
     unsigned queryThreads = 2;  // threads (each with its database connection) for Browse/Search
-    std::string configFile;     // the file named by --config ("" = none)
     // The settings page: off unless a password hash is configured.
-    std::string adminAddress = "127.0.0.1";
-    unsigned adminPort = 8201;
-    std::string adminPasswordHash;  // crypt(3) SHA-512 hash made by --hash-password
-    bool hashPassword = false;      // --hash-password ran instead of the server
-    int hashExitCode = 0;
+    AdminSettings admin;
 };
 
 // Reads the flags (and the file named by --config). Prints help or an error and returns

@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -114,6 +115,21 @@ void DMSClientChecker::ReleaseClientList() {
         delete agent;
     }
     gDMSAgentList.clear();
+}
+
+std::vector<std::string> LoadedProfileNames() {
+    std::vector<std::string> names;
+    try {
+        for (const Agent* agent : gDMSAgentList) {
+            if (agent != nullptr &&
+                std::find(names.begin(), names.end(), agent->m_profileName) == names.end()) {
+                names.push_back(agent->m_profileName);
+            }
+        }
+    } catch (const std::exception&) {  // out of memory: no list rather than an exception
+        names.clear();
+    }
+    return names;
 }
 
 Agent* DMSClientChecker::GetAgent(const std::string& profileName) {

@@ -1,5 +1,6 @@
 // The library log: one process-wide file, leveled, flushed per line and rotated past
 // 5 MiB into gzip-compressed generations "<path>.N.gz".
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -55,6 +56,23 @@ void RefreshStamp() {
     }
 }
 
+// Opens the log for appending as fopen(path, "a") would, but through the file operations
+// table, so that tests can make the open fail. The lines themselves are written through
+// stdio's buffer, which the table does not cover: a failed write of a log line is not
+// reported anywhere, so no test needs to make one fail.
+FILE* OpenLogStream(const char* path) {
+    const detail::FileOps& ops = detail::CurrentFileOps();
+    int fd = ops.open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        return nullptr;
+    }
+    FILE* stream = fdopen(fd, "a");
+    if (stream == nullptr) {
+        ops.close(fd);
+    }
+    return stream;
+}
+
 // Moves the full log aside as "<path>.N" (N the first number whose archive
 // "<path>.N.gz" does not exist), compresses it and reopens the log. Lock held.
 void RotateLocked() {
@@ -78,7 +96,7 @@ void RotateLocked() {
             syslog(LOG_ERR, "Failed to archive DMS logs %s", name);
         }
     }
-    gLogStream = fopen(gLogPath, "a");
+    gLogStream = OpenLogStream(gLogPath);
 }
 
 }  // namespace
@@ -113,7 +131,7 @@ int DMSLOGInit(const char* path) {
         return 0;
     }
     snprintf(gLogPath, sizeof gLogPath, "%s", path);
-    gLogStream = fopen(path, "a");
+    gLogStream = OpenLogStream(path);
     return gLogStream != nullptr ? 1 : 0;
 }
 
@@ -175,7 +193,8 @@ void DMSPrintf(DMSLOG_LEVEL level, const char* format, ...) {
     fflush(gLogStream);
 
     struct stat st;
-    if (fstat(fileno(gLogStream), &st) == 0 && st.st_size > detail::kLogRotateSize) {
+    if (detail::CurrentFileOps().fstat(fileno(gLogStream), &st) == 0 &&
+        st.st_size > detail::kLogRotateSize) {
         RotateLocked();
     }
     pthread_mutex_unlock(&gLogLock);

@@ -22,9 +22,18 @@ int SystemStat(const char* path, struct stat* st) {
     return ::stat(path, st);
 }
 
+int SystemLstat(const char* path, struct stat* st) {
+    return ::lstat(path, st);
+}
+
+int SystemFstat(int fd, struct stat* st) {
+    return ::fstat(fd, st);
+}
+
 const FileOps kSystemFileOps = {
-    SystemOpen, ::close, ::read,     ::write,  ::fsync,  ::rename,   ::unlink,
-    ::readlink, ::flock, ::mkostemp, ::fchmod, ::fchown, SystemStat, RunProgramAndWait,
+    SystemOpen, ::close,     ::read,      ::write,           ::fsync,  ::rename,
+    ::unlink,   ::readlink,  ::flock,     ::mkostemp,        ::fchmod, ::fchown,
+    SystemStat, SystemLstat, SystemFstat, RunProgramAndWait,
 };
 
 }  // namespace

@@ -26,6 +26,8 @@ struct FileOps {
     int (*fchmod)(int fd, mode_t mode);
     int (*fchown)(int fd, uid_t owner, gid_t group);
     int (*stat)(const char* path, struct stat* st);
+    int (*lstat)(const char* path, struct stat* st);
+    int (*fstat)(int fd, struct stat* st);
     // RunProgramAndWait (platform/run_program.h).
     int (*run)(const char* const argv[]);
 };

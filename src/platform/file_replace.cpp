@@ -76,13 +76,14 @@ void SyncDirectory(const std::string& dir) {
 mode_t DefaultCreationMode(const std::string& dir) {
     mode_t mode = 0644;
 #ifdef O_TMPFILE
-    int probe = open(dir.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+    const FileOps& ops = CurrentFileOps();
+    int probe = ops.open(dir.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
     if (probe >= 0) {
         struct stat st;
-        if (fstat(probe, &st) == 0) {
+        if (ops.fstat(probe, &st) == 0) {
             mode = st.st_mode & 07777;
         }
-        close(probe);
+        ops.close(probe);
     }
 #endif
     return mode;
@@ -96,7 +97,7 @@ int TakeOverAttributes(int fd, const std::string& dir, const struct stat* old) {
         return ops.fchmod(fd, DefaultCreationMode(dir)) != 0 ? errno : 0;
     }
     struct stat mine;
-    if (fstat(fd, &mine) != 0) {
+    if (ops.fstat(fd, &mine) != 0) {
         return errno;
     }
     if ((mine.st_uid != old->st_uid || mine.st_gid != old->st_gid) &&
@@ -151,7 +152,7 @@ int RewriteInPlace(const std::string& target, const std::string& bytes) {
     }
     int error = 0;
     struct stat st;
-    if (fstat(fd, &st) != 0) {
+    if (ops.fstat(fd, &st) != 0) {
         error = errno;
     }
     // Once open, a reader of a FIFO and a device are written to at their own pace.
@@ -204,7 +205,7 @@ int ResolveFinalTarget(const std::string& path, std::string& target) {
     target = path;
     for (int hop = 0; hop < kMaxSymlinkHops; ++hop) {
         struct stat st;
-        if (lstat(target.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) {
+        if (ops.lstat(target.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) {
             return 0;
         }
         std::vector<char> link(static_cast<size_t>(st.st_size > 0 ? st.st_size : 255) + 2);
@@ -222,8 +223,9 @@ int ResolveFinalTarget(const std::string& path, std::string& target) {
 }
 
 int WriteResolvedFile(const std::string& target, const std::string& bytes) {
+    const FileOps& ops = CurrentFileOps();
     struct stat st;
-    if (stat(target.c_str(), &st) != 0) {
+    if (ops.stat(target.c_str(), &st) != 0) {
         if (errno != ENOENT) {
             return errno;
         }

@@ -241,3 +241,29 @@ TEST_F(ProfileListTest, LoadedRulesAreUsedForVideoProfiles) {
 }
 
 }  // namespace
+
+namespace {
+
+// The names a host may offer for a client: exactly the agents the load made, in order,
+// each once, including names that are not JSON strings and none of the skipped entries.
+TEST_F(ProfileListTest, LoadedProfileNamesAreTheAgentsMade) {
+    EXPECT_TRUE(Calyx::LoadedProfileNames().empty());
+    ASSERT_TRUE(Load(R"({"ProfileList": [
+        {"profileName": "TV A", "dlna": "yes"},
+        {"profileName": 42},
+        {"profileName": true},
+        {"profileName": ["not", "text"]},
+        {"offendchars": "no name"},
+        "not an object",
+        {"profileName": "TV A", "xbox": "yes"},
+        {"profileName": "Player B"}
+    ]})"));
+    EXPECT_EQ(Calyx::LoadedProfileNames(),
+              (std::vector<std::string>{"TV A", "42", "true", "Player B"}));
+    for (const std::string& name : Calyx::LoadedProfileNames())
+        EXPECT_NE(DMSClientChecker::GetAgent(name), nullptr) << name;
+    DMSClientChecker::ReleaseClientList();
+    EXPECT_TRUE(Calyx::LoadedProfileNames().empty());
+}
+
+}  // namespace

@@ -124,6 +124,43 @@ int FailingRename(const char*, const char*) {
     return -1;
 }
 
+int FailingOpen(const char*, int, mode_t) {
+    errno = EMFILE;
+    return -1;
+}
+
+int gFstatCalls = 0;
+int CountingFstat(int fd, struct stat* st) {
+    ++gFstatCalls;
+    return fstat(fd, st);
+}
+
+TEST_F(LogFaults, OpeningTheLogGoesThroughTheFileOperations) {
+    std::string path = dir_.file("dms.log");
+    {
+        Calyx::detail::FileOps ops = Calyx::detail::SystemFileOps();
+        ops.open = FailingOpen;
+        Calyx::detail::ScopedFileOps failing(ops);
+        EXPECT_EQ(Calyx::DMSLOGInit(path.c_str()), 0);
+    }
+    EXPECT_FALSE(FileExists(path));
+    ASSERT_EQ(Calyx::DMSLOGInit(path.c_str()), 1);
+    Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "opened\n");
+    EXPECT_NE(ReadFile(path).find(" opened\n"), std::string::npos);
+}
+
+TEST_F(LogFaults, TheSizeCheckAfterEachLineGoesThroughTheFileOperations) {
+    std::string path = dir_.file("dms.log");
+    ASSERT_EQ(Calyx::DMSLOGInit(path.c_str()), 1);
+    gFstatCalls = 0;
+    Calyx::detail::FileOps ops = Calyx::detail::SystemFileOps();
+    ops.fstat = CountingFstat;
+    Calyx::detail::ScopedFileOps counting(ops);
+    Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "one\n");
+    Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "two\n");
+    EXPECT_EQ(gFstatCalls, 2);
+}
+
 TEST_F(LogFaults, RotationThatCannotRenameKeepsTheLogWholeAndGoesOn) {
     std::string path = dir_.file("dms.log");
     std::string full(static_cast<size_t>(Calyx::detail::kLogRotateSize), 'o');

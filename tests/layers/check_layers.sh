@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Checks the arrows between the library's layers (docs/architecture.md) against what the
-# build lets each layer include: for every layer and every folder of src/ with internal
-# headers, an include of one of that folder's headers must compile exactly when the layer
-# may use the folder, and fail because the header is not found otherwise.
+# Checks the arrows between the library's layers and the programs' parts
+# (docs/architecture.md) against what the build lets each include: for every layer or
+# part and every folder with internal headers (of src/, indexer/ and server/dms/), an
+# include of one of that folder's headers must compile exactly when the layer or part may
+# use the folder, and fail because the header is not found otherwise.
 #   check_layers.sh COMPILER SOURCE_DIR INCLUDES_DIR TARGET=FOLDER...
 # INCLUDES_DIR holds TARGET.includes, the include directories of each target, one a line.
 set -uo pipefail
@@ -19,11 +20,22 @@ declare -A may_use=(
     [client]="dmsutils platform"
     [db]="dmsutils platform"
     [host]="dmsutils platform"
-    [public]=""  # the tool and the server: public headers only
+    # The programs see the library's public headers only, and the parts named here.
+    [tool]="indexer"
+    [indexer]=""
+    [clients]="common"
+    [content]="clients common indexer"
+    [upnp]="content clients common indexer"
+    [http]="content clients common indexer"
+    [admin]="clients common"
+    [dms]="admin clients common content http upnp indexer"  # the composition root
 )
-# One internal header of each folder that has them.
-probes=(platform/file_ops.h dmsutils/int_arith.h client/client_list_state.h
-    db/pq_expbuffer.h host/media_type_word.h)
+# One internal header of each folder that has them, under its source folder.
+probes=(src/platform/file_ops.h src/dmsutils/int_arith.h src/client/client_list_state.h
+    src/db/pq_expbuffer.h src/host/media_type_word.h indexer/indexed_path.h
+    server/dms/common/server_paths.h server/dms/clients/client_road.h
+    server/dms/content/catalog.h server/dms/upnp/didl.h server/dms/http/byte_range.h
+    server/dms/admin/admin_page.h)
 
 failures=0
 checked=0
@@ -42,9 +54,10 @@ for pair in "$@"; do
     while IFS= read -r dir; do
         [[ -n $dir ]] && flags+=("-I$dir")
     done <"$includes_dir/$target.includes"
-    for probe in "${probes[@]}"; do
-        [[ -f $source_dir/src/$probe ]] || { fail "probe $probe is missing"; continue; }
-        probe_folder=${probe%%/*}
+    for source_probe in "${probes[@]}"; do
+        [[ -f $source_dir/$source_probe ]] || { fail "probe $source_probe is missing"; continue; }
+        probe_folder=$(basename "$(dirname "$source_probe")")
+        probe=$probe_folder/$(basename "$source_probe")
         allowed=no
         for f in "$folder" ${may_use[$folder]}; do
             [[ $f == "$probe_folder" ]] && allowed=yes
@@ -65,10 +78,17 @@ for pair in "$@"; do
     done
 done
 
-# A relative include would step around the scopes.
-if relative=$(grep -rnE '#[[:space:]]*include[[:space:]]*"\.\./' "$source_dir/src"); then
-    fail "relative includes in src/:"
+# A relative include would step around the scopes; so would a part's header included by
+# its bare name from a file beside it, which the compiler finds without any scope.
+if relative=$(grep -rnE '#[[:space:]]*include[[:space:]]*"\.\./' "$source_dir/src" \
+    "$source_dir/indexer" "$source_dir/server"); then
+    fail "relative includes:"
     echo "$relative"
+fi
+if bare=$(grep -rnE '#[[:space:]]*include[[:space:]]*"[^/"]+\.h"' "$source_dir/indexer" \
+    "$source_dir/server/dms"/*/); then
+    fail "a part's header included without its folder:"
+    echo "$bare"
 fi
 
 echo "$checked layer includes checked, $failures failures"

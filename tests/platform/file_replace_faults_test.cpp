@@ -61,6 +61,19 @@ ssize_t InterruptedWrite(int fd, const void* data, size_t size) {
     return write(fd, data, size < 3 ? size : 3);  // short writes too
 }
 
+int FailingStat(const char*, struct stat*) {
+    errno = EACCES;
+    return -1;
+}
+int FailingFstat(int, struct stat*) {
+    errno = EIO;
+    return -1;
+}
+int FailingLstat(const char*, struct stat*) {
+    errno = ENAMETOOLONG;
+    return -1;
+}
+
 class FileReplaceFaults : public testing::Test {
 protected:
     void SetUp() override { calyx_test::WriteFile(Path(), kOld); }
@@ -116,6 +129,23 @@ TEST_F(FileReplaceFaults, InterruptedCallsAreRepeated) {
     EXPECT_EQ(gInterruptions, 0);
     EXPECT_EQ(ReadFile(Path()), kNew);
     EXPECT_EQ(ListDirectory(dir_.path()), std::vector<std::string>{"settings.json"});
+}
+
+// The save looks at the old file and the temporary one through the table as well.
+TEST_F(FileReplaceFaults, FailedStatOfTheTargetIsReturned) {
+    EXPECT_EQ(SaveWith([](FileOps& ops) { ops.stat = FailingStat; }), EACCES);
+    ExpectOldFileWholeAndAlone();
+}
+
+TEST_F(FileReplaceFaults, FailedFstatOfTheTemporaryFileKeepsTheOldFile) {
+    EXPECT_EQ(SaveWith([](FileOps& ops) { ops.fstat = FailingFstat; }), EIO);
+    ExpectOldFileWholeAndAlone();
+}
+
+TEST_F(FileReplaceFaults, FailedLstatWhileFollowingLinksIsTakenAsNoLink) {
+    // Without lstat no link can be seen: the path itself is written, as for a plain file.
+    EXPECT_EQ(SaveWith([](FileOps& ops) { ops.lstat = FailingLstat; }), 0);
+    EXPECT_EQ(ReadFile(Path()), kNew);
 }
 
 TEST_F(FileReplaceFaults, TheSystemTableReplacesTheFile) {

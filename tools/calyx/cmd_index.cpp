@@ -6,8 +6,8 @@
 #include <iostream>
 #include <memory>
 
-#include "indexer.h"
-#include "progress_text.h"
+#include "indexer/indexer.h"
+#include "indexer/progress_text.h"
 #include "tool.h"
 
 namespace calyx_tool {

@@ -92,13 +92,12 @@ void ApplyRoot(const std::string& root) {
 }
 
 void CreateParentDirectories(const std::string& file) {
-    const std::filesystem::path dir = std::filesystem::path(file).parent_path();
+    const std::string dir = std::filesystem::path(file).parent_path().string();
     if (dir.empty())
         return;
-    std::error_code error;
-    std::filesystem::create_directories(dir, error);
-    if (error)
-        Fail(dir.string() + ": cannot create the directory: " + error.message());
+    Calyx::Error error;
+    if (!Calyx::MakeDirectories(dir, &error))
+        Fail(error.message);
 }
 
 namespace {

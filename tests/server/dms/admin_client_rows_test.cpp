@@ -1,7 +1,7 @@
 // The settings page's client rows: one per entry with a MAC address, filter and sort.
 #include <gtest/gtest.h>
 
-#include "admin_client_rows.h"
+#include "admin/admin_client_rows.h"
 #include "admin_sample_clients.h"
 
 namespace calyx_dms {

@@ -1,8 +1,8 @@
 // The settings page's generated HTML escapes every client text.
 #include <gtest/gtest.h>
 
-#include "admin_client_rows.h"
-#include "admin_page.h"
+#include "admin/admin_client_rows.h"
+#include "admin/admin_page.h"
 #include "admin_sample_clients.h"
 #include "calyx/i18n.h"
 

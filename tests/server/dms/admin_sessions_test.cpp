@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "admin_sessions.h"
+#include "admin/admin_sessions.h"
 
 namespace calyx_dms {
 namespace {

@@ -1,7 +1,7 @@
 // Byte ranges of media requests.
 #include <gtest/gtest.h>
 
-#include "byte_range.h"
+#include "http/byte_range.h"
 
 namespace calyx_dms {
 namespace {

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <string>
 
-#include "config_setting.h"
+#include "admin/config_setting.h"
 #include "support/test_support.h"
 
 namespace calyx_dms {

@@ -11,6 +11,7 @@ the form token and a connection to the client-side address are refused with noth
 changed. The switch for new clients is saved in the configuration and applies at start;
 the page speaks the configured language."""
 
+import html
 import json
 import os
 import re
@@ -155,7 +156,22 @@ def main():
             f.write("# calyx-dms settings\nadmin-password-hash = %s\nadmin-port = %d\n"
                     "database = \"host=%s port=%s\"\n"
                     % (hashed, ADMIN_PORT, os.environ["PGHOST"], os.environ.get("PGPORT", "5432")))
-        lab.start_server("--config", config)
+        # The shipped profiles and one whose name is a JSON number, which the library loads
+        # (as "2024"): the drop-down must offer exactly the agents the library made.
+        with open(os.path.join(lab.source, "data/profiles.json")) as f:
+            # The shipped list opens with comments, which the library's reader allows.
+            profile_list = json.loads(re.sub(r"^\s*//.*$", "", f.read(), flags=re.M))
+        profile_list["ProfileList"].append({"profileName": 2024, "dlna": "yes"})
+        profiles = os.path.join(lab.tmp, "profiles.json")
+        with open(profiles, "w") as f:
+            json.dump(profile_list, f)
+        loaded = []
+        for entry in profile_list["ProfileList"]:
+            name = entry.get("profileName") if isinstance(entry, dict) else None
+            if isinstance(name, (str, int)) and not isinstance(name, bool) and \
+                    str(name) not in loaded:
+                loaded.append(str(name))
+        lab.start_server("--config", config, profiles=profiles)
         if "settings page at " + ADMIN_URL not in lab.server_output():
             fail("the server does not name its settings page:\n" + lab.server_output())
 
@@ -191,6 +207,11 @@ def main():
             fail("the list page has no form token")
         _, headers, page = admin_curl(lab, ADMIN_URL, jar=jar)
         check_csp(headers, "list page")
+        select = re.search(r"<select[^>]*>(.*?)</select>", page, re.S)
+        offered = [html.unescape(v) for v in re.findall(r'<option value="([^"]*)"',
+                                                        select.group(1) if select else "")]
+        if offered != [""] + loaded:
+            fail("the profile drop-down offers %r, the library loaded %r" % (offered, loaded))
         if MARKUP in page:
             fail("the list page carries the device's markup unescaped")
 
@@ -287,7 +308,22 @@ def main():
             fail("the server did not stop cleanly")
         with open(config, "a") as f:
             f.write("language = ger\n")
-        lab.start_server("--config", config)
+        # The shipped profiles and one whose name is a JSON number, which the library loads
+        # (as "2024"): the drop-down must offer exactly the agents the library made.
+        with open(os.path.join(lab.source, "data/profiles.json")) as f:
+            # The shipped list opens with comments, which the library's reader allows.
+            profile_list = json.loads(re.sub(r"^\s*//.*$", "", f.read(), flags=re.M))
+        profile_list["ProfileList"].append({"profileName": 2024, "dlna": "yes"})
+        profiles = os.path.join(lab.tmp, "profiles.json")
+        with open(profiles, "w") as f:
+            json.dump(profile_list, f)
+        loaded = []
+        for entry in profile_list["ProfileList"]:
+            name = entry.get("profileName") if isinstance(entry, dict) else None
+            if isinstance(name, (str, int)) and not isinstance(name, bool) and \
+                    str(name) not in loaded:
+                loaded.append(str(name))
+        lab.start_server("--config", config, profiles=profiles)
         _, headers, page = admin_curl(lab, ADMIN_URL)
         if '<html lang="de">' not in page or "Passwort" not in page:
             fail("the page is not in the configured language:\n" + page)

@@ -235,9 +235,10 @@ class Lab:
         return ids
 
     # --- the server --------------------------------------------------------------------
-    def start_server(self, *extra, drop_env=(), log_level=2):
+    def start_server(self, *extra, drop_env=(), log_level=2, profiles=None):
         """Starts calyx-dms in the server namespace (environment variables in `drop_env`
-        left out) and waits until it serves."""
+        left out; the shipped profile list unless `profiles` names another) and waits
+        until it serves."""
         log = os.path.join(self.tmp, "server.out")
         # TMPDIR: the server's own temporary folder stays in the lab's, even after a kill.
         env = dict(os.environ, CALYX_ROOT=self.root, TMPDIR=self.tmp,
@@ -246,7 +247,7 @@ class Lab:
             env.pop(name, None)
         args = ["ip", "netns", "exec", self.server_ns, self.server_binary, "--interface",
                 "br0", "--port", str(PORT), "--profiles",
-                os.path.join(self.source, "data/profiles.json"), "--log",
+                profiles or os.path.join(self.source, "data/profiles.json"), "--log",
                 os.path.join(self.tmp, "calyx-dms.log"), "--log-level", str(log_level), *extra]
         self.server_out = open(log, "w")
         self.server = subprocess.Popen(args, stdout=self.server_out, stderr=subprocess.STDOUT,

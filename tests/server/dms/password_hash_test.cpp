@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "password_hash.h"
+#include "admin/password_hash.h"
 
 namespace calyx_dms {
 namespace {

@@ -1,6 +1,6 @@
 // The server's query workers: jobs run off the calling thread, several at once, and their
 // replies come back on the main context in order; stopping answers everything queued.
-#include "query_workers.h"
+#include "content/query_workers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // ContentDirectory search and sort criteria, as the server turns them into SQL.
 #include <gtest/gtest.h>
 
-#include "search_criteria.h"
+#include "content/search_criteria.h"
 
 namespace calyx_dms {
 namespace {

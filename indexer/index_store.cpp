@@ -1,0 +1,210 @@
+// Writing rows with parameterised statements: values never pass through SQL text.
+#include "indexer/index_store.h"
+
+#include <stdlib.h>
+#include <time.h>
+
+#include <memory>
+
+namespace calyx_indexer {
+
+namespace {
+
+struct ResultClearer {
+    void operator()(PGresult* result) const { PQclear(result); }
+};
+using ResultPtr = std::unique_ptr<PGresult, ResultClearer>;
+
+// libpq's message on one line: its line breaks and indents become single blanks.
+std::string OneLine(const char* message) {
+    std::string line;
+    bool blank = false;
+    for (const char* c = message; *c != '\0'; ++c) {
+        const bool space = *c == '\n' || *c == '\t' || *c == ' ';
+        if (space && !line.empty())
+            blank = true;
+        if (!space) {
+            if (blank)
+                line += ' ';
+            line += *c;
+            blank = false;
+        }
+    }
+    return line;
+}
+
+constexpr const char* kItemTables[] = {"video", "music", "photo", "playlist", "directory"};
+
+// The columns an item row writes, in the order of ItemValues.
+constexpr const char* kItemColumns[] = {
+    "parent_id",     "path",          "title",          "artist",         "album",
+    "genre",         "mime_type",     "filesize",       "duration",       "audio_bitrate",
+    "frame_bitrate", "video_bitrate", "frame_rate_num", "frame_rate_den", "samplerate",
+    "channel",       "resolutionx",   "resolutiony",    "video_codec",    "container_type",
+    "audio_codec",   "track",         "year",           "rotation",       "date",
+    "mdate",         "thumbnail",
+};
+constexpr size_t kItemColumnCount = sizeof kItemColumns / sizeof kItemColumns[0];
+
+std::vector<std::string> ItemValues(const ItemRow& row) {
+    const ProbedMedia& m = *row.media;
+    using std::to_string;
+    return {to_string(row.parentId),
+            row.indexedPath,
+            row.title,
+            m.artist,
+            m.album,
+            m.genre,
+            m.mimeType,
+            to_string(row.size),
+            to_string(m.duration),
+            to_string(m.audioBitrate),
+            to_string(m.frameBitrate),
+            to_string(m.videoBitrate),
+            to_string(m.frameRateNum),
+            to_string(m.frameRateDen),
+            to_string(m.sampleRate),
+            to_string(m.channels),
+            to_string(m.width),
+            to_string(m.height),
+            m.videoCodec,
+            m.container,
+            m.audioCodec,
+            to_string(m.track),
+            to_string(m.year),
+            to_string(m.rotation),
+            m.date,
+            to_string(row.mtime),
+            m.thumbnail};
+}
+
+std::string InsertStatement(const std::string& table) {
+    std::string columns, values;
+    for (size_t i = 0; i < kItemColumnCount; ++i) {
+        columns += std::string(kItemColumns[i]) + ", ";
+        values += "$" + std::to_string(i + 1) + ", ";
+    }
+    return "INSERT INTO " + table + " (" + columns + "cdate) VALUES (" + values + "$" +
+           std::to_string(kItemColumnCount + 1) + ")";
+}
+
+std::string UpdateStatement(const std::string& table) {
+    std::string sets;
+    for (size_t i = 0; i < kItemColumnCount; ++i)
+        sets += std::string(i ? ", " : "") + kItemColumns[i] + " = $" + std::to_string(i + 1);
+    return "UPDATE " + table + " SET " + sets + " WHERE id = $" +
+           std::to_string(kItemColumnCount + 1);
+}
+
+}  // namespace
+
+IndexStore::~IndexStore() {
+    if (conn_ != nullptr)
+        PQfinish(conn_);
+}
+
+bool IndexStore::Open(const std::string& conninfo) {
+    conn_ = PQconnectdb(conninfo.empty() ? "dbname=calyx user=admin" : conninfo.c_str());
+    if (conn_ == nullptr || PQstatus(conn_) != CONNECTION_OK) {
+        error_ = "cannot connect to the media index: " +
+                 OneLine(conn_ ? PQerrorMessage(conn_) : "out of memory");
+        return false;
+    }
+    PQsetClientEncoding(conn_, "UTF8");
+    PQsetNoticeProcessor(
+        conn_, [](void*, const char*) {}, nullptr);
+    ResultPtr schema(PQexec(conn_, MediaIndexSchemaSql()));
+    if (PQresultStatus(schema.get()) != PGRES_COMMAND_OK) {
+        error_ = "cannot apply the media index schema: " + OneLine(PQerrorMessage(conn_));
+        return false;
+    }
+    // One run per database schema: a second one would race the first over the same rows.
+    ResultPtr lock(
+        Run("SELECT pg_try_advisory_lock(hashtext('calyx index ' || current_schema()))", {}));
+    if (!lock)
+        return false;
+    if (std::string(PQgetvalue(lock.get(), 0, 0)) != "t") {
+        error_ = "another index run is writing this media index; try again when it has finished";
+        return false;
+    }
+    return true;
+}
+
+PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>& params) {
+    std::vector<const char*> values;
+    for (const std::string& param : params)
+        values.push_back(param.c_str());
+    PGresult* result = PQexecParams(conn_, sql.c_str(), static_cast<int>(values.size()), nullptr,
+                                    values.data(), nullptr, nullptr, 0);
+    const ExecStatusType status = PQresultStatus(result);
+    if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
+        error_ = OneLine(PQerrorMessage(conn_));
+        PQclear(result);
+        return nullptr;
+    }
+    return result;
+}
+
+bool IndexStore::RunCommand(const std::string& sql, const std::vector<std::string>& params) {
+    return ResultPtr(Run(sql, params)) != nullptr;
+}
+
+bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
+    for (const char* table : kItemTables) {
+        ResultPtr result(
+            Run(std::string("SELECT id, path, filesize, mdate, thumbnail FROM ") + table, {}));
+        if (!result)
+            return false;
+        const int count = PQntuples(result.get());
+        rows.reserve(rows.size() + static_cast<size_t>(count));
+        for (int i = 0; i < count; ++i) {
+            IndexedRow& row = rows[PQgetvalue(result.get(), i, 1)];
+            row.table = table;
+            row.id = strtoll(PQgetvalue(result.get(), i, 0), nullptr, 10);
+            row.size = strtoll(PQgetvalue(result.get(), i, 2), nullptr, 10);
+            row.mtime = strtoll(PQgetvalue(result.get(), i, 3), nullptr, 10);
+            row.thumbnail = PQgetvalue(result.get(), i, 4);
+        }
+    }
+    return true;
+}
+
+bool IndexStore::Begin() {
+    return RunCommand("BEGIN", {});
+}
+
+bool IndexStore::Commit() {
+    return RunCommand("COMMIT", {});
+}
+
+int64_t IndexStore::InsertFolder(const std::string& indexedPath, const std::string& title,
+                                 int64_t parentId, int64_t mtime) {
+    ResultPtr result(
+        Run("INSERT INTO directory (parent_id, path, title, mdate, cdate) VALUES ($1, $2, $3, $4, "
+            "$5) RETURNING id",
+            {std::to_string(parentId), indexedPath, title, std::to_string(mtime),
+             std::to_string(time(nullptr))}));
+    return result ? strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10) : 0;
+}
+
+bool IndexStore::UpdateFolderTime(int64_t id, int64_t mtime) {
+    return RunCommand("UPDATE directory SET mdate = $2 WHERE id = $1",
+                      {std::to_string(id), std::to_string(mtime)});
+}
+
+bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
+    const std::string table = MediaTableName(row.media->kind);
+    std::vector<std::string> values = ItemValues(row);
+    if (existingId == 0) {
+        values.push_back(std::to_string(time(nullptr)));
+        return RunCommand(InsertStatement(table), values);
+    }
+    values.push_back(std::to_string(existingId));
+    return RunCommand(UpdateStatement(table), values);
+}
+
+bool IndexStore::Delete(const std::string& table, int64_t id) {
+    return RunCommand("DELETE FROM " + table + " WHERE id = $1", {std::to_string(id)});
+}
+
+}  // namespace calyx_indexer

@@ -1,0 +1,88 @@
+// The media indexer: fills the media index database from the files under some folders.
+//
+// How a program uses it (the `calyx index` command and the media server do the same):
+//
+//     calyx_indexer::IndexOptions options;
+//     options.conninfo = "";                        // "": database "calyx", user "admin"
+//     options.folders = {"/srv/media"};
+//     options.thumbnailDir = "/var/cache/calyx/thumbnails";
+//     options.progress = [](const calyx_indexer::IndexProgress& p) { ... };
+//     calyx_indexer::IndexSummary summary = calyx_indexer::RunIndex(options);
+//     if (!summary.error.empty()) { /* nothing was indexed: say why */ }
+//
+// RunIndex applies the schema, walks the folders, probes every new or changed file in a
+// pool of worker processes forked for the run, and writes rows in transactions. It
+// blocks until the run ends and never throws. The server should call it from a thread
+// of its own (a run on an unchanged tree takes well under a second per 10,000 files, a
+// first run much longer) and not start a second run meanwhile: a second run on the same
+// database and schema fails at once with an error. The workers run only the probing
+// code and exit with the run; they take no part in the caller's threads or state.
+//
+// Paths in the index are UTF-8: bytes of a file name that are not valid UTF-8 are written
+// as "%XX" and "%" itself as "%25". DecodeIndexedPath turns an indexed path back into the
+// name to open (indexer/indexed_path.h).
+#ifndef CALYX_INDEXER_INDEXER_H
+#define CALYX_INDEXER_INDEXER_H
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "indexer/indexed_path.h"
+
+namespace calyx_indexer {
+
+// Where a run stands, reported after every file and at most a few times a second.
+struct IndexProgress {
+    size_t filesDone = 0;   // files finished (unchanged, indexed or failed)
+    size_t filesTotal = 0;  // files found by the walk
+    double filesPerSecond = 0;
+    std::string currentFolder;  // folder of the last file finished (as indexed)
+    bool finished = false;      // the last report of a run
+};
+
+struct IndexOptions {
+    // libpq connection string; empty: database "calyx" as the user "admin", host and port
+    // from PGHOST and PGPORT (the connection the library's MediaDB makes).
+    std::string conninfo;
+    std::vector<std::string> folders;  // absolute or relative; each must be a readable folder
+    int probeTimeoutSeconds = 10;      // a worker busy longer on one file is killed
+    int workers = 0;                   // 0: one per processor
+    std::string thumbnailDir;          // empty: no thumbnails are made
+    std::function<void(const IndexProgress&)> progress;  // may be empty
+    // Called just before a file is handed to the worker process `worker`; may be empty.
+    std::function<void(const std::string& path, pid_t worker)> onProbeStart;
+};
+
+struct FailedFile {
+    std::string path;  // as indexed (see DecodeIndexedPath)
+    std::string reason;
+};
+
+struct IndexSummary {
+    std::string error;     // non-empty when the run could not start or stopped early
+    size_t added = 0;      // files that got a new row
+    size_t changed = 0;    // files whose row was rewritten
+    size_t removed = 0;    // rows of files that are gone or no longer readable media
+    size_t unchanged = 0;  // files whose size and modification time were as indexed
+    size_t failed = 0;     // files that could not be indexed
+    size_t foldersAdded = 0;
+    size_t foldersRemoved = 0;
+    std::vector<FailedFile> failures;  // the first ones, in the order met
+    double seconds = 0;
+};
+
+// Runs one indexing run. Never throws.
+IndexSummary RunIndex(const IndexOptions& options);
+
+// The MIME type the index records for a container (as MediaContainerName gives it) and
+// kind ("video", "music", "photo" or "playlist"); for photos `codec` decides. Unknown
+// combinations give "application/octet-stream".
+std::string MediaMimeType(const std::string& kind, const std::string& container,
+                          const std::string& codec);
+
+}  // namespace calyx_indexer
+
+#endif  // CALYX_INDEXER_INDEXER_H

@@ -1,0 +1,116 @@
+// Thumbnails: decode one picture with libavcodec, scale it with libswscale, encode a JPEG.
+#include "indexer/thumbnail.h"
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
+
+#include <stdio.h>
+#include <unistd.h>
+
+#include "calyx/host.h"
+
+namespace calyx_indexer {
+
+namespace {
+
+// Enough packets to get past the decoder delay of any common video codec.
+constexpr int kMaxPacketsForFirstPicture = 500;
+
+// Sends packets of the stream until the decoder gives a picture.
+FramePtr DecodeFrom(AVFormatContext* format, AVCodecContext* decoder, int streamIndex) {
+    PacketPtr packet(av_packet_alloc());
+    FramePtr frame(av_frame_alloc());
+    if (!packet || !frame)
+        return nullptr;
+    for (int sent = 0; sent < kMaxPacketsForFirstPicture;) {
+        const bool more = av_read_frame(format, packet.get()) >= 0;
+        if (more && packet->stream_index != streamIndex) {
+            av_packet_unref(packet.get());
+            continue;
+        }
+        avcodec_send_packet(decoder, more ? packet.get() : nullptr);  // null: drain
+        av_packet_unref(packet.get());
+        ++sent;
+        if (avcodec_receive_frame(decoder, frame.get()) == 0)
+            return frame;
+        if (!more)
+            break;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+FramePtr DecodeFirstPicture(AVFormatContext* format, int streamIndex) {
+    const AVCodecParameters* parameters = format->streams[streamIndex]->codecpar;
+    const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
+    if (codec == nullptr)
+        return nullptr;
+    CodecPtr decoder(avcodec_alloc_context3(codec));
+    if (!decoder || avcodec_parameters_to_context(decoder.get(), parameters) < 0)
+        return nullptr;
+    decoder->thread_count = 1;  // one picture: threads would only add delay
+    if (avcodec_open2(decoder.get(), codec, nullptr) < 0)
+        return nullptr;
+    return DecodeFrom(format, decoder.get(), streamIndex);
+}
+
+std::string WriteJpegThumbnail(const AVFrame& picture, const std::string& path) {
+    int width = 0, height = 0;
+    Calyx::DMSGetThumbnailRes(picture.width, picture.height, &width, &height, kThumbnailSide);
+    if (picture.width <= 0 || picture.height <= 0 || width <= 0 || height <= 0)
+        return "picture has no size";
+
+    // The JPEG encoder takes full-range 4:2:0.
+    const AVPixelFormat jpegFormat = AV_PIX_FMT_YUVJ420P;
+    SwsContext* scaler =
+        sws_getContext(picture.width, picture.height, static_cast<AVPixelFormat>(picture.format),
+                       width, height, jpegFormat, SWS_BICUBIC, nullptr, nullptr, nullptr);
+    if (scaler == nullptr)
+        return "cannot scale this picture format";
+    FramePtr small(av_frame_alloc());
+    small->width = width;
+    small->height = height;
+    small->format = jpegFormat;
+    int rc = av_frame_get_buffer(small.get(), 0);
+    if (rc >= 0)
+        sws_scale(scaler, picture.data, picture.linesize, 0, picture.height, small->data,
+                  small->linesize);
+    sws_freeContext(scaler);
+    if (rc < 0)
+        return AvErrorText(rc);
+
+    const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_MJPEG);
+    CodecPtr encoder(codec ? avcodec_alloc_context3(codec) : nullptr);
+    if (!encoder)
+        return "no JPEG encoder";
+    encoder->width = width;
+    encoder->height = height;
+    encoder->pix_fmt = jpegFormat;
+    encoder->time_base = AVRational{1, 25};
+    encoder->flags |= AV_CODEC_FLAG_QSCALE;
+    encoder->global_quality = FF_QP2LAMBDA * 4;
+    small->quality = encoder->global_quality;
+    if ((rc = avcodec_open2(encoder.get(), codec, nullptr)) < 0 ||
+        (rc = avcodec_send_frame(encoder.get(), small.get())) < 0 ||
+        (rc = avcodec_send_frame(encoder.get(), nullptr)) < 0)
+        return AvErrorText(rc);
+    PacketPtr jpeg(av_packet_alloc());
+    if ((rc = avcodec_receive_packet(encoder.get(), jpeg.get())) < 0)
+        return AvErrorText(rc);
+
+    const std::string temporary = path + ".part" + std::to_string(getpid());
+    FILE* file = fopen(temporary.c_str(), "wb");
+    if (file == nullptr)
+        return "cannot write " + temporary;
+    const bool written = fwrite(jpeg->data, 1, static_cast<size_t>(jpeg->size), file) ==
+                         static_cast<size_t>(jpeg->size);
+    if (fclose(file) != 0 || !written || rename(temporary.c_str(), path.c_str()) != 0) {
+        unlink(temporary.c_str());
+        return "cannot write " + path;
+    }
+    return "";
+}
+
+}  // namespace calyx_indexer

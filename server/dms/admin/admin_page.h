@@ -1,0 +1,31 @@
+// The settings page's HTML, generated with every text from the client list escaped: client
+// data (names, addresses, profiles) is attacker-controlled and must only ever be text.
+#ifndef CALYX_DMS_ADMIN_PAGE_H
+#define CALYX_DMS_ADMIN_PAGE_H
+
+#include <string>
+#include <vector>
+
+#include "admin/admin_client_rows.h"
+#include "calyx/i18n.h"
+
+namespace calyx_dms {
+
+struct ClientsPageView {
+    std::vector<ClientRow> rows;        // already filtered and sorted
+    std::vector<std::string> profiles;  // names for the drop-down, in list order
+    std::string sort;
+    std::string filter;
+    std::string csrf;
+    std::string notice;
+    bool denyNewClients = false;
+};
+
+std::string RenderLoginPage(const Calyx::DMSStringBundle& texts, const std::string& notice);
+std::string RenderClientsPage(const Calyx::DMSStringBundle& texts, const ClientsPageView& view);
+// A short page for a refused change (expired form, not logged in).
+std::string RenderMessagePage(const Calyx::DMSStringBundle& texts, const std::string& message);
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_ADMIN_PAGE_H

@@ -1,0 +1,56 @@
+// The settings page: its own HTTP server on its own port (the loopback address by
+// default), never the port the media clients use. Lists the clients and changes their
+// profile choice and access, removes entries and switches the policy for new clients.
+#ifndef CALYX_DMS_ADMIN_SERVER_H
+#define CALYX_DMS_ADMIN_SERVER_H
+
+#include <libsoup/soup.h>
+
+#include <string>
+#include <vector>
+
+#include "admin/admin_options.h"
+#include "admin/admin_sessions.h"
+#include "calyx/client_list.h"
+#include "calyx/i18n.h"
+#include "clients/client_sightings.h"
+
+namespace calyx_dms {
+
+class AdminServer {
+public:
+    // `sightings` fill the "last seen" column; the drop-down of profiles offers the names
+    // of the agents the library has loaded. Everything borrowed must outlive this object.
+    AdminServer(Calyx::DMSClientList& list, const Calyx::DMSStringBundle& texts,
+                const ClientSightings& sightings, AdminSettings settings);
+    ~AdminServer();
+    AdminServer(const AdminServer&) = delete;
+    AdminServer& operator=(const AdminServer&) = delete;
+
+    // Starts listening; false with `error` set when the address or port cannot be used or
+    // the configured password hash is not one --hash-password makes.
+    bool Start(unsigned mediaPort, std::string& error);
+    // The address to open in a browser, once started.
+    std::string Url() const;
+
+    void Handle(SoupServerMessage* msg, const char* path);
+
+private:
+    void ShowClients(SoupServerMessage* msg, AdminSession& session);
+    void LogIn(SoupServerMessage* msg);
+    void ChangeClientFromForm(AdminSession& session, const std::string& mac,
+                              const std::string& action, const std::string& profile);
+    void ChangeNewClientPolicy(AdminSession& session, bool deny);
+
+    Calyx::DMSClientList& list_;
+    const Calyx::DMSStringBundle& texts_;
+    const AdminSettings settings_;
+    const ClientSightings& sightings_;
+    AdminSessions sessions_;
+    std::vector<std::string> profiles_;
+    SoupServer* server_ = nullptr;
+};
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_ADMIN_SERVER_H

@@ -1,0 +1,25 @@
+// ContentDirectory search criteria turned into SQL conditions over one media table.
+#ifndef CALYX_DMS_SEARCH_CRITERIA_H
+#define CALYX_DMS_SEARCH_CRITERIA_H
+
+#include <string>
+
+#include "calyx/types.h"
+
+namespace calyx_dms {
+
+// The properties Search understands, for GetSearchCapabilities.
+const char* SearchCapabilities();
+
+// Translates `criteria` ("*", or relations joined by "and"/"or" with parentheses) into a
+// condition on the rows of `table`. Relations: upnp:class "=" and "derivedfrom";
+// dc:title, dc:creator, upnp:artist, upnp:album, upnp:genre with "=", "!=", "contains",
+// "doesNotContain", "startsWith" and "exists". False for anything else.
+bool CriteriaToSql(const std::string& criteria, Calyx::MEDIA_TABLE_TYPE table, std::string& sql);
+
+// "+dc:title,-dc:date" as an ORDER BY list (id breaks ties); false for other properties.
+bool SortToSql(const std::string& sortCriteria, std::string& orderBy);
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_SEARCH_CRITERIA_H

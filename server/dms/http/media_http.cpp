@@ -1,0 +1,172 @@
+// Files are sent in pieces: the next piece is read when the previous one has been
+// written, so a large file never sits in memory whole.
+#include "http/media_http.h"
+
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "clients/client_road.h"
+#include "clients/request_visits.h"
+#include "common/server_paths.h"
+#include "content/media_facts.h"
+#include "http/byte_range.h"
+
+namespace calyx_dms {
+
+namespace {
+
+const size_t kPiece = size_t{256} * 1024;
+
+// A file being sent: what remains of the range and where it continues.
+struct Transfer {
+    int fd = -1;
+    long long offset = 0;
+    long long remaining = 0;
+    ~Transfer() {
+        if (fd >= 0)
+            close(fd);
+    }
+};
+
+// Appends the next piece to the body, or completes it (also when reading fails: the
+// client then sees a short body and the connection closes).
+void SendNextPiece(SoupServerMessage* msg, Transfer* t) {
+    SoupMessageBody* body = soup_server_message_get_response_body(msg);
+    if (t->remaining <= 0) {
+        soup_message_body_complete(body);
+        return;
+    }
+    size_t want =
+        t->remaining < static_cast<long long>(kPiece) ? static_cast<size_t>(t->remaining) : kPiece;
+    char* buffer = static_cast<char*>(g_malloc(want));
+    ssize_t got = pread(t->fd, buffer, want, t->offset);
+    if (got <= 0) {
+        g_free(buffer);
+        t->remaining = 0;
+        soup_message_body_complete(body);
+        return;
+    }
+    t->offset += got;
+    t->remaining -= got;
+    soup_message_body_append_take(body, reinterpret_cast<guchar*>(buffer), static_cast<gsize>(got));
+}
+
+// The row and file a path names: "/media/v/12.mkv" -> video row 12.
+bool ParseMediaPath(const char* path, const char* prefix, Calyx::MEDIA_TABLE_TYPE& table,
+                    long long& id) {
+    std::string rest = path + strlen(prefix);
+    if (rest.size() < 3 || rest[1] != '/' || !TableOfLetter(rest[0], table))
+        return false;
+    std::string number = rest.substr(
+        2, rest.find('.') == std::string::npos ? std::string::npos : rest.find('.') - 2);
+    ObjectId object;
+    if (!ParseObjectId(std::string(1, rest[0]) + number, object))
+        return false;
+    id = object.id;
+    return true;
+}
+
+void Fail(SoupServerMessage* msg, guint status) {
+    soup_server_message_set_status(msg, status, nullptr);
+}
+
+void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool thumbnail) {
+    const char* method = soup_server_message_get_method(msg);
+    bool head = strcmp(method, "HEAD") == 0;
+    if (!head && strcmp(method, "GET") != 0) {
+        soup_message_headers_replace(soup_server_message_get_response_headers(msg), "Allow",
+                                     "GET, HEAD");
+        return Fail(msg, SOUP_STATUS_METHOD_NOT_ALLOWED);
+    }
+    ClientVisit* visit = RequestVisits::Of(msg);
+    Entry entry{};
+    long long id = 0;
+    if (!visit || !ParseMediaPath(path, thumbnail ? kThumbPrefix : kMediaPrefix, entry.table, id) ||
+        (visit->checker->m_isMusicOnly && entry.table == Calyx::MEDIA_TABLE_VIDEO))
+        return Fail(msg, SOUP_STATUS_NOT_FOUND);
+    int found = catalog.Find(entry.table, id, entry.info);
+    if (found < 0)
+        return Fail(msg, SOUP_STATUS_SERVICE_UNAVAILABLE);
+    std::string file = thumbnail ? std::string(entry.info.thumbnail) : FilePathOf(entry.info);
+    if (found == 0 || file.empty() || (thumbnail && entry.table == Calyx::MEDIA_TABLE_MUSIC))
+        return Fail(msg, SOUP_STATUS_NOT_FOUND);
+
+    auto transfer = std::make_unique<Transfer>();
+    transfer->fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat st;
+    if (transfer->fd < 0 || fstat(transfer->fd, &st) != 0 || !S_ISREG(st.st_mode))
+        return Fail(msg, SOUP_STATUS_NOT_FOUND);
+
+    SoupMessageHeaders* request = soup_server_message_get_request_headers(msg);
+    SoupMessageHeaders* response = soup_server_message_get_response_headers(msg);
+    const char* rangeHeader = soup_message_headers_get_one(request, "Range");
+    ByteRange range = ParseByteRange(rangeHeader ? rangeHeader : "", st.st_size);
+    soup_message_headers_replace(response, "Accept-Ranges", "bytes");
+    if (range.result == ByteRange::kUnsatisfiable) {
+        soup_message_headers_replace(response, "Content-Range",
+                                     ("bytes */" + std::to_string(st.st_size)).c_str());
+        return Fail(msg, SOUP_STATUS_REQUESTED_RANGE_NOT_SATISFIABLE);
+    }
+    bool image = thumbnail || entry.table == Calyx::MEDIA_TABLE_PHOTO;
+    soup_message_headers_replace(response, "Content-Type",
+                                 thumbnail ? "image/jpeg" : MimeOf(entry.info).c_str());
+    soup_message_headers_replace(response, "transferMode.dlna.org",
+                                 image ? "Interactive" : "Streaming");
+    std::string features = thumbnail ? std::string(
+                                           "DLNA.ORG_PN=JPEG_TN;DLNA.ORG_OP=01;DLNA.ORG_CI=0;"
+                                           "DLNA.ORG_FLAGS=00f00000000000000000000000000000")
+                                     : DlnaFeatures(entry, *visit);
+    soup_message_headers_replace(response, "contentFeatures.dlna.org", features.c_str());
+    if (range.result == ByteRange::kPart) {
+        std::string contentRange = "bytes " + std::to_string(range.first) + "-" +
+                                   std::to_string(range.first + range.length - 1) + "/" +
+                                   std::to_string(st.st_size);
+        soup_message_headers_replace(response, "Content-Range", contentRange.c_str());
+    }
+    soup_server_message_set_status(
+        msg, range.result == ByteRange::kPart ? SOUP_STATUS_PARTIAL_CONTENT : SOUP_STATUS_OK,
+        nullptr);
+    soup_message_headers_set_content_length(response, range.length);
+    if (head)
+        return;
+
+    transfer->offset = range.first;
+    transfer->remaining = range.length;
+    Transfer* t = transfer.release();
+    g_object_set_data_full(G_OBJECT(msg), "calyx-dms-transfer", t,
+                           [](gpointer data) { delete static_cast<Transfer*>(data); });
+    soup_message_body_set_accumulate(soup_server_message_get_response_body(msg), FALSE);
+    g_signal_connect(msg, "wrote-chunk", G_CALLBACK(+[](SoupServerMessage* m, gpointer data) {
+                         SendNextPiece(m, static_cast<Transfer*>(data));
+                     }),
+                     t);
+    SendNextPiece(msg, t);
+}
+
+struct Handler {
+    Catalog* catalog;
+    bool thumbnail;
+};
+
+void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
+    Handler* h = static_cast<Handler*>(data);
+    HandleFile(msg, path, *h->catalog, h->thumbnail);
+}
+
+}  // namespace
+
+void ServeMedia(GUPnPContext* context, Catalog& catalog) {
+    for (bool thumbnail : {false, true}) {
+        std::string prefix = thumbnail ? kThumbPrefix : kMediaPrefix;
+        prefix.pop_back();  // the handler path has no trailing "/"
+        gupnp_context_add_server_handler(context, FALSE, prefix.c_str(), Serve,
+                                         new Handler{&catalog, thumbnail},
+                                         [](gpointer data) { delete static_cast<Handler*>(data); });
+    }
+}
+
+}  // namespace calyx_dms

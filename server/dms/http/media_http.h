@@ -1,0 +1,17 @@
+// GET and HEAD of indexed files and of their thumbnails: /media/<m|v|p>/<id>[.ext] and
+// /thumb/<v|p>/<id>.jpg. Only files that a row of the index names are ever opened.
+#ifndef CALYX_DMS_MEDIA_HTTP_H
+#define CALYX_DMS_MEDIA_HTTP_H
+
+#include <libgupnp/gupnp.h>
+
+#include "content/catalog.h"
+
+namespace calyx_dms {
+
+// Adds the two handlers to `context`; `catalog` must outlive it.
+void ServeMedia(GUPnPContext* context, Catalog& catalog);
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_MEDIA_HTTP_H

@@ -1,0 +1,396 @@
+#include "upnp/content_directory.h"
+
+#include <stdlib.h>
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+#include "calyx/core.h"
+#include "clients/client_road.h"
+#include "clients/request_visits.h"
+#include "content/media_facts.h"
+#include "content/search_criteria.h"
+#include "upnp/didl.h"
+
+namespace calyx_dms {
+
+// The paging arguments Browse and Search share.
+struct PageRequest {
+    long long offset = 0;
+    long long limit = 0;
+    std::string orderBy;
+};
+
+// What a worker found for Browse or Search: the page, or the UPnP error to answer.
+struct PageAnswer {
+    int errorCode = 0;
+    const char* errorText = "";
+    std::string didl;
+    long long returned = 0;
+    long long total = 0;
+    long long stamp = 0;
+
+    static PageAnswer Error(int code, const char* text) {
+        PageAnswer answer;
+        answer.errorCode = code;
+        answer.errorText = text;
+        return answer;
+    }
+};
+
+struct ContentDirectory::BrowseRequest {
+    ObjectId object;
+    bool metadata = false;
+    PageRequest page;
+};
+
+namespace {
+
+// Most objects one answer carries; a larger RequestedCount gets this many (NumberReturned
+// tells the client), so one request cannot make the server build a huge document.
+const long long kMaxPage = 2000;
+
+struct RootChild {
+    const char* id;
+    const char* textKey;
+    Calyx::MEDIA_TABLE_TYPE table;
+};
+
+const RootChild kRootChildren[] = {
+    {"music", "music", Calyx::MEDIA_TABLE_MUSIC},
+    {"video", "video", Calyx::MEDIA_TABLE_VIDEO},
+    {"photo", "photo", Calyx::MEDIA_TABLE_PHOTO},
+    {"folders", "folder", Calyx::MEDIA_TABLE_DIRECTORY},
+};
+
+// An action's text argument ("" when missing).
+std::string TextArgument(GUPnPServiceAction* action, const char* name) {
+    char* value = nullptr;
+    gupnp_service_action_get(action, name, G_TYPE_STRING, &value, nullptr);
+    std::string text = value ? value : "";
+    g_free(value);
+    return text;
+}
+
+// A ui4 argument: decimal digits only, at most 4294967295.
+bool Ui4Argument(GUPnPServiceAction* action, const char* name, long long& out) {
+    std::string text = TextArgument(action, name);
+    if (text.empty() || text.size() > 10 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    out = strtoll(text.c_str(), nullptr, 10);
+    return out <= 4294967295LL;
+}
+
+// Reads StartingIndex, RequestedCount and SortCriteria. On a bad one the action is
+// answered with its error and the result is false.
+bool ReadPageArguments(GUPnPServiceAction* action, PageRequest& page) {
+    long long count = 0;
+    if (!Ui4Argument(action, "StartingIndex", page.offset) ||
+        !Ui4Argument(action, "RequestedCount", count)) {
+        gupnp_service_action_return_error(action, 402, "Invalid Args");
+        return false;
+    }
+    page.limit = count == 0 ? kMaxPage : std::min(count, kMaxPage);
+    if (!SortToSql(TextArgument(action, "SortCriteria"), page.orderBy)) {
+        gupnp_service_action_return_error(action, 709, "Unsupported or invalid sort criteria");
+        return false;
+    }
+    return true;
+}
+
+// The visit stays with the request message, which the action holds until it is answered.
+ClientVisit* ActionVisit(GUPnPServiceAction* action) {
+    // The stack hands out a reference of its own: without the unref every answered
+    // message, with its whole answer, stayed in memory.
+    SoupServerMessage* message = gupnp_service_action_get_message(action);
+    ClientVisit* visit = RequestVisits::Of(message);
+    g_object_unref(message);
+    return visit;
+}
+
+bool Hidden(const ClientVisit& visit, Calyx::MEDIA_TABLE_TYPE table) {
+    return visit.checker->m_isMusicOnly && table == Calyx::MEDIA_TABLE_VIDEO;
+}
+
+std::string DirectoryTitle(const ZEVO_MEDIA_INFO& info) {
+    return info.title[0] ? info.title : Calyx::FileGetPathBaseName(FilePathOf(info));
+}
+
+std::string DirectoryParent(const ZEVO_MEDIA_INFO& info) {
+    return info.parent_id > 0 ? "d" + std::to_string(info.parent_id) : "folders";
+}
+
+// The children of a directory (or of "folders": the top directories) as listings.
+std::vector<Listing> DirectoryListings(long long id, const ClientVisit& visit) {
+    const std::string parent = "parent_id = " + std::to_string(id);
+    std::vector<Listing> listings = {{Calyx::MEDIA_TABLE_DIRECTORY, parent}};
+    if (id == 0)
+        return listings;
+    for (Calyx::MEDIA_TABLE_TYPE table :
+         {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO})
+        if (!Hidden(visit, table))
+            listings.push_back({table, parent});
+    return listings;
+}
+
+void ReturnAnswer(GUPnPServiceAction* action, const PageAnswer& answer) {
+    if (answer.errorCode != 0) {
+        gupnp_service_action_return_error(action, answer.errorCode, answer.errorText);
+        return;
+    }
+    gupnp_service_action_set(action, "Result", G_TYPE_STRING, answer.didl.c_str(), "NumberReturned",
+                             G_TYPE_UINT, static_cast<guint>(answer.returned), "TotalMatches",
+                             G_TYPE_UINT, static_cast<guint>(answer.total), "UpdateID", G_TYPE_UINT,
+                             static_cast<guint>(answer.stamp), nullptr);
+    gupnp_service_action_return_success(action);
+}
+
+void WriteRow(DidlWriter& didl, const Entry& row, const std::string& parentId) {
+    if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
+        didl.Container("d" + std::to_string(row.info.id), DirectoryParent(row.info),
+                       DirectoryTitle(row.info), -1, "object.container.storageFolder");
+    else
+        didl.Item(row, parentId.empty() ? ContainerIdOf(row.table) : parentId);
+}
+
+// A page of `listings` written into `didl`: the number of rows, or -1 when a query failed.
+long long WritePage(Catalog& catalog, DidlWriter& didl, const std::vector<Listing>& listings,
+                    const PageRequest& page, const std::string& parentId, long long& total) {
+    return catalog.Page(
+        listings, page.orderBy, page.offset, page.limit,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, total);
+}
+
+// The library's share of the request: identification, video profiles and formatting,
+// against everything from the request read to the answer made.
+void LogTiming(const char* action, const ClientVisit& visit, long long returned) {
+    if (Calyx::DMSLOGGetLevel() <= 1)
+        return;
+    long long whole = std::chrono::duration_cast<std::chrono::microseconds>(
+                          std::chrono::steady_clock::now() - visit.started)
+                          .count();
+    Calyx::DMSPrintf(Calyx::DMSLOG_DEBUG,
+                     "calyx-dms: %s of %lld objects for %s: library %lld us of %lld us\n", action,
+                     returned, visit.mac.c_str(), visit.libraryNanos / 1000, whole);
+}
+
+}  // namespace
+
+ContentDirectory::ContentDirectory(GUPnPService* service, Catalog& catalog,
+                                   std::vector<Catalog>& workerCatalogs, QueryWorkers& workers,
+                                   const Calyx::DMSStringBundle& texts, std::string baseUrl,
+                                   std::string rootTitle)
+    : catalog_(catalog),
+      workerCatalogs_(workerCatalogs),
+      workers_(workers),
+      texts_(texts),
+      baseUrl_(std::move(baseUrl)),
+      rootTitle_(std::move(rootTitle)) {
+    g_signal_connect(service, "action-invoked::Browse",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer self) {
+                         static_cast<ContentDirectory*>(self)->Browse(a);
+                     }),
+                     this);
+    g_signal_connect(service, "action-invoked::Search",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer self) {
+                         static_cast<ContentDirectory*>(self)->Search(a);
+                     }),
+                     this);
+    g_signal_connect(service, "action-invoked::GetSystemUpdateID",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer self) {
+                         static_cast<ContentDirectory*>(self)->GetSystemUpdateID(a);
+                     }),
+                     this);
+    g_signal_connect(service, "action-invoked::GetSearchCapabilities",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer) {
+                         gupnp_service_action_set(a, "SearchCaps", G_TYPE_STRING,
+                                                  SearchCapabilities(), nullptr);
+                         gupnp_service_action_return_success(a);
+                     }),
+                     nullptr);
+    g_signal_connect(service, "action-invoked::GetSortCapabilities",
+                     G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer) {
+                         gupnp_service_action_set(a, "SortCaps", G_TYPE_STRING, "dc:title,dc:date",
+                                                  nullptr);
+                         gupnp_service_action_return_success(a);
+                     }),
+                     nullptr);
+}
+
+void ContentDirectory::GetSystemUpdateID(GUPnPServiceAction* action) {
+    long long stamp = catalog_.UpdateStamp();
+    if (stamp < 0) {
+        gupnp_service_action_return_error(action, 501, "Action Failed");
+        return;
+    }
+    gupnp_service_action_set(action, "Id", G_TYPE_UINT, static_cast<guint>(stamp), nullptr);
+    gupnp_service_action_return_success(action);
+}
+
+void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit,
+                                      const char* name,
+                                      std::function<PageAnswer(Catalog&)> answer) {
+    // The action keeps its request message, and with it `visit`, until it is answered;
+    // until then only the worker touches the visit.
+    workers_.Submit([this, action, visit, name, answer = std::move(answer)](size_t worker) {
+        auto result = std::make_shared<PageAnswer>(answer(workerCatalogs_[worker]));
+        workers_.Reply([action, visit, name, result] {
+            // Logged first: answering hands the message, and with it the visit, back to
+            // the stack.
+            if (result->errorCode == 0)
+                LogTiming(name, *visit, result->returned);
+            ReturnAnswer(action, *result);
+        });
+    });
+}
+
+void ContentDirectory::Browse(GUPnPServiceAction* action) {
+    ClientVisit* visit = ActionVisit(action);
+    const std::string objectText = TextArgument(action, "ObjectID");
+    const std::string flag = TextArgument(action, "BrowseFlag");
+    if (!visit || (flag != "BrowseMetadata" && flag != "BrowseDirectChildren")) {
+        gupnp_service_action_return_error(action, 402, "Invalid Args");
+        return;
+    }
+    BrowseRequest request;
+    request.metadata = flag == "BrowseMetadata";
+    if (!ReadPageArguments(action, request.page))
+        return;
+    if (!ParseObjectId(objectText, request.object) || Hidden(*visit, request.object.table)) {
+        gupnp_service_action_return_error(action, 701, "No such object");
+        return;
+    }
+    AnswerOnWorker(action, visit, "Browse", [this, visit, request](Catalog& catalog) {
+        return AnswerBrowse(catalog, *visit, request);
+    });
+}
+
+PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
+                                          const BrowseRequest& request) const {
+    const ObjectId& object = request.object;
+    const long long offset = request.page.offset;
+    const long long limit = request.page.limit;
+    long long stamp = catalog.UpdateStamp();
+    DidlWriter didl(baseUrl_, visit);
+    long long returned = 0;
+    long long total = 0;
+    bool ok = true;
+
+    if (object.kind == ObjectId::kRoot) {
+        std::vector<const RootChild*> children;
+        for (const RootChild& child : kRootChildren)
+            if (!Hidden(visit, child.table))
+                children.push_back(&child);
+        if (request.metadata) {
+            didl.Container("0", "-1", rootTitle_, static_cast<long long>(children.size()),
+                           "object.container");
+            returned = total = 1;
+        } else {
+            total = static_cast<long long>(children.size());
+            for (long long i = offset; i < total && returned < limit; ++i, ++returned) {
+                const RootChild* child = children[static_cast<size_t>(i)];
+                long long childCount = child->table == Calyx::MEDIA_TABLE_DIRECTORY
+                                           ? catalog.Count(child->table, "parent_id = 0")
+                                           : catalog.Count(child->table, "");
+                didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
+                               "object.container.storageFolder");
+            }
+        }
+    } else if (object.kind == ObjectId::kTable || object.kind == ObjectId::kFolders) {
+        const RootChild* child = nullptr;
+        for (const RootChild& c : kRootChildren)
+            if (c.table == object.table)
+                child = &c;
+        if (request.metadata) {
+            long long childCount = object.kind == ObjectId::kFolders
+                                       ? catalog.Count(object.table, "parent_id = 0")
+                                       : catalog.Count(object.table, "");
+            ok = childCount >= 0;
+            didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
+                           "object.container.storageFolder");
+            returned = total = 1;
+        } else {
+            std::vector<Listing> listings = object.kind == ObjectId::kFolders
+                                                ? DirectoryListings(0, visit)
+                                                : std::vector<Listing>{{object.table, ""}};
+            returned = WritePage(catalog, didl, listings, request.page,
+                                 object.kind == ObjectId::kFolders ? "folders" : "", total);
+            ok = returned >= 0;
+        }
+    } else {
+        ZEVO_MEDIA_INFO info{};
+        int found = catalog.Find(object.table, object.id, info);
+        if (found == 0)
+            return PageAnswer::Error(701, "No such object");
+        ok = found > 0;
+        if (ok && request.metadata) {
+            WriteRow(didl, Entry{object.table, info}, "");
+            returned = total = 1;
+        } else if (ok && object.kind == ObjectId::kItem) {
+            return PageAnswer::Error(710, "No such container");
+        } else if (ok) {
+            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit), request.page,
+                                 FormatObjectId(object), total);
+            ok = returned >= 0;
+        }
+    }
+    if (!ok || stamp < 0)
+        return PageAnswer::Error(720, "Cannot process the request");
+    PageAnswer answer;
+    answer.didl = didl.Finish();
+    answer.returned = returned;
+    answer.total = total;
+    answer.stamp = stamp;
+    return answer;
+}
+
+void ContentDirectory::Search(GUPnPServiceAction* action) {
+    ClientVisit* visit = ActionVisit(action);
+    const std::string containerText = TextArgument(action, "ContainerID");
+    const std::string criteria = TextArgument(action, "SearchCriteria");
+    PageRequest page;
+    if (!visit) {
+        gupnp_service_action_return_error(action, 402, "Invalid Args");
+        return;
+    }
+    if (!ReadPageArguments(action, page))
+        return;
+    ObjectId container;
+    if (!ParseObjectId(containerText, container) || container.kind == ObjectId::kItem ||
+        Hidden(*visit, container.table)) {
+        gupnp_service_action_return_error(action, 710, "No such container");
+        return;
+    }
+    std::vector<Listing> listings;
+    for (Calyx::MEDIA_TABLE_TYPE table :
+         {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO}) {
+        if (Hidden(*visit, table) ||
+            (container.kind == ObjectId::kTable && container.table != table))
+            continue;
+        std::string condition;
+        if (!CriteriaToSql(criteria, table, condition)) {
+            gupnp_service_action_return_error(action, 708,
+                                              "Unsupported or invalid search criteria");
+            return;
+        }
+        if (container.kind == ObjectId::kDirectory)
+            condition += " AND parent_id = " + std::to_string(container.id);
+        listings.push_back({table, condition});
+    }
+    AnswerOnWorker(action, visit, "Search", [this, visit, listings, page](Catalog& catalog) {
+        long long stamp = catalog.UpdateStamp();
+        PageAnswer answer;
+        DidlWriter didl(baseUrl_, *visit);
+        answer.returned =
+            stamp < 0 ? -1 : WritePage(catalog, didl, listings, page, "", answer.total);
+        if (answer.returned < 0)
+            return PageAnswer::Error(720, "Cannot process the request");
+        answer.didl = didl.Finish();
+        answer.stamp = stamp;
+        return answer;
+    });
+}
+
+}  // namespace calyx_dms

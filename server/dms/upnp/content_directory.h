@@ -1,0 +1,53 @@
+// ContentDirectory:1 actions: Browse, Search and the capability and update-id queries.
+#ifndef CALYX_DMS_CONTENT_DIRECTORY_H
+#define CALYX_DMS_CONTENT_DIRECTORY_H
+
+#include <libgupnp/gupnp.h>
+
+#include <string>
+#include <vector>
+
+#include "calyx/i18n.h"
+#include "content/catalog.h"
+#include "content/query_workers.h"
+
+namespace calyx_dms {
+
+struct ClientVisit;
+struct PageAnswer;
+
+class ContentDirectory {
+public:
+    // Connects the action handlers of `service`; `baseUrl` ("http://ip:port") prefixes
+    // media URLs; `rootTitle` names the root container. Browse and Search read the index
+    // on `workers`, worker i through `workerCatalogs[i]`; the other actions use `catalog`
+    // on the main loop.
+    ContentDirectory(GUPnPService* service, Catalog& catalog, std::vector<Catalog>& workerCatalogs,
+                     QueryWorkers& workers, const Calyx::DMSStringBundle& texts,
+                     std::string baseUrl, std::string rootTitle);
+    ContentDirectory(const ContentDirectory&) = delete;
+    ContentDirectory& operator=(const ContentDirectory&) = delete;
+
+    void Browse(GUPnPServiceAction* action);
+    void Search(GUPnPServiceAction* action);
+    void GetSystemUpdateID(GUPnPServiceAction* action);
+
+private:
+    struct BrowseRequest;
+    PageAnswer AnswerBrowse(Catalog& catalog, ClientVisit& visit,
+                            const BrowseRequest& request) const;
+    // Runs `answer` on a worker and returns its result to `action` on the main loop.
+    void AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit, const char* name,
+                        std::function<PageAnswer(Catalog&)> answer);
+
+    Catalog& catalog_;
+    std::vector<Catalog>& workerCatalogs_;
+    QueryWorkers& workers_;
+    const Calyx::DMSStringBundle& texts_;
+    std::string baseUrl_;
+    std::string rootTitle_;
+};
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_CONTENT_DIRECTORY_H

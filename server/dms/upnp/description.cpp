@@ -1,0 +1,66 @@
+#include "upnp/description.h"
+
+#include <fstream>
+
+#include "calyx/core.h"
+#include "calyx/version.h"
+#include "common/server_paths.h"
+#include "upnp/scpd.h"
+
+namespace calyx_dms {
+
+namespace {
+
+std::string Element(const char* name, const std::string& text) {
+    return std::string("<") + name + ">" + Calyx::XMLEscape(text, nullptr) + "</" + name + ">";
+}
+
+std::string Service(const char* type, const char* id, const char* scpd, const char* control,
+                    const char* events) {
+    return std::string("<service>") + Element("serviceType", type) + Element("serviceId", id) +
+           Element("SCPDURL", scpd) + Element("controlURL", control) +
+           Element("eventSubURL", events) + "</service>";
+}
+
+std::string DeviceDescription(const DeviceIdentity& id) {
+    return std::string(
+               "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+               "<root xmlns=\"urn:schemas-upnp-org:device-1-0\" "
+               "xmlns:dlna=\"urn:schemas-dlna-org:device-1-0\">"
+               "<specVersion><major>1</major><minor>0</minor></specVersion><device>") +
+           Element("deviceType", "urn:schemas-upnp-org:device:MediaServer:1") +
+           Element("friendlyName", id.friendlyName) + Element("manufacturer", "Calyx") +
+           Element("modelDescription", "calyx-dms reference media server") +
+           Element("modelName", id.modelName) + Element("modelNumber", CALYX_VERSION_STRING) +
+           Element("serialNumber", id.serialNumber) + Element("UDN", id.udn) +
+           "<dlna:X_DLNADOC>DMS-1.50</dlna:X_DLNADOC><serviceList>" +
+           Service("urn:schemas-upnp-org:service:ContentDirectory:1",
+                   "urn:upnp-org:serviceId:ContentDirectory", "/ContentDirectory.xml",
+                   kContentDirectoryControl, "/ContentDirectory/events") +
+           Service("urn:schemas-upnp-org:service:ConnectionManager:1",
+                   "urn:upnp-org:serviceId:ConnectionManager", "/ConnectionManager.xml",
+                   kConnectionManagerControl, "/ConnectionManager/events") +
+           "</serviceList></device></root>\n";
+}
+
+bool WriteFile(const std::string& path, const std::string& text, std::string& error) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+    out.close();
+    if (!out) {
+        error = "cannot write " + path;
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool WriteDescriptions(const std::string& directory, const DeviceIdentity& identity,
+                       std::string& error) {
+    return WriteFile(directory + kDescriptionPath, DeviceDescription(identity), error) &&
+           WriteFile(directory + "/ContentDirectory.xml", ContentDirectoryScpd(), error) &&
+           WriteFile(directory + "/ConnectionManager.xml", ConnectionManagerScpd(), error);
+}
+
+}  // namespace calyx_dms

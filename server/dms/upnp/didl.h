@@ -1,0 +1,37 @@
+// DIDL-Lite answers made for one client: its video profiles name DLNA.ORG_PN, its offend
+// chars are removed from titles, durations and dates use the library's UPnP forms.
+#ifndef CALYX_DMS_DIDL_H
+#define CALYX_DMS_DIDL_H
+
+#include <string>
+
+#include "clients/client_road.h"
+#include "content/catalog.h"
+
+namespace calyx_dms {
+
+// The longer side of announced thumbnails (DLNA JPEG_TN).
+inline constexpr int kThumbnailSide = 160;
+
+class DidlWriter {
+public:
+    // `baseUrl` is "http://host:port" as the client reached the server.
+    DidlWriter(std::string baseUrl, ClientVisit& visit);
+
+    void Container(const std::string& id, const std::string& parentId, const std::string& title,
+                   long long childCount, const char* upnpClass);
+    void Item(const Entry& entry, const std::string& parentId);
+    // The whole document; the writer is done afterwards.
+    std::string Finish();
+
+private:
+    std::string Title(const std::string& text);
+
+    std::string baseUrl_;
+    ClientVisit& visit_;
+    std::string out_;
+};
+
+}  // namespace calyx_dms
+
+#endif  // CALYX_DMS_DIDL_H
