@@ -219,6 +219,31 @@ long long Catalog::SystemUpdateId() {
     return id;
 }
 
+long long Catalog::ReadUpdates(long long since, size_t limit,
+                               std::vector<ContainerUpdate>& changed) {
+    const long long id = QueryNumber(conn_, "SELECT system_update_id AS value FROM index_update");
+    if (id < 0)
+        return -1;
+    stamps_->Store(id);
+    if (limit == 0)
+        return id;
+    DBResult* result = nullptr;
+    const std::string sql =
+        "SELECT container, update_id FROM container_update WHERE update_id > " +
+        std::to_string(since) + " ORDER BY update_id, container LIMIT " + std::to_string(limit);
+    if (ZEVODBExecute(conn_, sql.c_str(), &result) != 0)
+        return -1;
+    DBRow row{};
+    while (ZEVODBFetchRow(result, &row) == 0) {
+        const char* container = ZEVODBFetchField(result, row, "container");
+        const char* value = ZEVODBFetchField(result, row, "update_id");
+        if (container && value)
+            changed.push_back({container, strtoll(value, nullptr, 10)});
+    }
+    ZEVODBFreeResult(result);
+    return id;
+}
+
 long long Catalog::ContainerUpdateId(const std::string& container) {
     const long long stamp = SystemUpdateId();
     const std::string key = "u" + container;

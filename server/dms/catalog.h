@@ -37,6 +37,12 @@ struct Listing {
     std::string condition;
 };
 
+// A container whose update id changed, as ContainerUpdateIDs names it.
+struct ContainerUpdate {
+    std::string container;
+    long long updateId;
+};
+
 // A row of the index with the table it came from.
 struct Entry {
     Calyx::MEDIA_TABLE_TYPE table;
@@ -92,6 +98,10 @@ public:
     // The stored update id of `container` ("0", "music", "folders", "d<id>", ...; 0 for one
     // never changed), kept like the counts; -1 when the query fails.
     long long ContainerUpdateId(const std::string& container);
+    // Reads the SystemUpdateID afresh (and keeps it for the other catalogs) and the
+    // containers whose update id is above `since`, lowest first, at most `limit` of them.
+    // Returns the SystemUpdateID, or -1 when a query fails.
+    long long ReadUpdates(long long since, size_t limit, std::vector<ContainerUpdate>& changed);
 
 private:
     static constexpr int kStampSeconds = 1;

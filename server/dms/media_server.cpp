@@ -26,6 +26,7 @@
 #include "query_workers.h"
 #include "renderer_watch.h"
 #include "server_paths.h"
+#include "update_events.h"
 
 namespace calyx_dms {
 
@@ -147,6 +148,7 @@ int RunMediaServer(const Options& options) {
     workers.emplace(workerCatalogs.size());
     ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, workerCatalogs, *workers,
                                       session.texts(), baseUrl, identity.friendlyName);
+    UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
     ServeMedia(context.get(), catalog);
 
@@ -195,6 +197,7 @@ int RunMediaServer(const Options& options) {
     g_timeout_add(kByeByeMilliseconds, quit, loop);
     g_main_loop_run(loop);
     g_main_loop_unref(loop);
+    updateEvents.Stop();
     workers->Stop();
     keeper.Check();
     if (Calyx::DMSLOGGetLevel() >= 1)
