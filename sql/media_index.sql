@@ -92,10 +92,12 @@ CREATE TABLE IF NOT EXISTS container_update (
 CREATE INDEX IF NOT EXISTS container_update_id_idx ON container_update (update_id);
 
 -- The media folders an indexer run was given, and since when (seconds since the epoch)
--- each has been missing; NULL while it is there.
+-- each has been missing (NULL while it is there); mount_point: it was a mount point when
+-- last seen, so finding it on its parent's device means that the mount is gone.
 CREATE TABLE IF NOT EXISTS media_folder (
-    path          text PRIMARY KEY,
-    missing_since bigint
+    path          text    PRIMARY KEY,
+    missing_since bigint,
+    mount_point   boolean NOT NULL DEFAULT false
 );
 
 -- Records one change: the global update id grows by one, every container named takes the

@@ -35,6 +35,17 @@ std::string OneLine(const char* message) {
 
 constexpr const char* kItemTables[] = {"video", "music", "photo", "playlist", "directory"};
 
+// A LIKE pattern for every path below `indexedPath` ("\" escapes LIKE's own characters).
+std::string LikeBelow(const std::string& indexedPath) {
+    std::string pattern;
+    for (char c : indexedPath) {
+        if (c == '%' || c == '_' || c == '\\')
+            pattern += '\\';
+        pattern += c;
+    }
+    return pattern + (indexedPath == "/" ? "%" : "/%");
+}
+
 // The columns an item row writes, in the order of ItemValues.
 constexpr const char* kItemColumns[] = {
     "parent_id",     "path",          "title",          "artist",         "album",
@@ -150,9 +161,73 @@ bool IndexStore::RunCommand(const std::string& sql, const std::vector<std::strin
 }
 
 bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
+    return LoadRowsWhere("", {}, rows);
+}
+
+bool IndexStore::LoadRowsAt(const std::string& indexedPath, bool descendants,
+                            std::unordered_map<std::string, IndexedRow>& rows) {
+    if (!descendants)
+        return LoadRowsWhere(" WHERE path = $1", {indexedPath}, rows);
+    return LoadRowsWhere(" WHERE path = $1 OR path LIKE $2", {indexedPath, LikeBelow(indexedPath)},
+                         rows);
+}
+
+int64_t IndexStore::FolderId(const std::string& indexedPath) {
+    ResultPtr result(Run("SELECT id FROM directory WHERE path = $1", {indexedPath}));
+    if (!result)
+        return -1;
+    return PQntuples(result.get()) == 0 ? 0 : strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10);
+}
+
+bool IndexStore::ReadMediaFolder(const std::string& indexedPath, bool& known,
+                                 int64_t& missingSince, bool& mountPoint) {
+    ResultPtr result(Run(
+        "SELECT COALESCE(missing_since, 0), mount_point FROM media_folder WHERE path = $1",
+        {indexedPath}));
+    if (!result)
+        return false;
+    known = PQntuples(result.get()) == 1;
+    missingSince = known ? strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10) : 0;
+    mountPoint = known && std::string(PQgetvalue(result.get(), 0, 1)) == "t";
+    return true;
+}
+
+bool IndexStore::WriteMediaFolder(const std::string& indexedPath, int64_t missingSince,
+                                  bool mountPoint) {
+    return RunCommand(
+        "INSERT INTO media_folder (path, missing_since, mount_point) VALUES ($1, NULLIF($2, 0), "
+        "$3) ON CONFLICT (path) DO UPDATE SET missing_since = EXCLUDED.missing_since, "
+        "mount_point = EXCLUDED.mount_point",
+        {indexedPath, std::to_string(missingSince), mountPoint ? "true" : "false"});
+}
+
+bool IndexStore::DeleteMediaFolder(const std::string& indexedPath) {
+    return RunCommand("DELETE FROM media_folder WHERE path = $1", {indexedPath});
+}
+
+bool IndexStore::SetHiddenUnder(const std::string& indexedPath, bool hidden, size_t& changed) {
+    changed = 0;
     for (const char* table : kItemTables) {
-        ResultPtr result(
-            Run(std::string("SELECT id, path, filesize, mdate, thumbnail FROM ") + table, {}));
+        ResultPtr result(Run(std::string("UPDATE ") + table +
+                                 " SET hidden = $3 WHERE (path = $1 OR path LIKE $2) AND "
+                                 "hidden <> $3",
+                             {indexedPath, LikeBelow(indexedPath), hidden ? "true" : "false"}));
+        if (!result)
+            return false;
+        const size_t rows = strtoull(PQcmdTuples(result.get()), nullptr, 10);
+        changed += rows;
+        if (rows > 0)  // every listing may have lost or regained rows
+            Touch({TableContainer(table), table == std::string("directory") ? "folders" : "", "0"});
+    }
+    return true;
+}
+
+bool IndexStore::LoadRowsWhere(const std::string& where, const std::vector<std::string>& params,
+                               std::unordered_map<std::string, IndexedRow>& rows) {
+    for (const char* table : kItemTables) {
+        ResultPtr result(Run(
+            std::string("SELECT id, path, filesize, mdate, thumbnail FROM ") + table + where,
+            params));
         if (!result)
             return false;
         const int count = PQntuples(result.get());

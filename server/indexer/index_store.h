@@ -52,6 +52,21 @@ public:
 
     // Every row of the five tables, by indexed path.
     bool LoadRows(std::unordered_map<std::string, IndexedRow>& rows);
+    // The rows at `indexedPath`, and with `descendants` every row under it too.
+    bool LoadRowsAt(const std::string& indexedPath, bool descendants,
+                    std::unordered_map<std::string, IndexedRow>& rows);
+    // The id of the directory row at `indexedPath`; 0 when there is none, -1 on failure.
+    int64_t FolderId(const std::string& indexedPath);
+
+    // What the index knows of a media folder: `known` false when it has no record;
+    // `missingSince` 0 while present; `mountPoint` as last seen present.
+    bool ReadMediaFolder(const std::string& indexedPath, bool& known, int64_t& missingSince,
+                         bool& mountPoint);
+    // Records a media folder as present (`missingSince` 0) or missing since then.
+    bool WriteMediaFolder(const std::string& indexedPath, int64_t missingSince, bool mountPoint);
+    bool DeleteMediaFolder(const std::string& indexedPath);
+    // Hides (or shows again) every row at and under `indexedPath`; `changed` counts them.
+    bool SetHiddenUnder(const std::string& indexedPath, bool hidden, size_t& changed);
 
     bool Begin();
     bool Commit();
@@ -77,6 +92,8 @@ private:
     PGresult* Run(const std::string& sql, const std::vector<std::string>& params);
     bool RunCommand(const std::string& sql, const std::vector<std::string>& params);
 
+    bool LoadRowsWhere(const std::string& where, const std::vector<std::string>& params,
+                       std::unordered_map<std::string, IndexedRow>& rows);
     // Notes a change of the children of `containers` for the next Commit.
     void Touch(std::initializer_list<std::string> containers);
 
