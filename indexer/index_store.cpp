@@ -179,11 +179,11 @@ int64_t IndexStore::FolderId(const std::string& indexedPath) {
     return PQntuples(result.get()) == 0 ? 0 : strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10);
 }
 
-bool IndexStore::ReadMediaFolder(const std::string& indexedPath, bool& known,
-                                 int64_t& missingSince, bool& mountPoint) {
-    ResultPtr result(Run(
-        "SELECT COALESCE(missing_since, 0), mount_point FROM media_folder WHERE path = $1",
-        {indexedPath}));
+bool IndexStore::ReadMediaFolder(const std::string& indexedPath, bool& known, int64_t& missingSince,
+                                 bool& mountPoint) {
+    ResultPtr result(
+        Run("SELECT COALESCE(missing_since, 0), mount_point FROM media_folder WHERE path = $1",
+            {indexedPath}));
     if (!result)
         return false;
     known = PQntuples(result.get()) == 1;
@@ -225,9 +225,9 @@ bool IndexStore::SetHiddenUnder(const std::string& indexedPath, bool hidden, siz
 bool IndexStore::LoadRowsWhere(const std::string& where, const std::vector<std::string>& params,
                                std::unordered_map<std::string, IndexedRow>& rows) {
     for (const char* table : kItemTables) {
-        ResultPtr result(Run(
-            std::string("SELECT id, path, filesize, mdate, thumbnail FROM ") + table + where,
-            params));
+        ResultPtr result(
+            Run(std::string("SELECT id, path, filesize, mdate, thumbnail FROM ") + table + where,
+                params));
         if (!result)
             return false;
         const int count = PQntuples(result.get());
@@ -319,7 +319,8 @@ bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
     std::vector<std::string> values = ItemValues(row);
     const std::string container = TableContainer(table);
     // A new item also changes the child count the root shows for its table.
-    Touch({container, container.empty() || row.parentId == 0 ? "" : DirectoryContainer(row.parentId),
+    Touch({container,
+           container.empty() || row.parentId == 0 ? "" : DirectoryContainer(row.parentId),
            container.empty() || existingId != 0 ? "" : "0"});
     if (existingId == 0) {
         values.push_back(std::to_string(time(nullptr)));
@@ -330,8 +331,8 @@ bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
 }
 
 bool IndexStore::Delete(const std::string& table, int64_t id) {
-    ResultPtr result(Run("DELETE FROM " + table + " WHERE id = $1 RETURNING parent_id",
-                         {std::to_string(id)}));
+    ResultPtr result(
+        Run("DELETE FROM " + table + " WHERE id = $1 RETURNING parent_id", {std::to_string(id)}));
     if (!result)
         return false;
     if (PQntuples(result.get()) == 0)

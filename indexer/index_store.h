@@ -99,7 +99,7 @@ private:
 
     PGconn* conn_ = nullptr;
     std::string error_;
-    bool changed_ = false;               // something was written since Begin
+    bool changed_ = false;              // something was written since Begin
     std::set<std::string> containers_;  // containers whose children changed since Begin
     std::set<std::string> removed_;     // containers of directories deleted since Begin
 };

@@ -193,9 +193,10 @@ private:
         MediaFolderState state;
         state.path = AbsolutePath(folder);
         char resolved[PATH_MAX];
-        struct stat info {}, parent {};
-        if (realpath(state.path.c_str(), resolved) == nullptr ||
-            stat(resolved, &info) != 0 || !S_ISDIR(info.st_mode))
+        struct stat info {
+        }, parent{};
+        if (realpath(state.path.c_str(), resolved) == nullptr || stat(resolved, &info) != 0 ||
+            !S_ISDIR(info.st_mode))
             return state;
         state.path = resolved;
         state.present = true;

@@ -21,7 +21,9 @@ protected:
         CopyInto({MediaFile("video/h264_aac.mkv"), MediaFile("video/mpeg4_mp3.avi")},
                  root_ + "/films");
         CopyInto({MediaFile("music/tone.flac")}, root_ + "/songs");
-        options_.progress = [this](const calyx_indexer::IndexProgress& p) { walked_ = p.filesTotal; };
+        options_.progress = [this](const calyx_indexer::IndexProgress& p) {
+            walked_ = p.filesTotal;
+        };
         ASSERT_EQ(Index({root_}).added, 3u);
     }
 
@@ -66,8 +68,7 @@ TEST_F(Changes, AFolderMovedInIsWalkedAloneAndEachFileIndexedOnce) {
     EXPECT_EQ(walked_, 20u);  // the rest of the tree was not walked
     EXPECT_EQ(Count("music"), 21);
     EXPECT_EQ(RowOf("directory", root_ + "/songs/batch")["parent_id"], FolderId("/songs"));
-    EXPECT_EQ(RowOf("music", root_ + "/songs/batch/7.flac")["parent_id"],
-              FolderId("/songs/batch"));
+    EXPECT_EQ(RowOf("music", root_ + "/songs/batch/7.flac")["parent_id"], FolderId("/songs/batch"));
 }
 
 TEST_F(Changes, PathsThatAreGoneLoseTheirRowsAndNothingElseDoes) {

@@ -108,8 +108,9 @@ TEST_F(Runs, RunCutOffMidwayLeavesAConsistentIndexTheNextRunCompletes) {
 }
 
 TEST_F(Runs, SchemaIsAppliedToAnEmptyDatabaseSchema) {
-    Exec("DROP TABLE video, music, photo, playlist, directory, media_index_version, "
-         "index_update, container_update, media_folder");
+    Exec(
+        "DROP TABLE video, music, photo, playlist, directory, media_index_version, "
+        "index_update, container_update, media_folder");
     Exec("DROP FUNCTION calyx_index_changed");
     EXPECT_EQ(Index({MediaFile("photo")}).added, 2u);
     EXPECT_EQ(Count("photo"), 2);

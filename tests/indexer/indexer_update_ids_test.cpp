@@ -40,9 +40,9 @@ protected:
     // Every container's id, by name.
     std::map<std::string, long long> Containers() {
         std::map<std::string, long long> ids;
-        for (const std::string& name : {std::string("0"), std::string("music"),
-                                        std::string("video"), std::string("folders"),
-                                        Folder(""), Folder("/films"), Folder("/songs")})
+        for (const std::string& name :
+             {std::string("0"), std::string("music"), std::string("video"), std::string("folders"),
+              Folder(""), Folder("/films"), Folder("/songs")})
             ids[name] = Container(name);
         return ids;
     }

@@ -228,9 +228,9 @@ long long Catalog::ReadUpdates(long long since, size_t limit,
     if (limit == 0)
         return id;
     DBResult* result = nullptr;
-    const std::string sql =
-        "SELECT container, update_id FROM container_update WHERE update_id > " +
-        std::to_string(since) + " ORDER BY update_id, container LIMIT " + std::to_string(limit);
+    const std::string sql = "SELECT container, update_id FROM container_update WHERE update_id > " +
+                            std::to_string(since) + " ORDER BY update_id, container LIMIT " +
+                            std::to_string(limit);
     if (ZEVODBExecute(conn_, sql.c_str(), &result) != 0)
         return -1;
     DBRow row{};

@@ -1,4 +1,4 @@
-#include "update_events.h"
+#include "upnp/update_events.h"
 
 #include <memory>
 #include <utility>
@@ -126,8 +126,8 @@ void UpdateEvents::SendIfDue() {
     gupnp_service_freeze_notify(service_);
     gupnp_service_notify(service_, "SystemUpdateID", G_TYPE_UINT, AsUi4(system_), nullptr);
     if (!lastContainers_.empty())
-        gupnp_service_notify(service_, "ContainerUpdateIDs", G_TYPE_STRING,
-                             lastContainers_.c_str(), nullptr);
+        gupnp_service_notify(service_, "ContainerUpdateIDs", G_TYPE_STRING, lastContainers_.c_str(),
+                             nullptr);
     gupnp_service_thaw_notify(service_);
     if (Calyx::DMSLOGGetLevel() > 1)
         Calyx::DMSPrintf(Calyx::DMSLOG_DEBUG,

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "catalog.h"
-#include "query_workers.h"
+#include "content/catalog.h"
+#include "content/query_workers.h"
 
 namespace calyx_dms {
 
@@ -27,7 +27,8 @@ public:
     // Answers new subscribers' queries of `service` at once and starts polling through
     // `workers` (worker i reads through `workerCatalogs[i]`). Everything given must
     // outlive this object.
-    UpdateEvents(GUPnPService* service, QueryWorkers& workers, std::vector<Catalog>& workerCatalogs);
+    UpdateEvents(GUPnPService* service, QueryWorkers& workers,
+                 std::vector<Catalog>& workerCatalogs);
     ~UpdateEvents();
     UpdateEvents(const UpdateEvents&) = delete;
     UpdateEvents& operator=(const UpdateEvents&) = delete;
@@ -53,8 +54,8 @@ private:
     gulong queryHandler_ = 0;
     bool polling_ = false;  // a poll is on a worker
     bool stopped_ = false;
-    long long system_ = -1;      // newest read
-    long long sentSystem_ = -1;  // last evented (or the first read: nothing to tell then)
+    long long system_ = -1;          // newest read
+    long long sentSystem_ = -1;      // last evented (or the first read: nothing to tell then)
     long long seenContainers_ = -1;  // container ids up to this one are merged
     std::map<std::string, long long> pending_;
     std::string lastContainers_;  // the last ContainerUpdateIDs evented
