@@ -172,8 +172,8 @@ private:
             std::unordered_map<std::string, IndexedRow> rows;
             if (!store_.LoadRowsAt(indexed, true, rows))
                 return false;
-            for (const auto& [path, row] : rows)
-                if (!Write([&] { return RemoveRow(row); }))
+            for (const auto& entry : rows)
+                if (!Write([&] { return RemoveRow(entry.second); }))
                     return false;
             summary_.forgotten += rows.size();
             if (!Write([&] { return store_.DeleteMediaFolder(indexed); }) || !CommitNow())
