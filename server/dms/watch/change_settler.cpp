@@ -3,9 +3,16 @@
 namespace calyx_dms {
 
 void ChangeSettler::Record(const std::string& path, Event event, Clock::time_point now) {
+    const bool known = pending_.count(path) != 0;
     Pending& pending = pending_[path];
     pending.last = now;
     switch (event) {
+        case Event::kTouched:
+            // A copy sets the mode and times after its close; alone, a touch or chmod.
+            if (!known)
+                pending.closed = true;
+            pending.gone = false;
+            break;
         case Event::kWritten:
             // Written again after a close: a new writer, wait for its close too.
             pending.closed = false;

@@ -17,6 +17,7 @@ public:
 
     enum class Event {
         kWritten,  // created or written to; may still be open for writing
+        kTouched,  // its attributes changed (times, mode): open or not as it was
         kClosed,   // a writer closed it
         kArrived,  // moved in, or a new folder: complete as it is
         kGone,     // deleted or moved away

@@ -154,8 +154,10 @@ FolderWatch::Events FolderWatch::Read() {
                 events.changes.push_back({path, ChangeSettler::Event::kArrived});
             } else if (event->mask & IN_CLOSE_WRITE) {
                 events.changes.push_back({path, ChangeSettler::Event::kClosed});
-            } else if (!isFolder && (event->mask & (IN_CREATE | IN_MODIFY | IN_ATTRIB))) {
+            } else if (!isFolder && (event->mask & (IN_CREATE | IN_MODIFY))) {
                 events.changes.push_back({path, ChangeSettler::Event::kWritten});
+            } else if (!isFolder && (event->mask & IN_ATTRIB)) {
+                events.changes.push_back({path, ChangeSettler::Event::kTouched});
             }
         }
     }

@@ -29,6 +29,18 @@ TEST_F(Settler, AFileWrittenForAWhileIsReadyOnceAfterItsCloseAndAQuietSecond) {
     EXPECT_TRUE(settler_.empty());
 }
 
+TEST_F(Settler, ACopysModeAndTimesAfterItsCloseDoNotReopenIt) {
+    settler_.Record("/m/a.mp3", Event::kWritten, At(0));
+    settler_.Record("/m/a.mp3", Event::kClosed, At(10));
+    settler_.Record("/m/a.mp3", Event::kTouched, At(20));
+    EXPECT_EQ(settler_.TakeReady(At(1020)).size(), 1u);
+    settler_.Record("/m/b.mp3", Event::kWritten, At(0));
+    settler_.Record("/m/b.mp3", Event::kTouched, At(10));  // still open for writing
+    EXPECT_TRUE(settler_.TakeReady(At(5000)).empty());
+    settler_.Record("/m/c.mp3", Event::kTouched, At(0));  // a chmod or touch alone
+    EXPECT_EQ(settler_.TakeReady(At(1000)), std::vector<std::string>{"/m/c.mp3"});
+}
+
 TEST_F(Settler, AFileLeftOpenWithoutWritesIsReadyAfterTheLongWait) {
     settler_.Record("/m/rec.ts", Event::kWritten, At(0));
     EXPECT_TRUE(settler_.TakeReady(At(29000)).empty());
