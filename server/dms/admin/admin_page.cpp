@@ -117,12 +117,12 @@ std::string Library(const Calyx::DMSStringBundle& texts, const ClientsPageView& 
     if (!library.shown)
         return "";
     std::string html = "<section class=\"library\"><h2>" + T(texts, "library") + "</h2><dl>";
-    html += "<dt>" + T(texts, "music") + "</dt><dd class=\"count-music\">" +
-            Count(library.music) + "</dd>";
-    html += "<dt>" + T(texts, "video") + "</dt><dd class=\"count-video\">" +
-            Count(library.video) + "</dd>";
-    html += "<dt>" + T(texts, "photo") + "</dt><dd class=\"count-photo\">" +
-            Count(library.photo) + "</dd>";
+    html += "<dt>" + T(texts, "music") + "</dt><dd class=\"count-music\">" + Count(library.music) +
+            "</dd>";
+    html += "<dt>" + T(texts, "video") + "</dt><dd class=\"count-video\">" + Count(library.video) +
+            "</dd>";
+    html += "<dt>" + T(texts, "photo") + "</dt><dd class=\"count-photo\">" + Count(library.photo) +
+            "</dd>";
     html += "<dt>" + T(texts, "scan") + "</dt><dd class=\"scan\">" +
             (library.scan.empty() ? T(texts, "no_scan") : Html(library.scan)) + "</dd>";
     html += "<dt>" + T(texts, "last_change") + "</dt><dd class=\"last-change\">" +

@@ -143,8 +143,8 @@ void AdminServer::Handle(SoupServerMessage* msg, const char* path) {
                        : Respond(msg, SOUP_STATUS_OK, RenderLoginPage(texts_, ""));
     if (method == "POST" && route == "/login")
         return LogIn(msg);
-    if (method != "POST" || (route != "/client" && route != "/settings" && route != "/logout" &&
-                             route != "/rescan"))
+    if (method != "POST" ||
+        (route != "/client" && route != "/settings" && route != "/logout" && route != "/rescan"))
         return Respond(msg, SOUP_STATUS_NOT_FOUND,
                        RenderMessagePage(texts_, texts_.Translate("not_found")));
 

@@ -219,8 +219,8 @@ long long Catalog::SystemUpdateId() {
     return id;
 }
 
-long long Catalog::ReadUpdates(long long since, size_t limit,
-                               std::vector<ContainerUpdate>& changed, long long& changedAt) {
+long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<ContainerUpdate>& changed,
+                               long long& changedAt) {
     DBResult* ids = nullptr;
     if (ZEVODBExecute(conn_,
                       "SELECT system_update_id, COALESCE(changed_at, 0) AS changed_at FROM "
