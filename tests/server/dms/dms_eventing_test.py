@@ -167,7 +167,8 @@ def main():
         burst = system_events(listener.events[burst_start:])
         gaps = [round(b["t"] - a["t"], 2) for a, b in zip(burst, burst[1:])]
         print("burst of 20 changes: %d events, gaps %r" % (len(burst), gaps))
-        if len(burst) > 4 or any(gap < 1.8 for gap in gaps):
+        # Delivery jitter may bring two events a little closer than the server sent them.
+        if len(burst) > 4 or any(gap < 1.5 for gap in gaps):
             fail("the burst was told %d times, gaps %r: more than once every 2 s" % (
                 len(burst), gaps))
         if burst[-1]["value"] != final:
