@@ -5,6 +5,7 @@
 #include <libpq-fe.h>
 #include <stdint.h>
 
+#include <functional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -42,8 +43,11 @@ public:
     IndexStore& operator=(const IndexStore&) = delete;
 
     // Connects (empty conninfo: database "calyx", user "admin"), applies the schema and
-    // takes the run lock of the current schema (one run at a time).
-    bool Open(const std::string& conninfo);
+    // takes the run lock of the current schema (one run at a time). When another run holds
+    // the lock: with `waiting` empty, fails at once; otherwise calls it once with the
+    // reason and waits for that run to end.
+    bool Open(const std::string& conninfo,
+              const std::function<void(const std::string&)>& waiting = nullptr);
 
     // Every row of the five tables, by indexed path.
     bool LoadRows(std::unordered_map<std::string, IndexedRow>& rows);
@@ -55,6 +59,7 @@ public:
     int64_t InsertFolder(const std::string& indexedPath, const std::string& title, int64_t parentId,
                          int64_t mtime);
     bool UpdateFolderTime(int64_t id, int64_t mtime);
+    bool UpdateFolderTitle(int64_t id, const std::string& title);
     // Inserts the item (existingId 0) or rewrites the row `existingId` of its table.
     bool WriteItem(const ItemRow& row, int64_t existingId);
     bool Delete(const std::string& table, int64_t id);
@@ -69,9 +74,6 @@ private:
     PGconn* conn_ = nullptr;
     std::string error_;
 };
-
-// The schema script (sql/media_index.sql), built into the program.
-const char* MediaIndexSchemaSql();
 
 }  // namespace calyx_indexer
 

@@ -2,6 +2,8 @@
 #include "indexer/indexer.h"
 
 #include <errno.h>
+#include <limits.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -102,9 +104,16 @@ public:
             !Calyx::MakeDirectories(options_.thumbnailDir, &folderError))
             return Fail("cannot make the thumbnail folder " + options_.thumbnailDir + ": " +
                         strerror(folderError.errorNumber));
-        if (!store_.Open(options_.conninfo))
+        if (!store_.Open(options_.conninfo, options_.waitForOtherRun
+                                                ? std::function<void(const std::string&)>(
+                                                      [this](const std::string& why) {
+                                                          if (options_.onWaiting)
+                                                              options_.onWaiting(why);
+                                                      })
+                                                : nullptr))
             return Fail(store_.error());
         walk_ = WalkFolders(options_.folders, options_.thumbnailDir);
+        ReadFolderSettings();
         for (const WalkProblem& problem : walk_.problems)
             AddFailure(problem.indexed, problem.reason);
         if (walk_.roots.empty())
@@ -156,6 +165,42 @@ private:
         return store_.Commit();
     }
 
+    // The titles and kinds of the walked roots, from the options' keys (folders as given),
+    // resolved as the walk resolves them; and the root of every walked folder.
+    void ReadFolderSettings() {
+        auto indexedRoot = [](const std::string& folder) {
+            char resolved[PATH_MAX];
+            if (realpath(folder.c_str(), resolved) == nullptr)
+                return std::string();
+            std::string path = resolved;
+            if (path.size() > 1 && path.back() == '/')
+                path.pop_back();
+            return EncodeIndexedPath(path);
+        };
+        for (const auto& [folder, title] : options_.folderTitles)
+            rootTitles_[indexedRoot(folder)] = title;
+        for (const auto& [folder, kinds] : options_.folderKinds)
+            rootKinds_[indexedRoot(folder)] = &kinds;
+        rootOf_.resize(walk_.folders.size());
+        for (size_t i = 0; i < walk_.folders.size(); ++i) {
+            const size_t parent = walk_.folders[i].parent;
+            rootOf_[i] = parent == kNoFolder ? i : rootOf_[parent];
+        }
+    }
+
+    // The title of a folder's row: a root's configured title, else the folder's name.
+    std::string FolderTitle(const WalkedFolder& folder) const {
+        auto title = folder.parent == kNoFolder ? rootTitles_.find(folder.indexed)
+                                                : rootTitles_.end();
+        return title != rootTitles_.end() ? title->second : BaseName(folder.indexed);
+    }
+
+    // Whether the root of the file's folder takes media of this kind ("music", ...).
+    bool KindWanted(const WalkedFile& file, const std::string& kind) const {
+        auto kinds = rootKinds_.find(walk_.folders[rootOf_[file.folder]].indexed);
+        return kinds == rootKinds_.end() || kinds->second->count(kind) != 0;
+    }
+
     bool WriteFolders() {
         folderIds_.assign(walk_.folders.size(), 0);
         for (size_t i = 0; i < walk_.folders.size(); ++i) {
@@ -168,12 +213,17 @@ private:
                 if (found->second.mtime != folder.mtime &&
                     !Write([&] { return store_.UpdateFolderTime(folderIds_[i], folder.mtime); }))
                     return false;
+                if (rootTitles_.count(folder.indexed) != 0 && folder.parent == kNoFolder &&
+                    !Write([&] {
+                        return store_.UpdateFolderTitle(folderIds_[i], FolderTitle(folder));
+                    }))
+                    return false;
                 continue;
             }
             if (found != rows_.end() && !Write([&] { return RemoveRow(found->second); }))
                 return false;  // a file that became a folder
             if (!Write([&] {
-                    folderIds_[i] = store_.InsertFolder(folder.indexed, BaseName(folder.indexed),
+                    folderIds_[i] = store_.InsertFolder(folder.indexed, FolderTitle(folder),
                                                         parentId, folder.mtime);
                     return folderIds_[i] != 0;
                 }))
@@ -191,7 +241,13 @@ private:
             auto found = rows_.find(file.indexed);
             if (found != rows_.end() && found->second.table != "directory" &&
                 found->second.size == file.size && found->second.mtime == file.mtime) {
-                ++summary_.unchanged;
+                if (KindWanted(file, found->second.table)) {
+                    ++summary_.unchanged;
+                } else {  // its folder no longer takes this kind
+                    if (!Write([&] { return RemoveRow(found->second); }))
+                        return false;
+                    ++summary_.removed;
+                }
                 FileDone(file);
                 continue;
             }
@@ -234,7 +290,13 @@ private:
         auto found = rows_.find(file.indexed);
         const IndexedRow* old = found == rows_.end() ? nullptr : &found->second;
         bool ok = true;
-        if (!media.failure.empty()) {
+        if (media.failure.empty() && !KindWanted(file, MediaTableName(media.kind))) {
+            // Not a kind this folder is indexed for: as if it were no media file.
+            if (old != nullptr) {
+                ok = Write([&] { return RemoveRow(*old); });
+                ++summary_.removed;
+            }
+        } else if (!media.failure.empty()) {
             AddFailure(file.indexed, media.failure);
             if (old != nullptr) {
                 ok = Write([&] { return RemoveRow(*old); });
@@ -324,6 +386,9 @@ private:
     std::unordered_map<std::string, IndexedRow> rows_;
     std::unordered_set<std::string> seen_;
     std::vector<int64_t> folderIds_;
+    std::map<std::string, std::string> rootTitles_;                 // indexed root -> title
+    std::map<std::string, const std::set<std::string>*> rootKinds_;  // indexed root -> kinds
+    std::vector<size_t> rootOf_;  // walked folder -> its root's index
     std::vector<size_t> jobIndex_;  // job number -> index in walk_.files
     IndexSummary summary_;
     std::string poolError_;

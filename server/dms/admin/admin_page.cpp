@@ -123,6 +123,9 @@ std::string RenderClientsPage(const Calyx::DMSStringBundle& texts, const Clients
                        "</h1><form method=\"post\" action=\"/logout\">" + CsrfField(view.csrf) +
                        "<button>" + T(texts, "log_out") + "</button></form></header>\n<main>\n" +
                        Notice(view.notice);
+    if (!view.serverStatus.empty())
+        html += "<p class=\"status\">" + T(texts, "media_index") + ": " +
+                Html(view.serverStatus) + "</p>\n";
     html += "<form method=\"post\" action=\"/settings\" class=\"settings\">" +
             CsrfField(view.csrf) + "<label><input type=\"checkbox\" name=\"deny_new\" value=\"1\"" +
             (view.denyNewClients ? " checked" : "") + "> " + T(texts, "deny_new_clients") +

@@ -19,6 +19,7 @@ struct ClientsPageView {
     std::string csrf;
     std::string notice;
     bool denyNewClients = false;
+    std::string serverStatus;  // what the server is doing (the index's progress); "" none
 };
 
 std::string RenderLoginPage(const Calyx::DMSStringBundle& texts, const std::string& notice);

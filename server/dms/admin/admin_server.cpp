@@ -183,6 +183,8 @@ void AdminServer::ShowClients(SoupServerMessage* msg, AdminSession& session) {
     view.profiles = profiles_;
     view.csrf = session.csrf;
     view.notice = session.notice;
+    if (status_)
+        view.serverStatus = status_();
     view.denyNewClients = list_.m_denyNewClients;
     session.notice.clear();
     Respond(msg, SOUP_STATUS_OK, RenderClientsPage(texts_, view));

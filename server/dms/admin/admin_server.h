@@ -6,6 +6,7 @@
 
 #include <libsoup/soup.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,9 @@ public:
     // The address to open in a browser, once started.
     std::string Url() const;
 
+    // A line of what the server is doing, shown at the top of the page (may be empty).
+    void SetStatusSource(std::function<std::string()> source) { status_ = std::move(source); }
+
     void Handle(SoupServerMessage* msg, const char* path);
 
 private:
@@ -49,6 +53,7 @@ private:
     AdminSessions sessions_;
     std::vector<std::string> profiles_;
     SoupServer* server_ = nullptr;
+    std::function<std::string()> status_;
 };
 
 }  // namespace calyx_dms

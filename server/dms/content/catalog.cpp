@@ -99,7 +99,10 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
     long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
     if (count >= 0)
         return count;
-    Calyx::MediaDB db(table, conn_);
+    DBConnect* conn = connection_->Get();
+    if (conn == nullptr)
+        return -1;
+    Calyx::MediaDB db(table, conn);
     db.AddCondition(condition);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
         return -1;
@@ -126,7 +129,10 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
         long long wanted = std::min(limit - handed, count - first);
         if (first >= count || wanted <= 0)
             continue;
-        Calyx::MediaDB db(listing.table, conn_);
+        DBConnect* conn = connection_->Get();
+        if (conn == nullptr)
+            return -1;
+        Calyx::MediaDB db(listing.table, conn);
         db.AddCondition(listing.condition);
         if (db.Select("*", orderBy, static_cast<int>(first), static_cast<int>(wanted), "") < 0)
             return -1;
@@ -142,7 +148,10 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
 }
 
 int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info) {
-    Calyx::MediaDB db(table, conn_);
+    DBConnect* conn = connection_->Get();
+    if (conn == nullptr)
+        return -1;
+    Calyx::MediaDB db(table, conn);
     db.AddCondition("id = " + std::to_string(id));
     int rows = db.Select("*", "", 0, 1, "");
     if (rows < 0)
@@ -185,9 +194,12 @@ long long Catalog::UpdateStamp() {
     long long recent = stamps_->Recent(std::chrono::seconds(kStampSeconds));
     if (recent >= 0)
         return recent;
+    DBConnect* conn = connection_->Get();
+    if (conn == nullptr)
+        return -1;
     long long stamp = 0;
     for (const TableName& t : kTables) {
-        Calyx::MediaDB db(t.table, conn_);
+        Calyx::MediaDB db(t.table, conn);
         if (db.Select("COUNT(id) + COALESCE(MAX(id), 0) + COALESCE(MAX(mdate), 0) AS stamp", "", 0,
                       0, "") < 1 ||
             !db.NextRow())
