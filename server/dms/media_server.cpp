@@ -36,6 +36,7 @@
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
+#include "upnp/update_events.h"
 
 namespace calyx_dms {
 
@@ -252,6 +253,7 @@ int RunMediaServer(const Options& given) {
     workers.emplace(workerCatalogs.size());
     ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, workerCatalogs, *workers,
                                       session.texts(), baseUrl, identity.friendlyName);
+    UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
     ServeMedia(context.get(), catalog);
 
@@ -265,7 +267,23 @@ int RunMediaServer(const Options& given) {
         admin.emplace(session.clients(), session.texts(), sightings, options.admin);
         if (!admin->Start(gupnp_context_get_port(context.get()), error))
             return Fail(error);
-        admin->SetStatusSource([&scheduler] { return DescribeIndexStatus(scheduler.status()); });
+        // The media library panel: the index's counts and the background indexing.
+        admin->SetLibrary(
+            [&catalog, &scheduler, &folders] {
+                LibraryPanel panel;
+                panel.shown = !folders.empty();
+                panel.music = catalog.Count(Calyx::MEDIA_TABLE_MUSIC, "");
+                panel.video = catalog.Count(Calyx::MEDIA_TABLE_VIDEO, "");
+                panel.photo = catalog.Count(Calyx::MEDIA_TABLE_PHOTO, "");
+                if (scheduler.status().state != IndexStatus::kIdle)
+                    panel.scan = DescribeIndexStatus(scheduler.status());
+                std::vector<ContainerUpdate> none;
+                long long changedAt = 0;
+                if (catalog.ReadUpdates(0, 0, none, changedAt) >= 0)
+                    panel.lastChange = static_cast<time_t>(changedAt);
+                return panel;
+            },
+            [&scheduler, &folders] { scheduler.Request(folders); });
         std::cout << "calyx-dms: settings page at " << admin->Url() << std::endl;
     }
 
@@ -302,6 +320,7 @@ int RunMediaServer(const Options& given) {
     g_main_loop_run(loop);
     g_main_loop_unref(loop);
     scheduler.Stop();
+    updateEvents.Stop();
     workers->Stop();
     keeper.Check();
     if (Calyx::DMSLOGGetLevel() >= 1)

@@ -8,9 +8,11 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "admin/admin_options.h"
+#include "admin/admin_page.h"
 #include "admin/admin_sessions.h"
 #include "calyx/client_list.h"
 #include "calyx/i18n.h"
@@ -34,10 +36,14 @@ public:
     // The address to open in a browser, once started.
     std::string Url() const;
 
-    // A line of what the server is doing, shown at the top of the page (may be empty).
-    void SetStatusSource(std::function<std::string()> source) { status_ = std::move(source); }
-
     void Handle(SoupServerMessage* msg, const char* path);
+
+    // The media library's panel: `view` gives what it shows, `rescan` starts a rescan of
+    // every media folder ("Rescan now"). Without them the page has no such panel.
+    void SetLibrary(std::function<LibraryPanel()> view, std::function<void()> rescan) {
+        libraryView_ = std::move(view);
+        rescan_ = std::move(rescan);
+    }
 
 private:
     void ShowClients(SoupServerMessage* msg, AdminSession& session);
@@ -53,7 +59,8 @@ private:
     AdminSessions sessions_;
     std::vector<std::string> profiles_;
     SoupServer* server_ = nullptr;
-    std::function<std::string()> status_;
+    std::function<LibraryPanel()> libraryView_;
+    std::function<void()> rescan_;
 };
 
 }  // namespace calyx_dms
