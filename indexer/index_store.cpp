@@ -6,6 +6,8 @@
 
 #include <memory>
 
+#include "indexer/media_index_schema.h"
+
 namespace calyx_indexer {
 
 namespace {
@@ -14,24 +16,6 @@ struct ResultClearer {
     void operator()(PGresult* result) const { PQclear(result); }
 };
 using ResultPtr = std::unique_ptr<PGresult, ResultClearer>;
-
-// libpq's message on one line: its line breaks and indents become single blanks.
-std::string OneLine(const char* message) {
-    std::string line;
-    bool blank = false;
-    for (const char* c = message; *c != '\0'; ++c) {
-        const bool space = *c == '\n' || *c == '\t' || *c == ' ';
-        if (space && !line.empty())
-            blank = true;
-        if (!space) {
-            if (blank)
-                line += ' ';
-            line += *c;
-            blank = false;
-        }
-    }
-    return line;
-}
 
 constexpr const char* kItemTables[] = {"video", "music", "photo", "playlist", "directory"};
 
@@ -114,7 +98,8 @@ IndexStore::~IndexStore() {
         PQfinish(conn_);
 }
 
-bool IndexStore::Open(const std::string& conninfo) {
+bool IndexStore::Open(const std::string& conninfo,
+                      const std::function<void(const std::string&)>& waiting) {
     conn_ = PQconnectdb(conninfo.empty() ? "dbname=calyx user=admin" : conninfo.c_str());
     if (conn_ == nullptr || PQstatus(conn_) != CONNECTION_OK) {
         error_ = "cannot connect to the media index: " +
@@ -124,21 +109,25 @@ bool IndexStore::Open(const std::string& conninfo) {
     PQsetClientEncoding(conn_, "UTF8");
     PQsetNoticeProcessor(
         conn_, [](void*, const char*) {}, nullptr);
-    ResultPtr schema(PQexec(conn_, MediaIndexSchemaSql()));
-    if (PQresultStatus(schema.get()) != PGRES_COMMAND_OK) {
-        error_ = "cannot apply the media index schema: " + OneLine(PQerrorMessage(conn_));
+    std::string schemaError;
+    if (!ApplyMediaIndexSchema(conn_, schemaError)) {
+        error_ = "cannot apply the media index schema: " + schemaError;
         return false;
     }
     // One run per database schema: a second one would race the first over the same rows.
-    ResultPtr lock(
-        Run("SELECT pg_try_advisory_lock(hashtext('calyx index ' || current_schema()))", {}));
+    const char* lockKey = "hashtext('calyx index ' || current_schema())";
+    ResultPtr lock(Run(std::string("SELECT pg_try_advisory_lock(") + lockKey + ")", {}));
     if (!lock)
         return false;
-    if (std::string(PQgetvalue(lock.get(), 0, 0)) != "t") {
-        error_ = "another index run is writing this media index; try again when it has finished";
+    if (std::string(PQgetvalue(lock.get(), 0, 0)) == "t")
+        return true;
+    const std::string busy = "another index run is writing this media index";
+    if (!waiting) {
+        error_ = busy + "; try again when it has finished";
         return false;
     }
-    return true;
+    waiting(busy + " (the media server's or another calyx index); waiting for it to finish");
+    return RunCommand(std::string("SELECT pg_advisory_lock(") + lockKey + ")", {});
 }
 
 PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>& params) {
@@ -312,6 +301,11 @@ bool IndexStore::UpdateFolderTime(int64_t id, int64_t mtime) {
     Touch({});
     return RunCommand("UPDATE directory SET mdate = $2 WHERE id = $1",
                       {std::to_string(id), std::to_string(mtime)});
+}
+
+bool IndexStore::UpdateFolderTitle(int64_t id, const std::string& title) {
+    return RunCommand("UPDATE directory SET title = $2 WHERE id = $1 AND title IS DISTINCT FROM $2",
+                      {std::to_string(id), title});
 }
 
 bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {

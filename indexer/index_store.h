@@ -5,6 +5,7 @@
 #include <libpq-fe.h>
 #include <stdint.h>
 
+#include <functional>
 #include <initializer_list>
 #include <set>
 #include <string>
@@ -47,8 +48,11 @@ public:
     IndexStore& operator=(const IndexStore&) = delete;
 
     // Connects (empty conninfo: database "calyx", user "admin"), applies the schema and
-    // takes the run lock of the current schema (one run at a time).
-    bool Open(const std::string& conninfo);
+    // takes the run lock of the current schema (one run at a time). When another run holds
+    // the lock: with `waiting` empty, fails at once; otherwise calls it once with the
+    // reason and waits for that run to end.
+    bool Open(const std::string& conninfo,
+              const std::function<void(const std::string&)>& waiting = nullptr);
 
     // Every row of the five tables, by indexed path.
     bool LoadRows(std::unordered_map<std::string, IndexedRow>& rows);
@@ -75,6 +79,7 @@ public:
     int64_t InsertFolder(const std::string& indexedPath, const std::string& title, int64_t parentId,
                          int64_t mtime);
     bool UpdateFolderTime(int64_t id, int64_t mtime);
+    bool UpdateFolderTitle(int64_t id, const std::string& title);
     // Inserts the item (existingId 0) or rewrites the row `existingId` of its table.
     bool WriteItem(const ItemRow& row, int64_t existingId);
     bool Delete(const std::string& table, int64_t id);
@@ -103,9 +108,6 @@ private:
     std::set<std::string> containers_;  // containers whose children changed since Begin
     std::set<std::string> removed_;     // containers of directories deleted since Begin
 };
-
-// The schema script (sql/media_index.sql), built into the program.
-const char* MediaIndexSchemaSql();
 
 }  // namespace calyx_indexer
 

@@ -107,7 +107,13 @@ public:
             !Calyx::MakeDirectories(options_.thumbnailDir, &folderError))
             return Fail("cannot make the thumbnail folder " + options_.thumbnailDir + ": " +
                         strerror(folderError.errorNumber));
-        if (!store_.Open(options_.conninfo))
+        if (!store_.Open(options_.conninfo, options_.waitForOtherRun
+                                                ? std::function<void(const std::string&)>(
+                                                      [this](const std::string& why) {
+                                                          if (options_.onWaiting)
+                                                              options_.onWaiting(why);
+                                                      })
+                                                : nullptr))
             return Fail(store_.error());
         std::vector<std::string> present = options_.folders;
         if (options_.forgetAfterSeconds >= 0 && !CheckMediaFolders(present))
@@ -124,6 +130,7 @@ public:
         } else if (!PlanChanges(present)) {
             return Fail("cannot read the media index: " + store_.error());
         }
+        ReadFolderSettings();
         for (const WalkProblem& problem : walk_.problems)
             AddFailure(problem.indexed, problem.reason);
         if (!WriteFolders() || !WriteFiles() || !RemoveGone())
@@ -322,6 +329,41 @@ private:
         return store_.Commit();
     }
 
+    // The titles and kinds of the folders to index, from the options' keys (folders as
+    // given), resolved as the walk resolves them.
+    void ReadFolderSettings() {
+        auto indexedRoot = [](const std::string& folder) {
+            char resolved[PATH_MAX];
+            if (realpath(folder.c_str(), resolved) == nullptr)
+                return std::string();
+            std::string path = resolved;
+            if (path.size() > 1 && path.back() == '/')
+                path.pop_back();
+            return EncodeIndexedPath(path);
+        };
+        for (const auto& [folder, title] : options_.folderTitles)
+            rootTitles_[indexedRoot(folder)] = title;
+        for (const auto& [folder, kinds] : options_.folderKinds)
+            rootKinds_[indexedRoot(folder)] = &kinds;
+    }
+
+    // The title of a folder's row: a root's configured title, else the folder's name.
+    std::string FolderTitle(const WalkedFolder& folder) const {
+        auto title = folder.parent == kNoFolder ? rootTitles_.find(folder.indexed)
+                                                : rootTitles_.end();
+        return title != rootTitles_.end() ? title->second : BaseName(folder.indexed);
+    }
+
+    // Whether the folder of `options.folders` that holds the file takes media of this kind
+    // ("music", ...). A run over changed paths walks below the folders' roots, so the
+    // folder is found by path.
+    bool KindWanted(const WalkedFile& file, const std::string& kind) const {
+        for (const auto& [root, kinds] : rootKinds_)
+            if (IsUnder(file.indexed, root))
+                return kinds->count(kind) != 0;
+        return true;
+    }
+
     bool WriteFolders() {
         folderIds_.assign(walk_.folders.size(), 0);
         for (size_t i = 0; i < walk_.folders.size(); ++i) {
@@ -334,12 +376,17 @@ private:
                 if (found->second.mtime != folder.mtime &&
                     !Write([&] { return store_.UpdateFolderTime(folderIds_[i], folder.mtime); }))
                     return false;
+                if (rootTitles_.count(folder.indexed) != 0 && folder.parent == kNoFolder &&
+                    !Write([&] {
+                        return store_.UpdateFolderTitle(folderIds_[i], FolderTitle(folder));
+                    }))
+                    return false;
                 continue;
             }
             if (found != rows_.end() && !Write([&] { return RemoveRow(found->second); }))
                 return false;  // a file that became a folder
             if (!Write([&] {
-                    folderIds_[i] = store_.InsertFolder(folder.indexed, BaseName(folder.indexed),
+                    folderIds_[i] = store_.InsertFolder(folder.indexed, FolderTitle(folder),
                                                         parentId, folder.mtime);
                     return folderIds_[i] != 0;
                 }))
@@ -357,7 +404,13 @@ private:
             auto found = rows_.find(file.indexed);
             if (found != rows_.end() && found->second.table != "directory" &&
                 found->second.size == file.size && found->second.mtime == file.mtime) {
-                ++summary_.unchanged;
+                if (KindWanted(file, found->second.table)) {
+                    ++summary_.unchanged;
+                } else {  // its folder no longer takes this kind
+                    if (!Write([&] { return RemoveRow(found->second); }))
+                        return false;
+                    ++summary_.removed;
+                }
                 FileDone(file);
                 continue;
             }
@@ -400,7 +453,13 @@ private:
         auto found = rows_.find(file.indexed);
         const IndexedRow* old = found == rows_.end() ? nullptr : &found->second;
         bool ok = true;
-        if (!media.failure.empty()) {
+        if (media.failure.empty() && !KindWanted(file, MediaTableName(media.kind))) {
+            // Not a kind this folder is indexed for: as if it were no media file.
+            if (old != nullptr) {
+                ok = Write([&] { return RemoveRow(*old); });
+                ++summary_.removed;
+            }
+        } else if (!media.failure.empty()) {
             AddFailure(file.indexed, media.failure);
             if (old != nullptr) {
                 ok = Write([&] { return RemoveRow(*old); });
@@ -490,6 +549,8 @@ private:
     std::unordered_map<std::string, IndexedRow> rows_;
     std::unordered_set<std::string> seen_;
     std::vector<int64_t> folderIds_;
+    std::map<std::string, std::string> rootTitles_;                 // indexed root -> title
+    std::map<std::string, const std::set<std::string>*> rootKinds_;  // indexed root -> kinds
     std::vector<size_t> jobIndex_;  // job number -> index in walk_.files
     IndexSummary summary_;
     std::string poolError_;

@@ -27,6 +27,8 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -54,6 +56,18 @@ struct IndexOptions {
     std::function<void(const IndexProgress&)> progress;  // may be empty
     // Called just before a file is handed to the worker process `worker`; may be empty.
     std::function<void(const std::string& path, pid_t worker)> onProbeStart;
+    // The titles of the folders' own rows (what a server shows at the top of its folder
+    // tree), by folder as given in `folders`; a folder not named here gets its own name. A
+    // changed title replaces the old one.
+    std::map<std::string, std::string> folderTitles;
+    // The kinds of media ("music", "video", "photo", "playlist") indexed under a folder of
+    // `folders` (keys as given there); a folder not named here takes every kind. Files of
+    // other kinds are left out, and their rows removed, like files that are not media.
+    std::map<std::string, std::set<std::string>> folderKinds;
+    // When another run holds this index: false fails at once; true calls `onWaiting` (may
+    // be empty) once with the reason and waits until that run has finished.
+    bool waitForOtherRun = false;
+    std::function<void(const std::string& why)> onWaiting;
     // Paths under `folders` that changed (files or folders; absolute; present or gone).
     // Empty: every folder is walked. Otherwise only these are looked at and only their
     // rows read: a folder is walked whole, a file is looked at alone, a path that is gone

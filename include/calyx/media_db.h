@@ -108,6 +108,12 @@ private:
 /// was none or `conn` is null. Available with the library's portable platform operations.
 CALYX_EXPORT std::string DBConnectLastError(DBConnect* conn);
 
+/// Why the calling thread's last ZEVODBConnect failed, in libpq's words on one line (for
+/// example "connection to server on socket ... failed: No such file or directory"); ""
+/// when it succeeded or none was made on this thread. Available with the library's
+/// portable platform operations.
+CALYX_EXPORT std::string DBConnectFailureReason();
+
 }  // namespace Calyx
 
 #endif  // CALYX_MEDIA_DB_H

@@ -1,9 +1,13 @@
 #include "library_session.h"
 
+#include <stdlib.h>
+#include <sys/stat.h>
+
 #include "calyx/client.h"
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "clients/client_list_keeper.h"
+#include "install_paths.h"
 
 namespace calyx_dms {
 
@@ -16,7 +20,34 @@ void MakeParentDirectories(const std::string& path) {
     Calyx::MakeDirectories(Calyx::FileGetPathDirName(path), nullptr);
 }
 
+const char kTextsFixedPath[] = "/var/packages/Calyx/target/app/texts/";
+
+bool IsFolder(const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
 }  // namespace
+
+void LibrarySession::ImportTexts() {
+    const std::string installed = Calyx::ResolveFixedPath(kTextsFixedPath + options_.language);
+    const std::string buildRoot = BuildTreeTextsRoot();
+    if (IsFolder(installed) || buildRoot.empty()) {
+        texts_.ImportStrings();
+        return;
+    }
+    // Run from the build tree with no texts installed: the library reads the source
+    // tree's data/texts under the build's root prefix. Nothing else runs yet, so the
+    // prefix is set for this one import only.
+    const char* root = getenv("CALYX_ROOT");
+    const std::string saved = root != nullptr ? root : "";
+    setenv("CALYX_ROOT", buildRoot.c_str(), 1);
+    texts_.ImportStrings();
+    if (root != nullptr)
+        setenv("CALYX_ROOT", saved.c_str(), 1);
+    else
+        unsetenv("CALYX_ROOT");
+}
 
 LibrarySession::LibrarySession(const Options& options)
     : options_(options), texts_(options.language) {}
@@ -51,7 +82,7 @@ bool LibrarySession::Start(std::string& error) {
         return false;
     }
 
-    texts_.ImportStrings();
+    ImportTexts();
     return true;
 }
 

@@ -26,6 +26,10 @@ public:
     const Options& options() const { return options_; }
 
 private:
+    // The texts of the language from the library's texts folder; from a build tree
+    // without installed texts, from the source tree's data/texts.
+    void ImportTexts();
+
     const Options& options_;
     Calyx::DMSClientList clients_;
     Calyx::DMSStringBundle texts_;

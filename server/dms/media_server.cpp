@@ -4,7 +4,9 @@
 #include <glib/gstdio.h>
 #include <libgupnp/gupnp.h>
 #include <signal.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -24,7 +26,13 @@
 #include "content/query_workers.h"
 #include "database_setting.h"
 #include "http/media_http.h"
+#include "indexing/index_scheduler.h"
+#include "indexing/media_folders.h"
+#include "install_paths.h"
 #include "library_session.h"
+#include "state_folder.h"
+#include "store/index_connection.h"
+#include "store/index_schema.h"
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
@@ -73,37 +81,129 @@ int Fail(const std::string& message) {
     return 1;
 }
 
-struct DatabaseConnection {
-    DBConnect* conn = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
-    DatabaseConnection() = default;
-    DatabaseConnection(const DatabaseConnection&) = delete;
-    DatabaseConnection& operator=(const DatabaseConnection&) = delete;
-    ~DatabaseConnection() {
-        if (conn)
-            ZEVODBClose(conn);
+void Say(const std::string& line) {
+    if (Calyx::DMSLOGGetLevel() >= 1)
+        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: %s\n", line.c_str());
+    std::cout << "calyx-dms: " << line << std::endl;
+}
+
+// How often the server tries again to reach a database server that is not there yet.
+constexpr guint kDatabaseRetrySeconds = 5;
+
+// The defaults that depend on where the server runs, filled in.
+bool ResolveSettings(Options& o, std::string& error) {
+    if (o.stateDir.empty())
+        o.stateDir = DefaultStateFolder();
+    if (o.stateDir.empty()) {
+        error = "no state folder: give --state-dir (HOME is not set)";
+        return false;
     }
+    if (!MakeStateFolder(o.stateDir, 0700, error))
+        return false;
+    if (o.log.empty())
+        o.log = o.stateDir + "/calyx-dms.log";
+    if (o.profiles.empty())
+        o.profiles = DataFile("profiles.json");
+    if (o.indexWorkers == 0)
+        o.indexWorkers = std::max(1L, sysconf(_SC_NPROCESSORS_ONLN) / 2);
+    return true;
+}
+
+// Indexes the media folders once the media index can be read: at once, or when the
+// database server has come up (retrying every few seconds, saying so once).
+class IndexStarter {
+public:
+    IndexStarter(IndexScheduler& scheduler, std::vector<MediaFolder> folders)
+        : scheduler_(scheduler), folders_(std::move(folders)) {}
+    ~IndexStarter() {
+        if (timer_ != 0)
+            g_source_remove(timer_);
+    }
+    IndexStarter(const IndexStarter&) = delete;
+    IndexStarter& operator=(const IndexStarter&) = delete;
+
+    void Start() {
+        if (TryOnce())
+            return;
+        timer_ = g_timeout_add_seconds(
+            kDatabaseRetrySeconds,
+            [](gpointer self) -> gboolean {
+                auto* starter = static_cast<IndexStarter*>(self);
+                if (!starter->TryOnce())
+                    return G_SOURCE_CONTINUE;
+                starter->timer_ = 0;
+                return G_SOURCE_REMOVE;
+            },
+            this);
+    }
+
+private:
+    bool TryOnce() {
+        std::string error;
+        if (!PrepareMediaIndex(error)) {
+            if (error != lastError_)
+                Say("the media index cannot be read yet (" + error + "); retrying every " +
+                    std::to_string(kDatabaseRetrySeconds) + " s");
+            lastError_ = error;
+            return false;
+        }
+        if (!lastError_.empty())
+            Say("the media index can be read now");
+        if (!folders_.empty())
+            scheduler_.Request(folders_);
+        return true;
+    }
+
+    IndexScheduler& scheduler_;
+    std::vector<MediaFolder> folders_;
+    std::string lastError_;
+    guint timer_ = 0;
 };
 
 }  // namespace
 
-int RunMediaServer(const Options& options) {
+int RunMediaServer(const Options& given) {
     std::string error;
+    Options options = given;
+    if (!ResolveSettings(options, error))
+        return Fail(error);
     if (!ApplyDatabaseSetting(options.database, error))
         return Fail(error);
+    // Folders that are not there are said at once (a mount may come later: not fatal).
+    std::vector<std::string> problems;
+    const std::vector<MediaFolder> folders = CombineMediaFolders(options.media, problems);
+    for (const std::string& problem : problems)
+        std::cerr << "calyx-dms: " << problem << "\n";
     LibrarySession session(options);
     if (!session.Start(error))
         return Fail(error);
+    for (const std::string& problem : problems)
+        if (Calyx::DMSLOGGetLevel() >= 0)
+            Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "Error: calyx-dms - %s\n", problem.c_str());
 
-    // One connection for the main loop (update ids, media files) and one per query worker.
-    std::vector<DatabaseConnection> connections(1 + options.queryThreads);
-    for (const DatabaseConnection& connection : connections)
-        if (!connection.conn)
-            return Fail("cannot connect to the media index database \"calyx\" as \"admin\"");
+    // One connection for the main loop (update ids, media files) and one per query worker,
+    // each made when first needed: the server serves before its database server is there.
+    std::vector<std::unique_ptr<IndexConnection>> connections;
+    for (unsigned i = 0; i < 1 + options.queryThreads; ++i)
+        connections.push_back(std::make_unique<IndexConnection>());
     StampCache stamps;
-    Catalog catalog(connections[0].conn, stamps);
+    Catalog catalog(*connections[0], stamps);
     std::vector<Catalog> workerCatalogs;
     for (size_t i = 1; i < connections.size(); ++i)
-        workerCatalogs.emplace_back(connections[i].conn, stamps);
+        workerCatalogs.emplace_back(*connections[i], stamps);
+
+    // The media folders are indexed by worker processes while the server serves.
+    IndexerSettings indexing;
+    indexing.program = "/proc/self/exe";
+    indexing.thumbnailFolder = options.stateDir + "/thumbnails";
+    indexing.workers = static_cast<int>(options.indexWorkers);
+    indexing.workerLog = options.stateDir + "/index-worker.log";
+    IndexScheduler scheduler(indexing);
+    scheduler.SetObserver([](const IndexStatus& status) {
+        if (status.state == IndexStatus::kIdle && status.runs > 0)
+            std::cout << "calyx-dms: " << status.lastResult << std::endl;
+    });
+    IndexStarter starter(scheduler, folders);
     // Stopped (answering what is queued) once the main loop has ended, while everything
     // its jobs use is still there.
     std::optional<QueryWorkers> workers;
@@ -167,6 +267,23 @@ int RunMediaServer(const Options& options) {
         admin.emplace(session.clients(), session.texts(), sightings, options.admin);
         if (!admin->Start(gupnp_context_get_port(context.get()), error))
             return Fail(error);
+        // The media library panel: the index's counts and the background indexing.
+        admin->SetLibrary(
+            [&catalog, &scheduler, &folders] {
+                LibraryPanel panel;
+                panel.shown = !folders.empty();
+                panel.music = catalog.Count(Calyx::MEDIA_TABLE_MUSIC, "");
+                panel.video = catalog.Count(Calyx::MEDIA_TABLE_VIDEO, "");
+                panel.photo = catalog.Count(Calyx::MEDIA_TABLE_PHOTO, "");
+                if (scheduler.status().state != IndexStatus::kIdle)
+                    panel.scan = DescribeIndexStatus(scheduler.status());
+                std::vector<ContainerUpdate> none;
+                long long changedAt = 0;
+                if (catalog.ReadUpdates(0, 0, none, changedAt) >= 0)
+                    panel.lastChange = static_cast<time_t>(changedAt);
+                return panel;
+            },
+            [&scheduler, &folders] { scheduler.Request(folders); });
         std::cout << "calyx-dms: settings page at " << admin->Url() << std::endl;
     }
 
@@ -191,6 +308,7 @@ int RunMediaServer(const Options& options) {
                          identity.friendlyName.c_str(), location.c_str());
     std::cout << "calyx-dms: serving \"" << identity.friendlyName << "\" at " << location
               << std::endl;
+    starter.Start();
     g_main_loop_run(loop);
 
     // Shut down: bye-bye announcements, the last save, then the library. The stack
@@ -201,6 +319,7 @@ int RunMediaServer(const Options& options) {
     g_timeout_add(kByeByeMilliseconds, quit, loop);
     g_main_loop_run(loop);
     g_main_loop_unref(loop);
+    scheduler.Stop();
     updateEvents.Stop();
     workers->Stop();
     keeper.Check();

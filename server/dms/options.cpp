@@ -6,24 +6,45 @@
 
 #include <iostream>
 
+#include "calyx/version.h"
+
 namespace calyx_dms {
 
 bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     CLI::App app{
-        "calyx-dms: a DLNA/UPnP media server that browses and streams the media index.\n"
-        "Fixed paths (ARP table, texts, settings) are read under $CALYX_ROOT when set."};
+        "calyx-dms: a DLNA/UPnP media server that serves the media folders it is given.\n"
+        "  calyx-dms --media ~/Music --media ~/Videos\n"
+        "indexes them in the background into a PostgreSQL media index (a private cluster in\n"
+        "the state folder unless --database or PGHOST names a server) and serves them at once.\n"
+        "Fixed paths (ARP table, texts, settings) are read under $CALYX_ROOT when set.",
+        "calyx-dms"};
+    app.set_version_flag("--version", std::string("calyx-dms ") + CALYX_VERSION_STRING);
+    app.footer("Exit status: 0 after a clean stop, 1 when the server cannot start, 2 bad usage.");
     CLI::Option* config =
         app.set_config("--config", "", "Configuration file of \"name = value\" lines");
+    app.add_option("--media", o.media,
+                   "A folder to index and serve (repeat for more; in the configuration file, "
+                   "one \"media = DIR\" line each)");
+    app.add_option("--state-dir", o.stateDir,
+                   "Folder of the server's state: the private database cluster, thumbnails and "
+                   "the default log (default: $STATE_DIRECTORY, /var/lib/calyx for root, else "
+                   "$XDG_STATE_HOME/calyx or ~/.local/state/calyx)");
+    app.add_option("--index-workers", o.indexWorkers,
+                   "Probing processes of the background indexing (0: half the processors)")
+        ->check(CLI::Range(0u, 64u));
     app.add_option("--interface,-i", o.interface, "Network interface to serve on");
     app.add_option("--port", o.port, "HTTP port (0: any free port)")->check(CLI::Range(0u, 65535u));
     app.add_option("--friendly-name", o.friendlyName,
                    "Name shown to clients (default: the translated \"Media Server\")");
     app.add_option("--language", o.language, "Language of the texts (e.g. enu, ger)");
-    app.add_option("--profiles", o.profiles, "Profile list file")->required();
+    app.add_option("--profiles", o.profiles,
+                   "Profile list file (default: the shipped one, /usr/share/calyx/data/"
+                   "profiles.json, or the source tree's data/profiles.json from a build tree)");
     app.add_option("--database", o.database,
                    "libpq connection string of the media index server, as for calyx index "
                    "(default: PGHOST/PGPORT; database \"calyx\", user \"admin\")");
-    app.add_option("--log", o.log, "Log file (rotated by the library)");
+    app.add_option("--log", o.log,
+                   "Log file, rotated by the library (default: calyx-dms.log in the state folder)");
     app.add_option("--log-level", o.logLevel, "0 errors, 1 info, 2 debug")->check(CLI::Range(0, 2));
     app.add_flag("--deny-new-clients", o.denyNewClients,
                  "Clients seen for the first time get no access until allowed");
@@ -39,7 +60,12 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        exitCode = o.admin.hashPassword ? o.admin.hashExitCode : app.exit(e);
+        if (o.admin.hashPassword) {
+            exitCode = o.admin.hashExitCode;
+            return false;
+        }
+        // Help and version exit 0; every usage error exits 2, as the calyx tool does.
+        exitCode = app.exit(e) == 0 ? 0 : 2;
         return false;
     }
     if (config->count() > 0)

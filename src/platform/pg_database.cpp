@@ -1,12 +1,40 @@
 // Portable media index database layer over libpq: connections, statements, result sets
 // and their row cursors.
 #include <atomic>
+#include <exception>
 #include <new>
+#include <string>
+
+#include "calyx/media_db.h"
 
 #include "calyx/platform.h"
 #include "platform/pg_handles.h"
 
 namespace {
+
+// Why this thread's last connection attempt failed (libpq's words), for the host's message.
+thread_local std::string tConnectFailure;
+
+// libpq's message on one line: line breaks and indents become single blanks.
+void RecordConnectFailure(const char* message) {
+    try {
+        std::string line;
+        bool blank = false;
+        for (const char* c = message; c != nullptr && *c != '\0'; ++c) {
+            const bool space = *c == '\n' || *c == '\t' || *c == ' ';
+            blank = blank || (space && !line.empty());
+            if (!space) {
+                if (blank)
+                    line += ' ';
+                line += *c;
+                blank = false;
+            }
+        }
+        tConnectFailure = line;
+    } catch (const std::exception&) {
+        tConnectFailure.clear();
+    }
+}
 
 // Serial numbers of result sets; 0 is never handed out, so a zeroed cursor is on no row.
 std::atomic<uint64_t> gNextResultSerial{1};
@@ -69,12 +97,15 @@ extern "C" DBConnect* ZEVODBConnect(const char* host, const char* user, const ch
     // expand_dbname 0: a database name is only a name, never a connection string.
     PGconn* pg = PQconnectdbParams(keys, values, 0);
     if (pg == nullptr) {
+        RecordConnectFailure("out of memory");
         return nullptr;
     }
     if (PQstatus(pg) != CONNECTION_OK || !PrepareSession(pg)) {
+        RecordConnectFailure(PQerrorMessage(pg));
         PQfinish(pg);
         return nullptr;
     }
+    tConnectFailure.clear();
     PQsetNoticeProcessor(pg, IgnoreNotice, nullptr);
     DBConnect* conn = new (std::nothrow) DBConnect{pg};
     if (conn == nullptr) {
@@ -163,3 +194,15 @@ extern "C" void ZEVODBClose(DBConnect* conn) {
         delete conn;
     }
 }
+
+namespace Calyx {
+
+std::string DBConnectFailureReason() {
+    try {
+        return tConnectFailure;
+    } catch (const std::exception&) {
+        return "";
+    }
+}
+
+}  // namespace Calyx

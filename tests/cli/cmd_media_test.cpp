@@ -124,6 +124,9 @@ TEST(CliMediaServer, UnreachableServerIsOneLineErrorExitOne) {
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(LineCount(run.err), 1u) << run.err;
     EXPECT_NE(run.err.find("cannot connect to the media index"), std::string::npos) << run.err;
+    // libpq's own reason: the socket it tried and why that failed.
+    EXPECT_NE(run.err.find(empty.path() + "/.s.PGSQL.1"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("No such file or directory"), std::string::npos) << run.err;
 }
 
 }  // namespace

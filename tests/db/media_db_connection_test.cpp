@@ -131,4 +131,20 @@ TEST_F(MediaDBConnection, LastErrorGivesTheServersReason) {
     EXPECT_EQ(Calyx::DBConnectLastError(nullptr), "");
 }
 
+TEST_F(MediaDBConnection, AFailedConnectionLeavesLibpqsReasonForItsThread) {
+    TempDir nowhere;
+    {
+        ScopedEnv host("PGHOST", nowhere.path().c_str());
+        EXPECT_EQ(ZEVODBConnect(nullptr, "admin", nullptr, "calyx"), nullptr);
+    }
+    const std::string reason = Calyx::DBConnectFailureReason();
+    EXPECT_NE(reason.find(nowhere.path()), std::string::npos) << reason;
+    EXPECT_NE(reason.find("No such file or directory"), std::string::npos) << reason;
+    EXPECT_EQ(reason.find('\n'), std::string::npos) << "one line: " << reason;
+    DBConnect* conn = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
+    ASSERT_NE(conn, nullptr);
+    EXPECT_EQ(Calyx::DBConnectFailureReason(), "") << "a later success clears it";
+    ZEVODBClose(conn);
+}
+
 }  // namespace

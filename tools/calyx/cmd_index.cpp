@@ -19,6 +19,7 @@ struct IndexCommandOptions {
     bool noThumbnails = false;
     bool quiet = false;
     bool json = false;
+    bool noWait = false;
 };
 
 // The thumbnail cache of the user: $XDG_CACHE_HOME/calyx/thumbnails, else ~/.cache/...
@@ -93,6 +94,11 @@ void RunIndexCommand(IndexCommandOptions& o) {
         o.run.thumbnailDir = DefaultThumbnailDir();
     if (!o.quiet)
         o.run.progress = ProgressPrinter();
+    // While calyx-dms (or another calyx index) indexes the same index, wait for it.
+    o.run.waitForOtherRun = !o.noWait;
+    o.run.onWaiting = [](const std::string& why) {
+        std::cerr << "calyx index: " << why << " (Ctrl-C to give up)" << std::endl;
+    };
     const calyx_indexer::IndexSummary summary = calyx_indexer::RunIndex(o.run);
     if (!summary.error.empty())
         Fail(summary.error);
@@ -122,10 +128,15 @@ void AddIndexCommand(CLI::App& app) {
     cmd->add_flag("--no-thumbnails", o->noThumbnails, "Make no thumbnails");
     cmd->add_flag("--quiet,-q", o->quiet, "No progress output");
     cmd->add_flag("--json", o->json, "Print the summary as JSON");
+    cmd->add_flag("--no-wait", o->noWait,
+                  "Fail at once when another index run (calyx-dms's) is writing the index, "
+                  "instead of waiting for it");
     cmd->footer(
         "Progress goes to standard error (a bar on a terminal, plain lines otherwise), the "
         "summary to standard output. Files that cannot be indexed are counted and listed; "
-        "the exit status is 1 only when the run itself fails.");
+        "the exit status is 1 only when the run itself fails. While another run writes the "
+        "same index (calyx-dms indexing its media folders, or another calyx index), the "
+        "command says so and waits for it to finish.");
     cmd->callback([o] { RunIndexCommand(*o); });
 }
 

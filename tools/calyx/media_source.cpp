@@ -21,10 +21,13 @@ using Connection = std::unique_ptr<DBConnect, ConnectionCloser>;
 // unreachable server is told apart from an empty table.
 Connection Connect() {
     Connection conn(ZEVODBConnect(nullptr, "admin", nullptr, "calyx"));
-    if (!conn)
+    if (!conn) {
+        const std::string reason = Calyx::DBConnectFailureReason();
         Fail(
             "cannot connect to the media index (database \"calyx\", user \"admin\"; "
-            "PGHOST and PGPORT choose the server)");
+            "PGHOST and PGPORT choose the server)" +
+            (reason.empty() ? std::string() : ": " + reason));
+    }
     return conn;
 }
 

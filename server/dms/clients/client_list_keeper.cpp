@@ -1,5 +1,9 @@
 #include "clients/client_list_keeper.h"
 
+#include <errno.h>
+#include <string.h>
+#include <unistd.h>
+
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 
@@ -73,16 +77,31 @@ void ClientListKeeper::OnFileEvent() {
 void ClientListKeeper::Check() {
     if (Calyx::ClientListDocument(list_) == written_ && FileIsOurs())
         return;
+    // After a failed save, the next attempt waits for a folder it can write (the library
+    // logs every failed save itself).
+    if (failing_ && access(Calyx::FileGetPathDirName(path_).c_str(), W_OK) != 0)
+        return;
     Save();
 }
 
 void ClientListKeeper::Save() {
     if (!list_.WriteToFile()) {
-        if (Calyx::DMSLOGGetLevel() >= 0)
-            Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "Error: calyx-dms - cannot save %s\n",
-                             path_.c_str());
+        // Said once: the checks go on, and the next save that works says so.
+        if (!failing_ && Calyx::DMSLOGGetLevel() >= 0) {
+            const std::string folder = Calyx::FileGetPathDirName(path_);
+            const std::string reason =
+                access(folder.c_str(), W_OK) == 0 ? "" : std::string(": ") + strerror(errno);
+            Calyx::DMSPrintf(Calyx::DMSLOG_ERR,
+                             "Error: calyx-dms - cannot save %s (folder %s%s); the clients are "
+                             "kept in memory and saved once the folder can be written\n",
+                             path_.c_str(), folder.c_str(), reason.c_str());
+        }
+        failing_ = true;
         return;
     }
+    if (failing_ && Calyx::DMSLOGGetLevel() >= 1)
+        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: saved %s again\n", path_.c_str());
+    failing_ = false;
     written_ = Calyx::ClientListDocument(list_);
     stat(path_.c_str(), &savedStat_);
 }

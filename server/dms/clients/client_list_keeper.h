@@ -41,6 +41,7 @@ private:
     guint timer_ = 0;
     Json::Value written_;       // the document as last saved
     struct stat savedStat_ {};  // the file as the last save left it
+    bool failing_ = false;      // the last save failed (said once, not at every check)
 };
 
 }  // namespace calyx_dms

@@ -124,7 +124,10 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
     long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
     if (count >= 0)
         return count;
-    Calyx::MediaDB db(table, conn_);
+    DBConnect* conn = Conn();
+    if (conn == nullptr)
+        return -1;
+    Calyx::MediaDB db(table, conn);
     db.AddCondition(kShown);
     db.AddCondition(condition);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
@@ -152,7 +155,10 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
         long long wanted = std::min(limit - handed, count - first);
         if (first >= count || wanted <= 0)
             continue;
-        Calyx::MediaDB db(listing.table, conn_);
+        DBConnect* conn = Conn();
+        if (conn == nullptr)
+            return -1;
+        Calyx::MediaDB db(listing.table, conn);
         db.AddCondition(kShown);
         db.AddCondition(listing.condition);
         if (db.Select("*", orderBy, static_cast<int>(first), static_cast<int>(wanted), "") < 0)
@@ -169,7 +175,10 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
 }
 
 int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info) {
-    Calyx::MediaDB db(table, conn_);
+    DBConnect* conn = Conn();
+    if (conn == nullptr)
+        return -1;
+    Calyx::MediaDB db(table, conn);
     db.AddCondition(kShown);
     db.AddCondition("id = " + std::to_string(id));
     int rows = db.Select("*", "", 0, 1, "");
@@ -213,7 +222,7 @@ long long Catalog::SystemUpdateId() {
     long long recent = stamps_->Recent(std::chrono::seconds(kStampSeconds));
     if (recent >= 0)
         return recent;
-    long long id = QueryNumber(conn_, "SELECT system_update_id AS value FROM index_update");
+    long long id = QueryNumber(Conn(), "SELECT system_update_id AS value FROM index_update");
     if (id >= 0)
         stamps_->Store(id);
     return id;
@@ -222,7 +231,7 @@ long long Catalog::SystemUpdateId() {
 long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<ContainerUpdate>& changed,
                                long long& changedAt) {
     DBResult* ids = nullptr;
-    if (ZEVODBExecute(conn_,
+    if (ZEVODBExecute(Conn(),
                       "SELECT system_update_id, COALESCE(changed_at, 0) AS changed_at FROM "
                       "index_update",
                       &ids) != 0)
@@ -245,7 +254,7 @@ long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<Contai
     const std::string sql = "SELECT container, update_id FROM container_update WHERE update_id > " +
                             std::to_string(since) + " ORDER BY update_id, container LIMIT " +
                             std::to_string(limit);
-    if (ZEVODBExecute(conn_, sql.c_str(), &result) != 0)
+    if (ZEVODBExecute(Conn(), sql.c_str(), &result) != 0)
         return -1;
     DBRow row{};
     while (ZEVODBFetchRow(result, &row) == 0) {
@@ -265,7 +274,7 @@ long long Catalog::ContainerUpdateId(const std::string& container) {
     if (id >= 0)
         return id;
     // Container names are object ids the server made: letters and digits only.
-    id = QueryNumber(conn_, "SELECT update_id AS value FROM container_update WHERE container = '" +
+    id = QueryNumber(Conn(), "SELECT update_id AS value FROM container_update WHERE container = '" +
                                 container + "'");
     if (id >= 0 && stamp >= 0)
         stamps_->StoreCount(stamp, key, id);

@@ -12,6 +12,7 @@
 
 #include "calyx/media_db.h"
 #include "calyx/types.h"
+#include "store/index_connection.h"
 
 namespace calyx_dms {
 
@@ -74,9 +75,11 @@ private:
 
 class Catalog {
 public:
-    // `conn` (borrowed) serves every query of this catalog, one thread at a time; `stamps`
-    // (borrowed) may be shared between threads.
-    Catalog(DBConnect* conn, StampCache& stamps) : conn_(conn), stamps_(&stamps) {}
+    // `connection` (borrowed) serves every query of this catalog, one thread at a time;
+    // while it cannot be made, every query fails (-1). `stamps` (borrowed) may be shared
+    // between threads.
+    Catalog(IndexConnection& connection, StampCache& stamps)
+        : connection_(&connection), stamps_(&stamps) {}
 
     // Rows of the listings one after another, ordered by `orderBy` within each: the total
     // count in `total`, and the rows from `offset` on, at most `limit`, handed to `row` one
@@ -107,7 +110,10 @@ public:
 
 private:
     static constexpr int kStampSeconds = 1;
-    DBConnect* conn_;
+    // The connection, or null while the database server cannot be reached.
+    DBConnect* Conn() { return connection_->Get(); }
+
+    IndexConnection* connection_;
     StampCache* stamps_;
 };
 

@@ -178,10 +178,14 @@ class Lab:
         return run("psql", "-X", "-q", "-tA", "-v", "ON_ERROR_STOP=1", "-U", "admin", "-d",
                    "calyx", "-c", sql, env=env).stdout
 
-    def make_index(self):
+    def make_schema(self):
+        """The lab's database schema, empty: the server applies the index schema itself."""
         run("psql", "-X", "-q", "-v", "ON_ERROR_STOP=1", "-U", "admin", "-d", "calyx", "-c",
             "CREATE SCHEMA %s" % self.schema)
         self.schema_made = True
+
+    def make_index(self):
+        self.make_schema()
         env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.schema)
         run("psql", "-X", "-q", "-v", "ON_ERROR_STOP=1", "-U", "admin", "-d", "calyx", "-f",
             os.path.join(self.source, "sql/media_index.sql"), env=env)
@@ -248,7 +252,9 @@ class Lab:
         args = ["ip", "netns", "exec", self.server_ns, self.server_binary, "--interface",
                 "br0", "--port", str(PORT), "--profiles",
                 profiles or os.path.join(self.source, "data/profiles.json"), "--log",
-                os.path.join(self.tmp, "calyx-dms.log"), "--log-level", str(log_level), *extra]
+                os.path.join(self.tmp, "calyx-dms.log"), "--log-level", str(log_level),
+                # The state folder (thumbnails of the background indexing) stays in the lab's.
+                "--state-dir", os.path.join(self.tmp, "state"), *extra]
         self.server_out = open(log, "w")
         self.server = subprocess.Popen(args, stdout=self.server_out, stderr=subprocess.STDOUT,
                                        env=env)

@@ -1,0 +1,28 @@
+#include "install_paths.h"
+
+#include <limits.h>
+#include <unistd.h>
+
+namespace calyx_dms {
+
+bool RunsFromBuildTree() {
+    char self[PATH_MAX];
+    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n <= 0)
+        return false;
+    const std::string program(self, static_cast<size_t>(n));
+    const std::string build = std::string(CALYX_DMS_BUILD_DIR) + "/";
+    return program.compare(0, build.size(), build) == 0;
+}
+
+std::string DataFile(const std::string& name) {
+    return (RunsFromBuildTree() ? std::string(CALYX_DMS_SOURCE_DIR) + "/data/"
+                                : std::string(CALYX_DMS_DATA_DIR) + "/data/") +
+           name;
+}
+
+std::string BuildTreeTextsRoot() {
+    return RunsFromBuildTree() ? CALYX_DMS_TEXTS_ROOT : "";
+}
+
+}  // namespace calyx_dms
