@@ -198,7 +198,7 @@ private:
 
     static MediaFolderState LookAtMediaFolder(const std::string& folder) {
         MediaFolderState state;
-        state.path = AbsolutePath(folder);
+        state.path = ResolveAsFarAsItGoes(AbsolutePath(folder));
         char resolved[PATH_MAX];
         struct stat info {
         }, parent{};
@@ -222,6 +222,22 @@ private:
         while (absolute.size() > 1 && absolute.back() == '/')
             absolute.pop_back();
         return absolute;
+    }
+
+    // `path` with links resolved in its longest part that exists: a media folder that is
+    // gone is recorded under the same name as when it was there.
+    static std::string ResolveAsFarAsItGoes(const std::string& path) {
+        std::string head = path, tail;
+        char resolved[PATH_MAX];
+        while (realpath(head.c_str(), resolved) == nullptr) {
+            if (head == "/" || head.empty())
+                return path;
+            const size_t slash = head.rfind('/');
+            tail = head.substr(slash) + tail;
+            head = slash == 0 ? "/" : head.substr(0, slash);
+        }
+        const std::string base = resolved;
+        return tail.empty() ? base : (base == "/" ? tail : base + tail);
     }
 
     static std::string ParentOf(const std::string& path) {

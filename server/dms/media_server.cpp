@@ -3,7 +3,9 @@
 #include <glib-unix.h>
 #include <glib/gstdio.h>
 #include <libgupnp/gupnp.h>
+#include <limits.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -37,6 +39,7 @@
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
 #include "upnp/update_events.h"
+#include "watch/media_watch.h"
 
 namespace calyx_dms {
 
@@ -198,12 +201,33 @@ int RunMediaServer(const Options& given) {
     indexing.thumbnailFolder = options.stateDir + "/thumbnails";
     indexing.workers = static_cast<int>(options.indexWorkers);
     indexing.workerLog = options.stateDir + "/index-worker.log";
+    indexing.forgetAfter = options.forgetAfter;
     IndexScheduler scheduler(indexing);
     scheduler.SetObserver([](const IndexStatus& status) {
         if (status.state == IndexStatus::kIdle && status.runs > 0)
             std::cout << "calyx-dms: " << status.lastResult << std::endl;
     });
     IndexStarter starter(scheduler, folders);
+    // The media folders followed as they change: what changed goes to changed-path runs.
+    std::optional<MediaWatch> mediaWatch;
+    if (!folders.empty()) {
+        WatchSettings watching;
+        for (const MediaFolder& folder : folders) {
+            char resolved[PATH_MAX];
+            watching.folders.emplace_back(realpath(folder.path.c_str(), resolved) ? resolved
+                                                                                  : folder.path);
+        }
+        watching.rescanInterval = options.rescanInterval;
+        // The tests' seam: they never change the real limit under /proc.
+        if (const char* file = getenv("CALYX_INOTIFY_LIMIT_FILE"))
+            watching.limitFile = file;
+        mediaWatch.emplace(watching, [&scheduler, &folders](const std::vector<std::string>& paths) {
+            if (paths.empty())
+                scheduler.Request(folders);
+            else
+                scheduler.RequestChanges(paths);
+        });
+    }
     // Stopped (answering what is queued) once the main loop has ended, while everything
     // its jobs use is still there.
     std::optional<QueryWorkers> workers;
@@ -309,6 +333,8 @@ int RunMediaServer(const Options& given) {
     std::cout << "calyx-dms: serving \"" << identity.friendlyName << "\" at " << location
               << std::endl;
     starter.Start();
+    if (mediaWatch)
+        mediaWatch->Start();
     g_main_loop_run(loop);
 
     // Shut down: bye-bye announcements, the last save, then the library. The stack

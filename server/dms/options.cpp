@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "calyx/version.h"
+#include "watch_options.h"
 
 namespace calyx_dms {
 
@@ -57,6 +58,7 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
                    "Threads answering Browse and Search, each with its own database connection")
         ->check(CLI::Range(1u, 64u));
     AddAdminOptions(app, o.admin);
+    AddWatchOptions(app, o);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

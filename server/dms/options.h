@@ -25,6 +25,9 @@ struct Options {
     bool discoverRenderers = true;
     unsigned saveInterval = 2;  // seconds between checks of the client list
     unsigned queryThreads = 2;  // threads (each with its database connection) for Browse/Search
+    // Watching the media folders.
+    unsigned rescanInterval = 0;    // seconds between rescans of everything; 0: none
+    long long forgetAfter = 86400;  // seconds a gone media folder's items stay hidden
     // The settings page: off unless a password hash is configured.
     AdminSettings admin;
 };

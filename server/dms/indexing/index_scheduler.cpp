@@ -72,9 +72,11 @@ std::string DescribeIndexStatus(const IndexStatus& status) {
 }
 
 std::vector<std::string> IndexWorkerArguments(const IndexerSettings& settings,
-                                              const std::vector<MediaFolder>& folders) {
+                                              const std::vector<MediaFolder>& folders,
+                                              const std::vector<std::string>& changed) {
     std::vector<std::string> args = {"--index-worker", "--workers",
-                                     std::to_string(settings.workers)};
+                                     std::to_string(settings.workers), "--forget-after",
+                                     std::to_string(settings.forgetAfter)};
     if (!settings.thumbnailFolder.empty()) {
         args.push_back("--thumbnails");
         args.push_back(settings.thumbnailFolder);
@@ -84,6 +86,10 @@ std::vector<std::string> IndexWorkerArguments(const IndexerSettings& settings,
         args.push_back(folder.path);
         args.push_back(folder.title);
         args.push_back(std::to_string(folder.kinds));
+    }
+    for (const std::string& path : changed) {
+        args.push_back("--changed");
+        args.push_back(path);
     }
     return args;
 }
@@ -95,6 +101,8 @@ IndexScheduler::~IndexScheduler() {
 }
 
 void IndexScheduler::Request(const std::vector<MediaFolder>& folders) {
+    folders_ = folders;
+    pendingChanges_.clear();
     if (pid_ > 0) {
         pending_ = folders;
         hasPending_ = true;
@@ -103,9 +111,25 @@ void IndexScheduler::Request(const std::vector<MediaFolder>& folders) {
     StartRun(folders);
 }
 
-void IndexScheduler::StartRun(const std::vector<MediaFolder>& folders) {
+void IndexScheduler::RequestChanges(const std::vector<std::string>& paths) {
+    if (folders_.empty() || paths.empty())
+        return;
+    if (pid_ > 0) {
+        if (!hasPending_)
+            pendingChanges_.insert(paths.begin(), paths.end());
+        return;
+    }
+    StartRun(folders_, paths);
+}
+
+void IndexScheduler::StartRun(const std::vector<MediaFolder>& folders,
+                              const std::vector<std::string>& given) {
     if (folders.empty())
         return;
+    // A great many changes at once (the kernel's queue overflowed, a tree replaced): one
+    // walk of everything costs less than looking at each.
+    const std::vector<std::string> changed =
+        given.size() > kMaxChangedPaths ? std::vector<std::string>{} : given;
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0) {
         status_.lastResult = std::string("indexing failed: no pipe: ") + strerror(errno);
@@ -114,7 +138,7 @@ void IndexScheduler::StartRun(const std::vector<MediaFolder>& folders) {
     }
     ChildSpec spec;
     spec.argv.push_back(settings_.program);
-    for (const std::string& arg : IndexWorkerArguments(settings_, folders))
+    for (const std::string& arg : IndexWorkerArguments(settings_, folders, changed))
         spec.argv.push_back(arg);
     spec.stdoutFd = fds[1];
     spec.outputFile = settings_.workerLog;  // stderr (stdout is the pipe)
@@ -151,6 +175,8 @@ void IndexScheduler::StartRun(const std::vector<MediaFolder>& folders) {
     std::string names;
     for (const MediaFolder& folder : folders)
         names += (names.empty() ? "" : ", ") + folder.path;
+    if (!changed.empty())
+        names = std::to_string(changed.size()) + " changed paths under " + names;
     LogInfo("indexing " + names + " (worker " + std::to_string(pid_) + ")");
     Changed();
 }
@@ -239,11 +265,16 @@ void IndexScheduler::Finish() {
     if (hasPending_) {
         hasPending_ = false;
         StartRun(pending_);
+    } else if (!pendingChanges_.empty()) {
+        const std::vector<std::string> changed(pendingChanges_.begin(), pendingChanges_.end());
+        pendingChanges_.clear();
+        StartRun(folders_, changed);
     }
 }
 
 void IndexScheduler::Stop() {
     hasPending_ = false;
+    pendingChanges_.clear();
     if (pid_ <= 0)
         return;
     if (source_ != 0)

@@ -12,6 +12,7 @@
 #include <time.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ struct IndexerSettings {
     int workers = 1;              // probing processes of a run
     std::string workerLog;        // the worker's standard error (libav's words) goes here
     int logSeconds = 5;           // a progress line in the log at most this often
+    // Seconds a media folder that is gone keeps its items hidden (--forget-after).
+    long long forgetAfter = 86400;
 };
 
 // Where indexing stands, for the log and the settings page.
@@ -41,9 +44,11 @@ struct IndexStatus {
 // another index run to finish", "index up to date: 450 files (3 added) in 2.1 s", ...
 std::string DescribeIndexStatus(const IndexStatus& status);
 
-// The worker's command line for `folders` (the program's own arguments after it).
+// The worker's command line for `folders` (the program's own arguments after it), and for
+// `changed` paths under them when the run is to look at those only.
 std::vector<std::string> IndexWorkerArguments(const IndexerSettings& settings,
-                                              const std::vector<MediaFolder>& folders);
+                                              const std::vector<MediaFolder>& folders,
+                                              const std::vector<std::string>& changed = {});
 
 class IndexScheduler {
 public:
@@ -54,6 +59,14 @@ public:
 
     // Indexes `folders` as soon as no run is under way (a waiting request is replaced).
     void Request(const std::vector<MediaFolder>& folders);
+    // Indexes only `paths` (files and folders under the folders of the last Request that
+    // changed, or media folders that went or came back) as soon as no run is under way;
+    // they join a waiting request (one of every folder covers them already). Before any
+    // Request there is nothing to add them to: the first run looks at everything anyway.
+    void RequestChanges(const std::vector<std::string>& paths);
+
+    // More changed paths than this make a run of every folder instead.
+    static constexpr size_t kMaxChangedPaths = 5000;
 
     // Ends a run under way (its rows so far stay; the next run finishes the job) and drops
     // a waiting request.
@@ -66,7 +79,8 @@ public:
     }
 
 private:
-    void StartRun(const std::vector<MediaFolder>& folders);
+    void StartRun(const std::vector<MediaFolder>& folders,
+                  const std::vector<std::string>& changed = {});
     void Read();
     void Handle(const WorkerReport& report);
     void Finish();
@@ -77,6 +91,8 @@ private:
     std::function<void(const IndexStatus&)> observer_;
     std::vector<MediaFolder> pending_;
     bool hasPending_ = false;
+    std::vector<MediaFolder> folders_;  // those of the last Request
+    std::set<std::string> pendingChanges_;  // changed paths waiting (hasPending_: none)
     pid_t pid_ = -1;
     int fd_ = -1;
     unsigned source_ = 0;  // GLib source of the pipe

@@ -47,6 +47,10 @@ int RunIndexWorker(int argc, char** argv) {
         const std::string arg = argv[i];
         if (arg == "--workers" && i + 1 < argc) {
             options.workers = atoi(argv[++i]);
+        } else if (arg == "--changed" && i + 1 < argc) {
+            options.changedPaths.emplace_back(argv[++i]);
+        } else if (arg == "--forget-after" && i + 1 < argc) {
+            options.forgetAfterSeconds = strtoll(argv[++i], nullptr, 10);
         } else if (arg == "--thumbnails" && i + 1 < argc) {
             options.thumbnailDir = argv[++i];
         } else if (arg == "--folder" && i + 3 < argc) {

@@ -16,8 +16,9 @@ namespace {
 constexpr guint kTickMilliseconds = 200;
 constexpr unsigned kTicksPerMissingCheck = 10;   // 2 s
 constexpr unsigned kTicksPerMissingRerun = 300;  // 60 s: lets the indexer forget them
-// A closed file must stay untouched this long; one never seen closed this long.
-constexpr auto kSettle = std::chrono::milliseconds(1000);
+// A closed file must stay untouched this long (what is left of the 2 s a change may take
+// to reach the index goes to starting the index worker); one never seen closed this long.
+constexpr auto kSettle = std::chrono::milliseconds(750);
 constexpr auto kStillOpen = std::chrono::seconds(30);
 
 bool IsFolder(const std::string& path) {
