@@ -349,8 +349,8 @@ private:
 
     // The title of a folder's row: a root's configured title, else the folder's name.
     std::string FolderTitle(const WalkedFolder& folder) const {
-        auto title = folder.parent == kNoFolder ? rootTitles_.find(folder.indexed)
-                                                : rootTitles_.end();
+        auto title =
+            folder.parent == kNoFolder ? rootTitles_.find(folder.indexed) : rootTitles_.end();
         return title != rootTitles_.end() ? title->second : BaseName(folder.indexed);
     }
 
@@ -549,7 +549,7 @@ private:
     std::unordered_map<std::string, IndexedRow> rows_;
     std::unordered_set<std::string> seen_;
     std::vector<int64_t> folderIds_;
-    std::map<std::string, std::string> rootTitles_;                 // indexed root -> title
+    std::map<std::string, std::string> rootTitles_;                  // indexed root -> title
     std::map<std::string, const std::set<std::string>*> rootKinds_;  // indexed root -> kinds
     std::vector<size_t> jobIndex_;  // job number -> index in walk_.files
     IndexSummary summary_;

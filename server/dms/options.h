@@ -14,12 +14,12 @@ struct Options {
     unsigned port = 0;         // HTTP port (0 = any free port)
     std::string friendlyName;  // "" = the translated "Media Server" text
     std::string language = "enu";
-    std::string profiles;  // profile list file ("" = the shipped one, see DataFile)
-    std::string database;  // libpq connection string of the media index server ("": env)
+    std::string profiles;            // profile list file ("" = the shipped one, see DataFile)
+    std::string database;            // libpq connection string of the media index server ("": env)
     std::vector<std::string> media;  // folders to index and serve (--media, "media =" lines)
-    std::string stateDir;  // "" = DefaultStateFolder()
-    unsigned indexWorkers = 0;  // probing processes of background indexing (0: half the CPUs)
-    std::string log;            // "" = calyx-dms.log in the state folder
+    std::string stateDir;            // "" = DefaultStateFolder()
+    unsigned indexWorkers = 0;       // probing processes of background indexing (0: half the CPUs)
+    std::string log;                 // "" = calyx-dms.log in the state folder
     int logLevel = 1;
     bool denyNewClients = false;
     bool discoverRenderers = true;

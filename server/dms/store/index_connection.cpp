@@ -10,8 +10,7 @@ IndexConnection::~IndexConnection() {
 }
 
 DBConnect* IndexConnection::Get() {
-    if (conn_ == nullptr &&
-        (!tried_ || std::chrono::steady_clock::now() - lastAttempt_ >= retry_))
+    if (conn_ == nullptr && (!tried_ || std::chrono::steady_clock::now() - lastAttempt_ >= retry_))
         Connect();
     return conn_;
 }
