@@ -33,6 +33,7 @@
 #include "state_folder.h"
 #include "store/index_connection.h"
 #include "store/index_schema.h"
+#include "store/private_cluster.h"
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
@@ -160,6 +161,68 @@ private:
     guint timer_ = 0;
 };
 
+// True when neither --database nor libpq's environment names a database server.
+bool NoDatabaseNamed(const Options& o) {
+    for (const char* name : {"PGHOST", "PGHOSTADDR", "PGSERVICE"}) {
+        const char* value = getenv(name);
+        if (value != nullptr && *value != '\0')
+            return false;
+    }
+    return o.database.empty();
+}
+
+// Starts the private cluster and points libpq's environment (the library's connections
+// and the index worker's) at its socket.
+bool StartPrivateCluster(const Options& o, std::optional<PrivateCluster>& cluster,
+                         std::string& error) {
+    ClusterSettings settings;
+    settings.folder = o.stateDir + "/postgresql";
+    settings.programs = FindServerPrograms(o.pgBindir, error);
+    if (settings.programs.empty())
+        return false;
+    cluster.emplace(settings);
+    if (!cluster->Start(error)) {
+        error = "the private database cluster in " + settings.folder + " did not start: " + error;
+        return false;
+    }
+    setenv("PGHOST", cluster->socketFolder().c_str(), 1);
+    setenv("PGPORT", std::to_string(cluster->port()).c_str(), 1);
+    Say("media index: private PostgreSQL cluster " + cluster->dataFolder() + " (" +
+        cluster->history() + "; socket " + cluster->socketFolder() + ")");
+    return true;
+}
+
+// Restarts the private cluster if its server has ended (checked every few seconds).
+class ClusterGuard {
+public:
+    explicit ClusterGuard(PrivateCluster& cluster) : cluster_(cluster) {
+        timer_ = g_timeout_add_seconds(
+            5,
+            [](gpointer self) -> gboolean {
+                static_cast<ClusterGuard*>(self)->Check();
+                return G_SOURCE_CONTINUE;
+            },
+            this);
+    }
+    ~ClusterGuard() { g_source_remove(timer_); }
+    ClusterGuard(const ClusterGuard&) = delete;
+    ClusterGuard& operator=(const ClusterGuard&) = delete;
+
+private:
+    void Check() {
+        std::string why;
+        if (cluster_.Alive(why))
+            return;
+        Say("the private database server stopped (" + why + "); starting it again");
+        std::string error;
+        if (!cluster_.Start(error) && Calyx::DMSLOGGetLevel() >= 0)
+            Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "Error: calyx-dms - %s\n", error.c_str());
+    }
+
+    PrivateCluster& cluster_;
+    guint timer_ = 0;
+};
+
 }  // namespace
 
 int RunMediaServer(const Options& given) {
@@ -180,6 +243,13 @@ int RunMediaServer(const Options& given) {
     for (const std::string& problem : problems)
         if (Calyx::DMSLOGGetLevel() >= 0)
             Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "Error: calyx-dms - %s\n", problem.c_str());
+    // Without a database server named, the server runs one of its own (stopped last).
+    std::optional<PrivateCluster> cluster;
+    if (NoDatabaseNamed(options) && !StartPrivateCluster(options, cluster, error))
+        return Fail(error);
+    std::optional<ClusterGuard> clusterGuard;
+    if (cluster)
+        clusterGuard.emplace(*cluster);
 
     // One connection for the main loop (update ids, media files) and one per query worker,
     // each made when first needed: the server serves before its database server is there.

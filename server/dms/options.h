@@ -18,6 +18,7 @@ struct Options {
     std::string database;            // libpq connection string of the media index server ("": env)
     std::vector<std::string> media;  // folders to index and serve (--media, "media =" lines)
     std::string stateDir;            // "" = DefaultStateFolder()
+    std::string pgBindir;            // PostgreSQL's server programs ("" = the newest Debian's)
     unsigned indexWorkers = 0;       // probing processes of background indexing (0: half the CPUs)
     std::string log;                 // "" = calyx-dms.log in the state folder
     int logLevel = 1;
