@@ -35,6 +35,7 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     app.add_option("--query-threads", o.queryThreads,
                    "Threads answering Browse and Search, each with its own database connection")
         ->check(CLI::Range(1u, 64u));
+    AddLimitOptions(app, o.limits);
     AddAdminOptions(app, o.admin);
     try {
         app.parse(argc, argv);
@@ -44,6 +45,7 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     }
     if (config->count() > 0)
         o.admin.configFile = config->as<std::string>();
+    o.admin.hostNames = o.limits.hostNames;
     return true;
 }
 

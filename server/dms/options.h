@@ -5,6 +5,7 @@
 #include <string>
 
 #include "admin/admin_options.h"
+#include "limit_options.h"
 
 namespace calyx_dms {
 
@@ -23,6 +24,7 @@ struct Options {
     unsigned queryThreads = 2;  // threads (each with its database connection) for Browse/Search
     // The settings page: off unless a password hash is configured.
     AdminSettings admin;
+    LimitSettings limits;
 };
 
 // Reads the flags (and the file named by --config). Prints help or an error and returns

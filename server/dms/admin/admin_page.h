@@ -12,13 +12,16 @@
 namespace calyx_dms {
 
 struct ClientsPageView {
-    std::vector<ClientRow> rows;        // already filtered and sorted
+    std::vector<ClientRow> rows;        // the page's rows, already filtered and sorted
     std::vector<std::string> profiles;  // names for the drop-down, in list order
     std::string sort;
     std::string filter;
     std::string csrf;
     std::string notice;
     bool denyNewClients = false;
+    size_t page = 1;   // which page of rows this is (from 1)
+    size_t pages = 1;  // how many there are
+    size_t total = 0;  // rows on all pages
 };
 
 std::string RenderLoginPage(const Calyx::DMSStringBundle& texts, const std::string& notice);
