@@ -95,18 +95,22 @@ void EarlyGate::OnGotHeaders(SoupServerMessage* msg) {
         head.headers.emplace_back(name, value);
     }
     const HeadVerdict verdict = JudgeRequestHead(head, hosts_.Get(), limits_);
-    if (verdict != HeadVerdict::kServe) {
-        const char* why = verdict == HeadVerdict::kForeignHost    ? "foreign Host"
-                          : verdict == HeadVerdict::kBodyTooLarge ? "body too large"
-                          : verdict == HeadVerdict::kHeadTooLarge ? "head too large"
-                                                                  : "bad length";
+    const char* why = verdict == HeadVerdict::kForeignHost    ? "foreign Host"
+                      : verdict == HeadVerdict::kBodyTooLarge ? "body too large"
+                      : verdict == HeadVerdict::kHeadTooLarge ? "head too large"
+                                                              : "bad length";
+    const bool aboutBody =
+        verdict == HeadVerdict::kBodyTooLarge || verdict == HeadVerdict::kBadLength;
+    if (verdict != HeadVerdict::kServe && !aboutBody)
         return Refuse(msg, {StatusOf(verdict), why});
+    // A client without access learns nothing else, not even that its body is too large.
+    if (admit_) {
+        const Refusal refusal = admit_(msg);
+        if (refusal.status != 0)
+            return Refuse(msg, refusal);
     }
-    if (!admit_)
-        return;
-    const Refusal refusal = admit_(msg);
-    if (refusal.status != 0)
-        Refuse(msg, refusal);
+    if (aboutBody)
+        Refuse(msg, {StatusOf(verdict), why});
 }
 
 void EarlyGate::OnGotChunk(SoupServerMessage* msg, GBytes* chunk) {

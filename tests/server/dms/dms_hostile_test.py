@@ -145,7 +145,7 @@ def check_heads_and_bodies(lab, client):
 
 def check_entry_bounded(lab, client):
     junk = ["X-Junk-%d: %s" % (i, "j" * 100) for i in range(60)]
-    status, _ = browse(client, lab, headers=["User-Agent: " + "A" * 10000,
+    status, _ = browse(client, lab, headers=["User-Agent: " + "A" * 5000,
                                              "X-AV-Client-Info: " + "é" * 300] + junk)
     if status != 200:
         fail("Browse with 60 extra headers: %d" % status)
@@ -164,6 +164,9 @@ def check_entry_bounded(lab, client):
 
 
 def check_denied(lab, denied):
+    if browse(denied, lab)[0] != 200:
+        fail("the client to deny is not served first")
+    wait_for("its saved entry", lambda: lab.client_entry(denied.mac), 5)
     run(lab.tool, "clients", "--root", lab.root, "deny", denied.mac)
     wait_for("the denial", lambda: browse(denied, lab)[0] == 403, 5)
     before = resident(lab.server.pid)
@@ -211,7 +214,7 @@ def check_search(lab, client):
     env = dict(os.environ, PGOPTIONS="-c search_path=%s" % lab.schema)
     locker = subprocess.Popen(["psql", "-X", "-q", "-U", "admin", "-d", "calyx", "-c",
                                "BEGIN; LOCK TABLE music, video, photo IN ACCESS EXCLUSIVE MODE; "
-                               "SELECT pg_sleep(8); COMMIT;"], env=env,
+                               "SELECT pg_sleep(4); COMMIT;"], env=env,
                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         time.sleep(1.5)
@@ -219,8 +222,8 @@ def check_search(lab, client):
         status, result = search(client, lab, 'dc:title contains "Clip"')
         took = time.monotonic() - started
     finally:
-        locker.terminate()
-        locker.wait()
+        # The lock ends with the locking transaction (a closed client would not end it).
+        locker.wait(timeout=30)
     if status != 500 or result.get("errorCode") != "720" or took > 5:
         fail("Search on a locked table: %d %r after %.1f s" % (status, result, took))
 
@@ -324,9 +327,9 @@ def check_cap(lab, client):
     for mac in macs:
         client.run("ip", "link", "set", "eth0", "address", mac)
         lab.ns_run(lab.server_ns, "ip", "neigh", "flush", "dev", "br0")
-        status, _ = browse(client, lab)
+        status, result = browse(client, lab)
         if status != 200:
-            fail("Browse from %s: %d" % (mac, status))
+            fail("Browse from %s: %d %r" % (mac, status, result))
     time.sleep(3)  # a save
     entries = [e.get("macAddr") for e in (lab.client_list() or {}).get("ClientList", [])]
     if len(entries) > MAX_CLIENTS:
