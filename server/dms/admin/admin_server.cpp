@@ -68,7 +68,9 @@ void Respond(SoupServerMessage* msg, guint status, const std::string& body,
     SoupMessageHeaders* headers = soup_server_message_get_response_headers(msg);
     soup_message_headers_replace(headers, "Content-Security-Policy", kContentSecurityPolicy);
     soup_message_headers_replace(headers, "X-Content-Type-Options", "nosniff");
-    soup_message_headers_replace(headers, "Referrer-Policy", "no-referrer");
+    // "same-origin", not "no-referrer": with no referrer at all, a browser's own form posts
+    // carry "Origin: null", which a forged post from a sandboxed frame carries too.
+    soup_message_headers_replace(headers, "Referrer-Policy", "same-origin");
     soup_message_headers_replace(headers, "Cache-Control", "no-store");
     soup_server_message_set_status(msg, status, nullptr);
     soup_server_message_set_response(msg, type, SOUP_MEMORY_COPY, body.data(), body.size());
