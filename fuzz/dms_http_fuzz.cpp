@@ -8,10 +8,10 @@
 #include <string>
 
 #include "calyx/client_list.h"
-#include "content/search_criteria.h"
 #include "clients/identification_headers.h"
-#include "fuzz_support.h"
 #include "clients/request_head.h"
+#include "content/search_criteria.h"
+#include "fuzz_support.h"
 
 namespace {
 
@@ -55,13 +55,12 @@ void JudgeHead(const std::string& head) {
             const char* host = soup_message_headers_get_one(headers, "Host");
             FUZZ_CHECK(!host || calyx_dms::IsOwnHost(host, own), head);
         }
-        FUZZ_CHECK(calyx_dms::StatusOf(verdict) == 0 || calyx_dms::StatusOf(verdict) >= 400,
-                   head);
+        FUZZ_CHECK(calyx_dms::StatusOf(verdict) == 0 || calyx_dms::StatusOf(verdict) >= 400, head);
 
         const calyx_dms::IdentificationHeaders filter(
             {"browse_x-av-client-info", "modelName", "open_user-agent", "open_x-odd"});
-        const auto kept =
-            filter.Select(Calyx::ClientHeaderKeys(request.headers), bytes % 2 ? "open_" : "browse_");
+        const auto kept = filter.Select(Calyx::ClientHeaderKeys(request.headers),
+                                        bytes % 2 ? "open_" : "browse_");
         FUZZ_CHECK(kept.size() <= 6, head);
         for (const auto& [n, v] : kept)
             FUZZ_CHECK(v.size() <= calyx_dms::kMaxRecordedValue, n);

@@ -34,8 +34,9 @@ Containment::Containment(SoupServer* server, Calyx::DMSClientList& list,
       filter_(TrimmedFilter(list, listPath, limits.maxClients)),
       cap_(list, limits.maxClients),
       gate_(server, list, visits, ClientRecording{&filter_, &cap_}),
-      early_(server, hosts_, HeadLimits{},
-             [this](SoupServerMessage* msg) { return gate_.Admit(msg); }, log_) {
+      early_(
+          server, hosts_, HeadLimits{}, [this](SoupServerMessage* msg) { return gate_.Admit(msg); },
+          log_) {
     flushTimer_ = g_timeout_add_seconds(
         limits.logCollapseInterval,
         [](gpointer log) -> gboolean {

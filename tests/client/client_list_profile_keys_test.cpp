@@ -28,9 +28,9 @@ TEST_F(ProfileIDKeysTest, EveryMemberOfEveryRecordSortedAndOnce) {
         {"profileName": "C", "profileID": "matches everyone"},
         {"profileName": "D"}
     ]})");
-    EXPECT_EQ(Calyx::ProfileIDKeys(list_),
-              (std::vector<std::string>{"browse_x-av-client-info", "modelName",
-                                        "open_user-agent"}));
+    EXPECT_EQ(
+        Calyx::ProfileIDKeys(list_),
+        (std::vector<std::string>{"browse_x-av-client-info", "modelName", "open_user-agent"}));
 }
 
 TEST_F(ProfileIDKeysTest, MembersWhoseValueNeverMatchesAreStillNamed) {

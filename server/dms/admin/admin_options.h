@@ -13,12 +13,12 @@ namespace calyx_dms {
 struct AdminSettings {
     std::string address = "127.0.0.1";
     unsigned port = 8201;
-    std::string passwordHash;   // crypt(3) SHA-512 hash made by --hash-password; "" = off
-    std::string configFile;     // where policy changes are saved ("" = they cannot be)
-    bool allowRemote = false;   // --admin-allow-remote: may listen on a network address
-    unsigned loginInterval = 60;  // seconds in which all addresses get 10 password guesses
+    std::string passwordHash;            // crypt(3) SHA-512 hash made by --hash-password; "" = off
+    std::string configFile;              // where policy changes are saved ("" = they cannot be)
+    bool allowRemote = false;            // --admin-allow-remote: may listen on a network address
+    unsigned loginInterval = 60;         // seconds in which all addresses get 10 password guesses
     std::vector<std::string> hostNames;  // names a request's Host may give (--host-name)
-    bool hashPassword = false;  // --hash-password ran instead of the server
+    bool hashPassword = false;           // --hash-password ran instead of the server
     int hashExitCode = 0;
 };
 

@@ -129,12 +129,13 @@ std::string Row(const Calyx::DMSStringBundle& texts, const ClientsPageView& view
     html += Cell(texts, "access", row.allowed ? "access allowed" : "access denied",
                  texts.Translate(row.allowed ? "allowed" : "denied"));
     html += Cell(texts, "last_seen", "seen", LastSeenText(row.lastSeen));
-    html += "<td class=\"actions\"><label class=\"select\"><input type=\"checkbox\" "
-            "name=\"mac\" form=\"bulk\" value=\"" +
-            Html(row.mac) + "\"> " + T(texts, "select_client") + "</label>";
-    html += "<form method=\"post\" action=\"/client\">" +
-            CsrfField(view.csrf) + "<input type=\"hidden\" name=\"mac\" value=\"" + Html(row.mac) +
-            "\">" + ProfileSelect(texts, view, row) + "<button name=\"action\" value=\"profile\">" +
+    html +=
+        "<td class=\"actions\"><label class=\"select\"><input type=\"checkbox\" "
+        "name=\"mac\" form=\"bulk\" value=\"" +
+        Html(row.mac) + "\"> " + T(texts, "select_client") + "</label>";
+    html += "<form method=\"post\" action=\"/client\">" + CsrfField(view.csrf) +
+            "<input type=\"hidden\" name=\"mac\" value=\"" + Html(row.mac) + "\">" +
+            ProfileSelect(texts, view, row) + "<button name=\"action\" value=\"profile\">" +
             T(texts, "apply") + "</button>";
     html += row.allowed
                 ? "<button name=\"action\" value=\"deny\">" + T(texts, "deny") + "</button>"

@@ -52,7 +52,8 @@ std::vector<std::string> WithLocalhost(std::vector<std::string> names) {
 
 // A positive page number from the query, else 1.
 size_t PageNumber(const std::string& text) {
-    if (text.empty() || text.size() > 6 || text.find_first_not_of("0123456789") != std::string::npos)
+    if (text.empty() || text.size() > 6 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
         return 1;
     return std::max<size_t>(1, std::stoul(text));
 }
@@ -247,13 +248,13 @@ void AdminServer::LogIn(SoupServerMessage* msg) {
     long long retryAfter = 0;
     if (!throttle_.Allow(address, now, retryAfter)) {
         // Not even checked: a guess that waits is no guess.
-        log_.Info("login", address,
-                  "calyx-dms: settings page: too many password guesses; " + address +
-                      " must wait\n");
+        log_.Info(
+            "login", address,
+            "calyx-dms: settings page: too many password guesses; " + address + " must wait\n");
         Respond(msg, kTooManyRequests,
                 RenderLoginPage(texts_, texts_.Translate("too_many_guesses")));
-        soup_message_headers_replace(soup_server_message_get_response_headers(msg),
-                                     "Retry-After", std::to_string(retryAfter).c_str());
+        soup_message_headers_replace(soup_server_message_get_response_headers(msg), "Retry-After",
+                                     std::to_string(retryAfter).c_str());
         return;
     }
     FormFields fields = DecodeForm(msg);

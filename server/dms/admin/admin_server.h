@@ -12,9 +12,9 @@
 
 #include "admin/admin_options.h"
 #include "admin/admin_sessions.h"
+#include "admin/login_throttle.h"
 #include "calyx/client_list.h"
 #include "calyx/i18n.h"
-#include "admin/login_throttle.h"
 #include "clients/client_sightings.h"
 #include "clients/early_gate.h"
 #include "clients/log_limiter.h"
@@ -46,8 +46,7 @@ private:
     // Whether a change may come from where the request's Origin says (a page of another
     // site may post forms here; a browser names that site in Origin).
     bool OriginMatches(SoupServerMessage* msg) const;
-    void RemoveClients(AdminSession& session, const std::vector<std::string>& macs,
-                       bool undecided);
+    void RemoveClients(AdminSession& session, const std::vector<std::string>& macs, bool undecided);
     void LogIn(SoupServerMessage* msg);
     void ChangeClientFromForm(AdminSession& session, const std::string& mac,
                               const std::string& action, const std::string& profile);

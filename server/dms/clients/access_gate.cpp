@@ -83,8 +83,8 @@ Refusal AccessGate::Admit(SoupServerMessage* msg) {
 
 void AccessGate::OnAnswered(SoupServerMessage* msg) {
     const char* host = soup_server_message_get_remote_host(msg);
-    gena_.Answered(host ? host : "", soup_server_message_get_status(msg),
-                   Header(msg, "SID", true), SubscriptionSeconds(Header(msg, "TIMEOUT", true)));
+    gena_.Answered(host ? host : "", soup_server_message_get_status(msg), Header(msg, "SID", true),
+                   SubscriptionSeconds(Header(msg, "TIMEOUT", true)));
 }
 
 void AccessGate::OnRequestRead(SoupServerMessage* msg) {

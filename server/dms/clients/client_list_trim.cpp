@@ -14,8 +14,9 @@ int TrimClientList(Calyx::DMSClientList& list, const std::string& path,
             !document["ClientList"].isArray())
             return false;
         for (Json::Value& entry : document["ClientList"]) {
-            const Json::Value& access = entry.isObject() ? static_cast<const Json::Value&>(entry)["isAccess"]
-                                                         : Json::Value::nullSingleton();
+            const Json::Value& access = entry.isObject()
+                                            ? static_cast<const Json::Value&>(entry)["isAccess"]
+                                            : Json::Value::nullSingleton();
             const bool allowed = access.isBool() ? access.asBool() : !denyNew;
             if (filter.TrimEntry(entry, allowed))
                 ++changed;

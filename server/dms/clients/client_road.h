@@ -48,7 +48,7 @@ class IdentificationHeaders;
 // the number of entries.
 struct ClientRecording {
     const IdentificationHeaders* filter = nullptr;  // null: every header as received
-    ClientCap* cap = nullptr;                        // null: no cap
+    ClientCap* cap = nullptr;                       // null: no cap
 };
 
 // Follows the road for a request from `ip` with `headers`. A client with access has the

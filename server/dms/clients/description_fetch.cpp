@@ -75,9 +75,9 @@ void Sent(GObject* source, GAsyncResult* result, gpointer data) {
 }  // namespace
 
 DescriptionFetcher::DescriptionFetcher()
-    : session_(soup_session_new_with_options("timeout", kDescriptionTimeoutSeconds,
-                                             "idle-timeout", kDescriptionTimeoutSeconds,
-                                             "max-conns-per-host", 1, nullptr)),
+    : session_(soup_session_new_with_options("timeout", kDescriptionTimeoutSeconds, "idle-timeout",
+                                             kDescriptionTimeoutSeconds, "max-conns-per-host", 1,
+                                             nullptr)),
       cancellable_(g_cancellable_new()) {}
 
 DescriptionFetcher::~DescriptionFetcher() {
@@ -103,13 +103,13 @@ bool DescriptionFetcher::Fetch(const std::string& url, Done done) {
     fetch->cancellable = g_cancellable_new();
     // The owner's cancellation (at shutdown) cancels this fetch without its callback.
     fetch->owner = G_CANCELLABLE(g_object_ref(cancellable_));
-    fetch->ownerHandler = g_cancellable_connect(
-        cancellable_, G_CALLBACK(+[](GCancellable*, gpointer data) {
-            auto* f = static_cast<PendingFetch*>(data);
-            f->ownerGone = true;
-            g_cancellable_cancel(f->cancellable);
-        }),
-        fetch, nullptr);
+    fetch->ownerHandler =
+        g_cancellable_connect(cancellable_, G_CALLBACK(+[](GCancellable*, gpointer data) {
+                                  auto* f = static_cast<PendingFetch*>(data);
+                                  f->ownerGone = true;
+                                  g_cancellable_cancel(f->cancellable);
+                              }),
+                              fetch, nullptr);
     fetch->timer = g_timeout_add_seconds(
         kDescriptionTimeoutSeconds,
         [](gpointer data) -> gboolean {

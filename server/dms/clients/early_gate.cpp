@@ -114,10 +114,14 @@ void EarlyGate::OnGotHeaders(SoupServerMessage* msg) {
 }
 
 void EarlyGate::OnGotChunk(SoupServerMessage* msg, GBytes* chunk) {
-    auto bytes = reinterpret_cast<guintptr>(g_object_get_data(G_OBJECT(msg), kBodyBytesKey));
-    bytes += g_bytes_get_size(chunk);
-    g_object_set_data(G_OBJECT(msg), kBodyBytesKey, reinterpret_cast<gpointer>(bytes));
-    if (static_cast<long long>(bytes) > limits_.maxBodyBytes)
+    auto* bytes = static_cast<guint64*>(g_object_get_data(G_OBJECT(msg), kBodyBytesKey));
+    if (!bytes) {
+        bytes = new guint64(0);
+        g_object_set_data_full(G_OBJECT(msg), kBodyBytesKey, bytes,
+                               [](gpointer data) { delete static_cast<guint64*>(data); });
+    }
+    *bytes += g_bytes_get_size(chunk);
+    if (*bytes > static_cast<guint64>(limits_.maxBodyBytes))
         Refuse(msg, {SOUP_STATUS_REQUEST_ENTITY_TOO_LARGE, "body too large"});
 }
 

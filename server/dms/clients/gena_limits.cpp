@@ -8,7 +8,7 @@ namespace calyx_dms {
 
 namespace {
 
-const long long kDefaultSeconds = 24 * 3600;
+const long long kDefaultSeconds = 24LL * 3600;
 // More clients than this are not told apart: beyond it, subscriptions of new clients
 // are refused until old ones expire.
 const size_t kMaxClients = 4096;

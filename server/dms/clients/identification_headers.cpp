@@ -15,8 +15,12 @@ const char* const kAlwaysKept[] = {"user-agent", "x-av-client-info", "x-av-physi
                                    "friendlyname.dlna.org"};
 const char* const kPrefixes[] = {"browse_", "open_"};
 // The members an entry has of its own (set by the library or by the owner).
-const char* const kOwnMembers[] = {"macAddr",          "ipAddr",      "isAccess",
-                                   "profileName",      "displayName", "profileName_Orig",
+const char* const kOwnMembers[] = {"macAddr",
+                                   "ipAddr",
+                                   "isAccess",
+                                   "profileName",
+                                   "displayName",
+                                   "profileName_Orig",
                                    "profileName_UserSelected"};
 // A composed key is cut after this many characters by the library.
 const size_t kMaxKey = 49;

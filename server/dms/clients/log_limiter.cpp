@@ -33,15 +33,13 @@ void LogLimiter::Report(const std::pair<std::string, std::string>& key,
                         const Window& window) const {
     if (window.suppressed == 0)
         return;
-    const std::string span = interval_.count() == 60
-                                 ? std::string("minute")
-                                 : std::to_string(interval_.count()) + " s";
+    const std::string span =
+        interval_.count() == 60 ? std::string("minute") : std::to_string(interval_.count()) + " s";
     Write("calyx-dms: " + key.first + " for " + key.second + ": " +
           GroupThousands(window.suppressed) + " more in the last " + span + "\n");
 }
 
-void LogLimiter::Info(const std::string& kind, const std::string& client,
-                      const std::string& line) {
+void LogLimiter::Info(const std::string& kind, const std::string& client, const std::string& line) {
     const Clock::time_point now = Clock::now();
     std::pair<std::string, std::string> key(kind, client);
     auto it = windows_.find(key);

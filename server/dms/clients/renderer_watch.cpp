@@ -38,8 +38,8 @@ struct DocumentDeleter {
     void operator()(IXML_Document* doc) const { ixmlDocument_free(doc); }
 };
 
-void MessageReceived(GSSDPClient*, const char* from, guint, int type,
-                     SoupMessageHeaders* headers, gpointer self) {
+void MessageReceived(GSSDPClient*, const char* from, guint, int type, SoupMessageHeaders* headers,
+                     gpointer self) {
     static_cast<RendererWatch*>(self)->OnMessage(from, type, headers);
 }
 
@@ -89,7 +89,8 @@ void RendererWatch::OnMessage(const char* from, int type, SoupMessageHeaders* he
     }
     const auto now = std::chrono::steady_clock::now();
     auto last = lastFetch_.find(sender);
-    if (last != lastFetch_.end() && now - last->second < std::chrono::seconds(kRendererFetchSeconds))
+    if (last != lastFetch_.end() &&
+        now - last->second < std::chrono::seconds(kRendererFetchSeconds))
         return;
     if (last == lastFetch_.end() && lastFetch_.size() >= kMaxSenders) {
         auto oldest = lastFetch_.begin();

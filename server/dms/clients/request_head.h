@@ -12,9 +12,9 @@ namespace calyx_dms {
 
 // The documented bounds of a request to the media port.
 struct HeadLimits {
-    size_t maxHeaders = 100;                     // header lines
-    size_t maxHeadBytes = size_t{16} * 1024;     // names and values together
-    long long maxBodyBytes = 64LL * 1024;        // announced or sent (chunked)
+    size_t maxHeaders = 100;                  // header lines
+    size_t maxHeadBytes = size_t{16} * 1024;  // names and values together
+    long long maxBodyBytes = 64LL * 1024;     // announced or sent (chunked)
 };
 
 // The names a request may give in its Host header: IP literals of the machine

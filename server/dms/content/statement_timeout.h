@@ -17,8 +17,7 @@ public:
     explicit StatementTimeoutForNewConnections(unsigned milliseconds);
     ~StatementTimeoutForNewConnections();
     StatementTimeoutForNewConnections(const StatementTimeoutForNewConnections&) = delete;
-    StatementTimeoutForNewConnections& operator=(const StatementTimeoutForNewConnections&) =
-        delete;
+    StatementTimeoutForNewConnections& operator=(const StatementTimeoutForNewConnections&) = delete;
 
 private:
     std::optional<std::string> previous_;  // PGOPTIONS before, if it was set

@@ -8,10 +8,10 @@
 #include "admin/form_fields.h"
 #include "admin/login_throttle.h"
 #include "clients/client_cap.h"
+#include "clients/gena_limits.h"
 #include "clients/identification_headers.h"
 #include "clients/log_limiter.h"
 #include "clients/request_head.h"
-#include "clients/gena_limits.h"
 
 namespace calyx_dms {
 namespace {
@@ -28,9 +28,9 @@ TEST(RequestHead, HostMustNameTheMachine) {
     for (const char* host : {"10.77.0.1", "10.77.0.1:8200", "[fe80::1]:8200", "[fe80::1]",
                              "NAS.local", "nas.local:80", "[FE80:0::1]"})
         EXPECT_TRUE(IsOwnHost(host, own)) << host;
-    for (const char* host : {"evil.example", "10.77.0.1.evil", "10.77.0.2", "fe80::1",
-                             "10.77.0.1:", "10.77.0.1:80x", "[10.77.0.1]", "[fe80::1", "",
-                             "nas.local:123456", "nas.local:8200:1", "010.77.0.1"})
+    for (const char* host :
+         {"evil.example", "10.77.0.1.evil", "10.77.0.2", "fe80::1", "10.77.0.1:", "10.77.0.1:80x",
+          "[10.77.0.1]", "[fe80::1", "", "nas.local:123456", "nas.local:8200:1", "010.77.0.1"})
         EXPECT_FALSE(IsOwnHost(host, own)) << host;
 }
 
@@ -140,8 +140,7 @@ TEST(ClientCap, DropsTheOldestUndecidedOnly) {
     }
     list[0]["profileName_UserSelected"] = "TV";  // decided
     list[1]["isAccess"] = false;                 // decided while new clients are admitted
-    EXPECT_EQ(EntriesBeyondCap(document, 3, false),
-              (std::vector<std::string>{"m2", "m3", "m4"}));
+    EXPECT_EQ(EntriesBeyondCap(document, 3, false), (std::vector<std::string>{"m2", "m3", "m4"}));
     EXPECT_EQ(EntriesBeyondCap(document, 6, false).size(), 0u);
     // While new clients are denied, a denied entry is what a newcomer gets: undecided.
     EXPECT_EQ(EntriesBeyondCap(document, 5, true), (std::vector<std::string>{"m1"}));
