@@ -107,6 +107,7 @@ AdminServer::AdminServer(Calyx::DMSClientList& list, const Calyx::DMSStringBundl
       throttle_(std::chrono::seconds(settings_.loginInterval)) {}
 
 AdminServer::~AdminServer() {
+    early_.reset();  // it watches the server, which goes next
     if (server_) {
         soup_server_disconnect(server_);
         g_object_unref(server_);
@@ -183,8 +184,9 @@ void AdminServer::Handle(SoupServerMessage* msg, const char* path) {
                        : Respond(msg, SOUP_STATUS_OK, RenderLoginPage(texts_, ""));
     if (method == "POST" && route == "/login")
         return LogIn(msg);
-    if (method != "POST" || (route != "/client" && route != "/settings" && route != "/logout" &&
-                             route != "/clients/remove" && route != "/clients/remove-undecided"))
+    if (method != "POST" ||
+        (route != "/client" && route != "/settings" && route != "/logout" && route != "/rescan" &&
+         route != "/clients/remove" && route != "/clients/remove-undecided"))
         return Respond(msg, SOUP_STATUS_NOT_FOUND,
                        RenderMessagePage(texts_, texts_.Translate("not_found")));
 
@@ -200,6 +202,14 @@ void AdminServer::Handle(SoupServerMessage* msg, const char* path) {
     }
     if (route == "/logout") {
         sessions_.Close(token);
+        return SeeOther(msg);
+    }
+    if (route == "/rescan") {
+        if (rescan_) {
+            rescan_();
+            LogChange("rescan of every media folder requested");
+            session->notice = texts_.Translate("rescan_started");
+        }
         return SeeOther(msg);
     }
     if (route == "/clients/remove" || route == "/clients/remove-undecided")
@@ -237,6 +247,8 @@ void AdminServer::ShowClients(SoupServerMessage* msg, AdminSession& session) {
     view.csrf = session.csrf;
     view.notice = session.notice;
     view.denyNewClients = list_.m_denyNewClients;
+    if (libraryView_)
+        view.library = libraryView_();
     session.notice.clear();
     Respond(msg, SOUP_STATUS_OK, RenderClientsPage(texts_, view));
 }

@@ -6,11 +6,14 @@
 
 #include <libsoup/soup.h>
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "admin/admin_options.h"
+#include "admin/admin_page.h"
 #include "admin/admin_sessions.h"
 #include "admin/login_throttle.h"
 #include "calyx/client_list.h"
@@ -41,6 +44,13 @@ public:
 
     void Handle(SoupServerMessage* msg, const char* path);
 
+    // The media library's panel: `view` gives what it shows, `rescan` starts a rescan of
+    // every media folder ("Rescan now"). Without them the page has no such panel.
+    void SetLibrary(std::function<LibraryPanel()> view, std::function<void()> rescan) {
+        libraryView_ = std::move(view);
+        rescan_ = std::move(rescan);
+    }
+
 private:
     void ShowClients(SoupServerMessage* msg, AdminSession& session);
     // Whether a change may come from where the request's Origin says (a page of another
@@ -59,6 +69,8 @@ private:
     AdminSessions sessions_;
     std::vector<std::string> profiles_;
     SoupServer* server_ = nullptr;
+    std::function<LibraryPanel()> libraryView_;
+    std::function<void()> rescan_;
     OwnHostsCache hosts_;
     LogLimiter log_;
     LoginThrottle throttle_;
