@@ -192,7 +192,7 @@ bool AudioPath::Resample(const uint8_t** data, int samples, std::string& error) 
     int rc = av_frame_get_buffer(converted.get(), 0);
     if (rc >= 0)
         rc = swr_convert(resampler_.get(), converted->data, room, data, samples);
-    if (rc >= 0 && rc > 0)
+    if (rc > 0)
         rc = av_audio_fifo_write(fifo_.get(), reinterpret_cast<void**>(converted->data), rc);
     if (rc < 0) {
         error = "cannot convert the audio: " + AvErrorText(rc);

@@ -20,6 +20,10 @@ namespace calyx_dms {
 
 namespace {
 
+// How often ended workers are looked for: well within the second a client that left may
+// wait for its worker to be gone.
+constexpr guint kReapMilliseconds = 100;
+
 std::string Seconds(double value) {
     char text[32];
     snprintf(text, sizeof text, "%.3f", value);
@@ -32,8 +36,8 @@ TranscodeJobs::TranscodeJobs(std::string worker, unsigned limit)
     : worker_(std::move(worker)), limit_(limit) {}
 
 TranscodeJobs::~TranscodeJobs() {
-    for (unsigned id : watches_)
-        g_source_remove(id);
+    if (reaper_ != 0)
+        g_source_remove(reaper_);
     for (pid_t pid : running_) {
         kill(pid, SIGKILL);
         waitpid(pid, nullptr, 0);
@@ -45,8 +49,8 @@ std::string TranscodeJobs::DefaultWorker() {
     ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
     if (n > 0) {
         self[n] = '\0';
-        std::string beside =
-            std::string(self, 0, std::string(self).rfind('/') + 1) + "calyx-transcode";
+        const std::string program(self);
+        std::string beside = program.substr(0, program.rfind('/') + 1) + "calyx-transcode";
         if (access(beside.c_str(), X_OK) == 0)
             return beside;
     }
@@ -73,6 +77,7 @@ TranscodeJobs::Start TranscodeJobs::Launch(const std::string& file, const std::s
         words.push_back(Seconds(end));
     }
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -106,23 +111,29 @@ TranscodeJobs::Start TranscodeJobs::Launch(const std::string& file, const std::s
     fcntl(pipeFds[0], F_SETFL, fcntl(pipeFds[0], F_GETFL) | O_NONBLOCK);
     fd = pipeFds[0];
     running_.insert(pid);
-    watches_.insert(g_child_watch_add(
-        pid, [](GPid child, gint status, gpointer data) { Reaped(child, status, data); }, this));
+    if (reaper_ == 0)
+        reaper_ = g_timeout_add(kReapMilliseconds, Reap, this);
     return Start::kStarted;
 }
 
-void TranscodeJobs::Reaped(int pid, int status, void* data) {
+int TranscodeJobs::Reap(void* data) {
     auto* self = static_cast<TranscodeJobs*>(data);
-    self->running_.erase(pid);
-    // The watch is removed by GLib once it has fired; forget its id with it.
-    GSource* current = g_main_current_source();
-    if (current != nullptr)
-        self->watches_.erase(g_source_get_id(current));
-    g_spawn_close_pid(pid);
-    if (WIFSIGNALED(status) && WTERMSIG(status) != SIGKILL)
-        Calyx::DMSPrintf(Calyx::DMSLOG_ERR,
-                         "Error: calyx-dms - transcoding worker %d died of signal %d\n", pid,
-                         WTERMSIG(status));
+    for (auto it = self->running_.begin(); it != self->running_.end();) {
+        int status = 0;
+        if (waitpid(*it, &status, WNOHANG) != *it) {
+            ++it;
+            continue;
+        }
+        if (WIFSIGNALED(status) && WTERMSIG(status) != SIGKILL)
+            Calyx::DMSPrintf(Calyx::DMSLOG_ERR,
+                             "Error: calyx-dms - transcoding worker %d died of signal %d\n",
+                             static_cast<int>(*it), WTERMSIG(status));
+        it = self->running_.erase(it);
+    }
+    if (!self->running_.empty())
+        return G_SOURCE_CONTINUE;
+    self->reaper_ = 0;
+    return G_SOURCE_REMOVE;
 }
 
 void TranscodeJobs::Stop(pid_t pid) {

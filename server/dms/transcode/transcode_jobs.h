@@ -1,5 +1,6 @@
 // The transcoding worker processes: started by exec (posix_spawn) with their output on a
-// pipe, at most a fixed number at once, reaped on the GLib main loop.
+// pipe, at most a fixed number at once, reaped on the GLib main loop (by pid: nothing
+// else the server started is ever waited for here).
 #ifndef CALYX_DMS_TRANSCODE_TRANSCODE_JOBS_H
 #define CALYX_DMS_TRANSCODE_TRANSCODE_JOBS_H
 
@@ -37,12 +38,13 @@ public:
     static std::string DefaultWorker();
 
 private:
-    static void Reaped(int pid, int status, void* data);
+    // Reaps the workers that have ended; runs every kReapMilliseconds while any runs.
+    static int Reap(void* data);
 
     std::string worker_;
     unsigned limit_;
     std::set<pid_t> running_;
-    std::set<unsigned> watches_;
+    unsigned reaper_ = 0;  // the GLib source of Reap, 0 when none
 };
 
 }  // namespace calyx_dms

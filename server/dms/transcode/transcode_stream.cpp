@@ -15,7 +15,7 @@ namespace calyx_dms {
 
 namespace {
 
-constexpr size_t kReadBytes = 64 * 1024;
+constexpr size_t kReadBytes = size_t{64} * 1024;
 // Chunks handed to libsoup and not yet written: past this the pipe is left unread, and
 // the worker waits (it runs no faster than the client reads).
 constexpr int kMaxQueuedChunks = 8;
@@ -23,6 +23,20 @@ constexpr int kMaxQueuedChunks = 8;
 constexpr guint kStatusSeconds = 20;
 // The status line is short; a longer one means a broken worker.
 constexpr size_t kMaxStatusBytes = 512;
+
+// "ok start=S duration=D", the worker's word that its stream follows.
+bool ParseStatus(const std::string& line, double& start, double& duration) {
+    const char* text = line.c_str();
+    if (strncmp(text, "ok start=", 9) != 0)
+        return false;
+    char* end = nullptr;
+    start = strtod(text + 9, &end);
+    if (end == text + 9 || strncmp(end, " duration=", 10) != 0)
+        return false;
+    text = end + 10;
+    duration = strtod(text, &end);
+    return end != text && *end == '\0' && start >= 0 && duration >= 0;
+}
 
 class Stream {
 public:
@@ -151,7 +165,7 @@ bool Stream::TakeStatus() {
     }
     double start = 0;
     double duration = 0;
-    if (sscanf(status_.c_str(), "ok start=%lf duration=%lf", &start, &duration) != 2) {
+    if (!ParseStatus(status_, start, duration)) {
         std::string why = status_.rfind("error ", 0) == 0 ? status_.substr(6) : status_;
         Fail(SOUP_STATUS_INTERNAL_SERVER_ERROR, why);
         return false;

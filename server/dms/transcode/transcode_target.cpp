@@ -1,8 +1,12 @@
 #include "transcode/transcode_target.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 
 #include <algorithm>
+#include <vector>
+
+#include "calyx/core.h"
 
 #include "transcoder/frame_fit.h"
 
@@ -28,6 +32,18 @@ long VideoKbpsFor(int height) {
 // Audio bit rate per channel (kbit/s) of the video targets' audio encoders.
 long AudioKbpsPerChannel(const std::string& codec) {
     return codec == "aac" ? 64 : 96;
+}
+
+// Decimal digits only, within [low, high].
+bool ReadNumber(const std::string& text, int low, int high, int& out) {
+    if (text.empty() || text.size() > 6 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    const long value = strtol(text.c_str(), nullptr, 10);
+    if (value < low || value > high)
+        return false;
+    out = static_cast<int>(value);
+    return true;
 }
 
 bool ValidAudioCodec(const std::string& codec) {
@@ -61,32 +77,28 @@ std::string TargetToken(const TranscodeTarget& t) {
 
 bool ParseTranscodeToken(const std::string& token, TranscodeTarget& out) {
     TranscodeTarget t;
-    char codec[8] = {0};
-    char kind[8] = {0};
-    int used = 0;
+    const std::vector<std::string> parts = Calyx::StringExplode(token, "-");
     if (token == "remux") {
         t.kind = TranscodeTarget::kRemux;
-    } else if (sscanf(token.c_str(), "ts-h264-%7[a-z0-9]-%dx%d-%d%n", codec, &t.maxWidth,
-                      &t.maxHeight, &t.channels, &used) == 4) {
+    } else if (parts.size() == 5 && parts[0] == "ts" && parts[1] == "h264") {
         t.kind = TranscodeTarget::kVideo;
-        t.audioCodec = codec;
-        if (!ValidAudioCodec(t.audioCodec) || t.maxWidth < 16 || t.maxWidth > 4096 ||
-            t.maxHeight < 16 || t.maxHeight > 2304)
+        t.audioCodec = parts[2];
+        const size_t x = parts[3].find('x');
+        if (!ValidAudioCodec(t.audioCodec) || x == std::string::npos ||
+            !ReadNumber(parts[3].substr(0, x), 16, 4096, t.maxWidth) ||
+            !ReadNumber(parts[3].substr(x + 1), 16, 2304, t.maxHeight) ||
+            !ReadNumber(parts[4], 1, 2, t.channels))
             return false;
-    } else if (sscanf(token.c_str(), "%7[a-z]-%d-%d%n", kind, &t.sampleRate, &t.channels, &used) ==
-               3) {
-        const std::string name = kind;
-        if (name != "lpcm" && name != "wav")
-            return false;
-        t.kind = name == "lpcm" ? TranscodeTarget::kLpcm : TranscodeTarget::kWav;
-        if (t.sampleRate != 44100 && t.sampleRate != 48000)
+    } else if (parts.size() == 3 && (parts[0] == "lpcm" || parts[0] == "wav")) {
+        t.kind = parts[0] == "lpcm" ? TranscodeTarget::kLpcm : TranscodeTarget::kWav;
+        if (!ReadNumber(parts[1], 44100, 48000, t.sampleRate) ||
+            (t.sampleRate != 44100 && t.sampleRate != 48000) ||
+            !ReadNumber(parts[2], 1, 2, t.channels))
             return false;
     } else {
         return false;
     }
-    if (t.kind != TranscodeTarget::kRemux && (t.channels < 1 || t.channels > 2))
-        return false;
-    // Only the exact form TokenOf writes: no signs, blanks, leading zeros or trailing text.
+    // Only the exact form TargetToken writes: no signs, blanks or leading zeros.
     if (TargetToken(t) != token)
         return false;
     out = t;
