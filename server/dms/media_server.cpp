@@ -31,6 +31,7 @@
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
+#include "upnp/update_events.h"
 
 namespace calyx_dms {
 
@@ -161,6 +162,7 @@ int RunMediaServer(const Options& options) {
     workers.emplace(workerCatalogs.size());
     ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, workerCatalogs, *workers,
                                       session.texts(), baseUrl, identity.friendlyName);
+    UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
     ServeMedia(context.get(), catalog);
     ServeTranscodes(context.get(), catalog, transcodes);
@@ -209,6 +211,7 @@ int RunMediaServer(const Options& options) {
     g_timeout_add(kByeByeMilliseconds, quit, loop);
     g_main_loop_run(loop);
     g_main_loop_unref(loop);
+    updateEvents.Stop();
     workers->Stop();
     keeper.Check();
     if (Calyx::DMSLOGGetLevel() >= 1)
