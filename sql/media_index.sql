@@ -75,11 +75,13 @@ BEGIN
 END
 $$;
 
--- The global update id (SystemUpdateID): one row.
+-- The global update id (SystemUpdateID): one row, with the time of its last change
+-- (seconds since the epoch; NULL before the first).
 CREATE TABLE IF NOT EXISTS index_update (
     id               smallint PRIMARY KEY CHECK (id = 1),
     system_update_id bigint   NOT NULL
 );
+ALTER TABLE index_update ADD COLUMN IF NOT EXISTS changed_at bigint;
 INSERT INTO index_update (id, system_update_id) VALUES (1, 0) ON CONFLICT (id) DO NOTHING;
 
 -- A container's update id: the global update id of the last change of its direct
@@ -100,19 +102,22 @@ CREATE TABLE IF NOT EXISTS media_folder (
     mount_point   boolean NOT NULL DEFAULT false
 );
 
--- Records one change: the global update id grows by one, every container named takes the
--- new value, listeners of "calyx_index_changed" hear the schema's name at commit. Returns
--- the new global value.
+-- Records one change: the global update id grows by one (and notes the time), every
+-- container named takes the new value, listeners of "calyx_index_changed" hear the
+-- schema's name at commit. Returns the new global value. Replaced only when it is not the
+-- current one (the one that notes the time), so loading the file again changes nothing.
 DO $$
 BEGIN
     IF NOT EXISTS (SELECT 1 FROM pg_proc WHERE proname = 'calyx_index_changed'
-                   AND pronamespace = current_schema()::regnamespace) THEN
-        CREATE FUNCTION calyx_index_changed(containers text[]) RETURNS bigint
+                   AND pronamespace = current_schema()::regnamespace
+                   AND prosrc LIKE '%changed_at%') THEN
+        CREATE OR REPLACE FUNCTION calyx_index_changed(containers text[]) RETURNS bigint
         LANGUAGE plpgsql AS $body$
         DECLARE
             next_id bigint;
         BEGIN
-            UPDATE index_update SET system_update_id = system_update_id + 1
+            UPDATE index_update SET system_update_id = system_update_id + 1,
+                                    changed_at = extract(epoch FROM now())::bigint
                 RETURNING system_update_id INTO next_id;
             INSERT INTO container_update (container, update_id)
                 SELECT DISTINCT c, next_id FROM unnest(containers) AS c

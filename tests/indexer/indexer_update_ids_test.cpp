@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <time.h>
 
 #include "indexer_test_support.h"
 
@@ -54,6 +55,10 @@ protected:
 TEST_F(UpdateIds, FirstRunGivesEveryContainerAnIdUpToTheSystemOne) {
     const long long system = System();
     EXPECT_GT(system, 0);
+    // The time of the last change, in seconds since the epoch.
+    const long long changedAt =
+        atoll(ExecParams("SELECT changed_at FROM index_update", {}).c_str());
+    EXPECT_LE(llabs(changedAt - static_cast<long long>(time(nullptr))), 60);
     for (const auto& [name, id] : Containers()) {
         EXPECT_GT(id, 0) << name;
         EXPECT_LE(id, system) << name;

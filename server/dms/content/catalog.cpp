@@ -219,9 +219,23 @@ long long Catalog::SystemUpdateId() {
     return id;
 }
 
-long long Catalog::ReadUpdates(long long since, size_t limit,
-                               std::vector<ContainerUpdate>& changed) {
-    const long long id = QueryNumber(conn_, "SELECT system_update_id AS value FROM index_update");
+long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<ContainerUpdate>& changed,
+                               long long& changedAt) {
+    DBResult* ids = nullptr;
+    if (ZEVODBExecute(conn_,
+                      "SELECT system_update_id, COALESCE(changed_at, 0) AS changed_at FROM "
+                      "index_update",
+                      &ids) != 0)
+        return -1;
+    DBRow first{};
+    long long id = -1;
+    if (ZEVODBFetchRow(ids, &first) == 0) {
+        const char* value = ZEVODBFetchField(ids, first, "system_update_id");
+        const char* at = ZEVODBFetchField(ids, first, "changed_at");
+        id = value ? strtoll(value, nullptr, 10) : -1;
+        changedAt = at ? strtoll(at, nullptr, 10) : 0;
+    }
+    ZEVODBFreeResult(ids);
     if (id < 0)
         return -1;
     stamps_->Store(id);

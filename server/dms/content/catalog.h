@@ -98,10 +98,12 @@ public:
     // The stored update id of `container` ("0", "music", "folders", "d<id>", ...; 0 for one
     // never changed), kept like the counts; -1 when the query fails.
     long long ContainerUpdateId(const std::string& container);
-    // Reads the SystemUpdateID afresh (and keeps it for the other catalogs) and the
-    // containers whose update id is above `since`, lowest first, at most `limit` of them.
-    // Returns the SystemUpdateID, or -1 when a query fails.
-    long long ReadUpdates(long long since, size_t limit, std::vector<ContainerUpdate>& changed);
+    // Reads the SystemUpdateID afresh (and keeps it for the other catalogs), the time of its
+    // last change (`changedAt`, seconds since the epoch, 0: never) and the containers whose
+    // update id is above `since`, lowest first, at most `limit` of them. Returns the
+    // SystemUpdateID, or -1 when a query fails.
+    long long ReadUpdates(long long since, size_t limit, std::vector<ContainerUpdate>& changed,
+                          long long& changedAt);
 
 private:
     static constexpr int kStampSeconds = 1;

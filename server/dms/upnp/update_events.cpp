@@ -82,14 +82,17 @@ void UpdateEvents::Poll() {
     std::weak_ptr<int> alive = alive_;
     workers_.Submit([this, since, alive](size_t worker) {
         auto changed = std::make_shared<std::vector<ContainerUpdate>>();
+        long long changedAt = 0;
         // Before the first read there is nothing to tell about containers.
         const long long system = workerCatalogs_[worker].ReadUpdates(
-            since, since < 0 ? 0 : kContainersPerPoll, *changed);
+            since, since < 0 ? 0 : kContainersPerPoll, *changed, changedAt);
         // Replies run on the main loop, at the latest when the workers stop.
-        workers_.Reply([this, system, changed, alive] {
+        workers_.Reply([this, system, changed, changedAt, alive] {
             if (!alive.lock())
                 return;
             polling_ = false;
+            if (system >= 0)
+                changedAt_ = changedAt;
             if (system >= 0 && !stopped_)
                 Merge(system, *changed);
         });

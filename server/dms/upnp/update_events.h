@@ -38,6 +38,8 @@ public:
 
     // The newest SystemUpdateID read, -1 before the first successful read.
     long long system() const { return system_; }
+    // When the index last changed (seconds since the epoch), as last read; 0: never.
+    long long changedAt() const { return changedAt_; }
 
 private:
     void Poll();
@@ -55,6 +57,7 @@ private:
     bool polling_ = false;  // a poll is on a worker
     bool stopped_ = false;
     long long system_ = -1;          // newest read
+    long long changedAt_ = 0;        // when the index last changed, as last read
     long long sentSystem_ = -1;      // last evented (or the first read: nothing to tell then)
     long long seenContainers_ = -1;  // container ids up to this one are merged
     std::map<std::string, long long> pending_;
