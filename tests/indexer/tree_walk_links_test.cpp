@@ -28,8 +28,7 @@ protected:
         Write(outside_ + "/secret.mp3");
         ASSERT_EQ(symlink((outside_ + "/secret.mp3").c_str(), (media_ + "/out.mp3").c_str()), 0);
         ASSERT_EQ(symlink(outside_.c_str(), (media_ + "/out-folder").c_str()), 0);
-        ASSERT_EQ(symlink((media_ + "/albums/song.mp3").c_str(), (media_ + "/in.mp3").c_str()),
-                  0);
+        ASSERT_EQ(symlink((media_ + "/albums/song.mp3").c_str(), (media_ + "/in.mp3").c_str()), 0);
     }
     void TearDown() override {
         std::string command = "rm -rf '" + base_ + "'";

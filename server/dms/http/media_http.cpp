@@ -100,9 +100,9 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, Serv
     auto transfer = std::make_unique<Transfer>();
     struct stat st;
     unsigned refused = 0;
-    transfer->fd = thumbnail ? ServedFiles::OpenThumbnail(file, st, refused)
-                             : files.OpenMedia(file, entry.info.filesize, entry.info.mdate, st,
-                                               refused);
+    transfer->fd = thumbnail
+                       ? ServedFiles::OpenThumbnail(file, st, refused)
+                       : files.OpenMedia(file, entry.info.filesize, entry.info.mdate, st, refused);
     if (transfer->fd < 0)
         return Fail(msg, refused);
 

@@ -55,7 +55,8 @@ bool ServedFiles::Roots(std::vector<std::string>& roots) {
         DBRow row{};
         while (ZEVODBFetchRow(result, &row) == 0) {
             const char* path = ZEVODBFetchField(result, row, "path");
-            const std::string resolved = path ? Resolved(calyx_indexer::DecodeIndexedPath(path)) : "";
+            const std::string resolved =
+                path ? Resolved(calyx_indexer::DecodeIndexedPath(path)) : "";
             if (!resolved.empty())
                 roots_.push_back(resolved);
         }
