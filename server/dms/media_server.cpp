@@ -16,14 +16,15 @@
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
-#include "clients/access_gate.h"
 #include "clients/client_list_keeper.h"
 #include "clients/client_sightings.h"
 #include "clients/renderer_watch.h"
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
+#include "containment.h"
 #include "content/catalog.h"
 #include "content/query_workers.h"
+#include "content/statement_timeout.h"
 #include "database_setting.h"
 #include "http/media_http.h"
 #include "indexing/index_scheduler.h"
@@ -34,6 +35,8 @@
 #include "store/index_connection.h"
 #include "store/index_schema.h"
 #include "store/private_cluster.h"
+#include "transcode/transcode_http.h"
+#include "transcode/transcode_jobs.h"
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
@@ -253,14 +256,23 @@ int RunMediaServer(const Options& given) {
 
     // One connection for the main loop (update ids, media files) and one per query worker,
     // each made when first needed: the server serves before its database server is there.
-    std::vector<std::unique_ptr<IndexConnection>> connections;
-    for (unsigned i = 0; i < 1 + options.queryThreads; ++i)
-        connections.push_back(std::make_unique<IndexConnection>());
+    // The workers' statements end at the statement timeout; a first attempt now carries it
+    // in the connection's options (kept when the connection is re-established).
+    IndexConnection mainConnection;
+    std::vector<std::unique_ptr<IndexConnection>> workerConnections;
+    {
+        StatementTimeoutForNewConnections timeout(options.limits.statementTimeout);
+        for (unsigned i = 0; i < options.queryThreads; ++i) {
+            workerConnections.push_back(std::make_unique<IndexConnection>(
+                std::chrono::seconds(2), options.limits.statementTimeout));
+            workerConnections.back()->Connect();
+        }
+    }
     StampCache stamps;
-    Catalog catalog(*connections[0], stamps);
+    Catalog catalog(mainConnection, stamps);
     std::vector<Catalog> workerCatalogs;
-    for (size_t i = 1; i < connections.size(); ++i)
-        workerCatalogs.emplace_back(*connections[i], stamps);
+    for (const std::unique_ptr<IndexConnection>& connection : workerConnections)
+        workerCatalogs.emplace_back(*connection, stamps);
 
     // The media folders are indexed by worker processes while the server serves.
     IndexerSettings indexing;
@@ -274,6 +286,12 @@ int RunMediaServer(const Options& given) {
             std::cout << "calyx-dms: " << status.lastResult << std::endl;
     });
     IndexStarter starter(scheduler, folders);
+    // Made before the UPnP context: requests still streaming when it goes stop their
+    // workers through it.
+    const long cores = sysconf(_SC_NPROCESSORS_ONLN);
+    TranscodeJobs transcodes(
+        options.transcoder.empty() ? TranscodeJobs::DefaultWorker() : options.transcoder,
+        options.transcodes > 0 ? options.transcodes : static_cast<unsigned>(cores > 0 ? cores : 1));
     // Stopped (answering what is queued) once the main loop has ended, while everything
     // its jobs use is still there.
     std::optional<QueryWorkers> workers;
@@ -304,7 +322,9 @@ int RunMediaServer(const Options& given) {
     // visit travels with its request and counts as a sighting of its client.
     ClientSightings sightings;
     RequestVisits visits(sightings);
-    AccessGate gate(gupnp_context_get_server(context.get()), session.clients(), visits);
+    // The head of each request is judged before its body is read: Host, sizes, access.
+    Containment containment(gupnp_context_get_server(context.get()), session.clients(),
+                            ClientListPath(), visits, options.limits);
 
     GObjectPtr<GUPnPRootDevice> device(gupnp_root_device_new(context.get(), kDescriptionPath + 1,
                                                              scratch.path().c_str(), &gerror));
@@ -325,11 +345,13 @@ int RunMediaServer(const Options& given) {
                                       session.texts(), baseUrl, identity.friendlyName);
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
-    ServeMedia(context.get(), catalog);
+    ServedFiles servedFiles(mainConnection, options.limits.followLinks);
+    ServeMedia(context.get(), catalog, servedFiles);
+    ServeTranscodes(context.get(), catalog, transcodes);
 
     std::optional<RendererWatch> renderers;
     if (options.discoverRenderers)
-        renderers.emplace(context.get(), session.clients());
+        renderers.emplace(context.get(), session.clients(), &containment.cap());
     ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
     // The settings page, only when a password hash is configured (there is no default).
     std::optional<AdminServer> admin;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "admin/admin_options.h"
+#include "limit_options.h"
 
 namespace calyx_dms {
 
@@ -26,8 +27,11 @@ struct Options {
     bool discoverRenderers = true;
     unsigned saveInterval = 2;  // seconds between checks of the client list
     unsigned queryThreads = 2;  // threads (each with its database connection) for Browse/Search
+    unsigned transcodes = 0;    // transcoding workers at once (0 = the number of cores)
+    std::string transcoder;     // the calyx-transcode program ("" = beside calyx-dms, or installed)
     // The settings page: off unless a password hash is configured.
     AdminSettings admin;
+    LimitSettings limits;
 };
 
 // Reads the flags (and the file named by --config). Prints help or an error and returns
