@@ -119,12 +119,18 @@ public:
         if (options_.forgetAfterSeconds >= 0 && !CheckMediaFolders(present))
             return Fail("writing the media index failed: " + store_.error());
         if (options_.changedPaths.empty()) {
-            walk_ = WalkFolders(present, options_.thumbnailDir);
+            walk_ = WalkFolders(present, options_.thumbnailDir, options_.followLinks);
             for (const WalkProblem& problem : walk_.problems)
                 AddFailure(problem.indexed, problem.reason);
             walk_.problems.clear();
             if (walk_.roots.empty() && !(present.empty() && options_.forgetAfterSeconds >= 0))
                 return Fail("no folder to index could be read");
+            // The index records the folders it was filled from: the media server serves
+            // only files inside them.
+            if (options_.forgetAfterSeconds < 0)
+                for (const std::string& root : walk_.roots)
+                    if (!store_.RecordMediaFolder(root))
+                        return Fail("writing the media index failed: " + store_.error());
             if (!store_.LoadRows(rows_))
                 return Fail("cannot read the media index: " + store_.error());
         } else if (!PlanChanges(present)) {
@@ -304,7 +310,8 @@ private:
                 }
                 parent = anchor->second;
             }
-            WalkPath(walk_, start, parent, options_.thumbnailDir);
+            WalkPath(walk_, start, parent, options_.thumbnailDir,
+                     LinkPolicy{options_.folders, options_.followLinks});
         }
         return true;
     }
@@ -365,8 +372,8 @@ private:
 
     // The title of a folder's row: a root's configured title, else the folder's name.
     std::string FolderTitle(const WalkedFolder& folder) const {
-        auto title = folder.parent == kNoFolder ? rootTitles_.find(folder.indexed)
-                                                : rootTitles_.end();
+        auto title =
+            folder.parent == kNoFolder ? rootTitles_.find(folder.indexed) : rootTitles_.end();
         return title != rootTitles_.end() ? title->second : BaseName(folder.indexed);
     }
 
@@ -565,7 +572,7 @@ private:
     std::unordered_map<std::string, IndexedRow> rows_;
     std::unordered_set<std::string> seen_;
     std::vector<int64_t> folderIds_;
-    std::map<std::string, std::string> rootTitles_;                 // indexed root -> title
+    std::map<std::string, std::string> rootTitles_;                  // indexed root -> title
     std::map<std::string, const std::set<std::string>*> rootKinds_;  // indexed root -> kinds
     std::vector<size_t> jobIndex_;  // job number -> index in walk_.files
     IndexSummary summary_;

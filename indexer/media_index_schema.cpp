@@ -37,14 +37,13 @@ std::string OneLine(const char* message) {
 bool ApplyMediaIndexSchema(PGconn* conn, std::string& error) {
     // CREATE ... IF NOT EXISTS run by two sessions at once can still collide in the
     // catalogue: one session at a time per schema.
-    if (!SchemaCommand(conn,
-                 "SELECT pg_advisory_lock(hashtext('calyx schema ' || current_schema()))",
-                 error))
+    if (!SchemaCommand(
+            conn, "SELECT pg_advisory_lock(hashtext('calyx schema ' || current_schema()))", error))
         return false;
     const bool applied = SchemaCommand(conn, MediaIndexSchemaSql(), error);
     std::string unlockError;
     SchemaCommand(conn, "SELECT pg_advisory_unlock(hashtext('calyx schema ' || current_schema()))",
-            unlockError);
+                  unlockError);
     return applied;
 }
 

@@ -18,14 +18,15 @@
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
-#include "clients/access_gate.h"
 #include "clients/client_list_keeper.h"
 #include "clients/client_sightings.h"
 #include "clients/renderer_watch.h"
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
+#include "containment.h"
 #include "content/catalog.h"
 #include "content/query_workers.h"
+#include "content/statement_timeout.h"
 #include "database_setting.h"
 #include "http/media_http.h"
 #include "indexing/index_scheduler.h"
@@ -35,6 +36,9 @@
 #include "state_folder.h"
 #include "store/index_connection.h"
 #include "store/index_schema.h"
+#include "store/private_cluster.h"
+#include "transcode/transcode_http.h"
+#include "transcode/transcode_jobs.h"
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
@@ -163,6 +167,68 @@ private:
     guint timer_ = 0;
 };
 
+// True when neither --database nor libpq's environment names a database server.
+bool NoDatabaseNamed(const Options& o) {
+    for (const char* name : {"PGHOST", "PGHOSTADDR", "PGSERVICE"}) {
+        const char* value = getenv(name);
+        if (value != nullptr && *value != '\0')
+            return false;
+    }
+    return o.database.empty();
+}
+
+// Starts the private cluster and points libpq's environment (the library's connections
+// and the index worker's) at its socket.
+bool StartPrivateCluster(const Options& o, std::optional<PrivateCluster>& cluster,
+                         std::string& error) {
+    ClusterSettings settings;
+    settings.folder = o.stateDir + "/postgresql";
+    settings.programs = FindServerPrograms(o.pgBindir, error);
+    if (settings.programs.empty())
+        return false;
+    cluster.emplace(settings);
+    if (!cluster->Start(error)) {
+        error = "the private database cluster in " + settings.folder + " did not start: " + error;
+        return false;
+    }
+    setenv("PGHOST", cluster->socketFolder().c_str(), 1);
+    setenv("PGPORT", std::to_string(cluster->port()).c_str(), 1);
+    Say("media index: private PostgreSQL cluster " + cluster->dataFolder() + " (" +
+        cluster->history() + "; socket " + cluster->socketFolder() + ")");
+    return true;
+}
+
+// Restarts the private cluster if its server has ended (checked every few seconds).
+class ClusterGuard {
+public:
+    explicit ClusterGuard(PrivateCluster& cluster) : cluster_(cluster) {
+        timer_ = g_timeout_add_seconds(
+            5,
+            [](gpointer self) -> gboolean {
+                static_cast<ClusterGuard*>(self)->Check();
+                return G_SOURCE_CONTINUE;
+            },
+            this);
+    }
+    ~ClusterGuard() { g_source_remove(timer_); }
+    ClusterGuard(const ClusterGuard&) = delete;
+    ClusterGuard& operator=(const ClusterGuard&) = delete;
+
+private:
+    void Check() {
+        std::string why;
+        if (cluster_.Alive(why))
+            return;
+        Say("the private database server stopped (" + why + "); starting it again");
+        std::string error;
+        if (!cluster_.Start(error) && Calyx::DMSLOGGetLevel() >= 0)
+            Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "Error: calyx-dms - %s\n", error.c_str());
+    }
+
+    PrivateCluster& cluster_;
+    guint timer_ = 0;
+};
+
 }  // namespace
 
 int RunMediaServer(const Options& given) {
@@ -183,17 +249,33 @@ int RunMediaServer(const Options& given) {
     for (const std::string& problem : problems)
         if (Calyx::DMSLOGGetLevel() >= 0)
             Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "Error: calyx-dms - %s\n", problem.c_str());
+    // Without a database server named, the server runs one of its own (stopped last).
+    std::optional<PrivateCluster> cluster;
+    if (NoDatabaseNamed(options) && !StartPrivateCluster(options, cluster, error))
+        return Fail(error);
+    std::optional<ClusterGuard> clusterGuard;
+    if (cluster)
+        clusterGuard.emplace(*cluster);
 
     // One connection for the main loop (update ids, media files) and one per query worker,
     // each made when first needed: the server serves before its database server is there.
-    std::vector<std::unique_ptr<IndexConnection>> connections;
-    for (unsigned i = 0; i < 1 + options.queryThreads; ++i)
-        connections.push_back(std::make_unique<IndexConnection>());
+    // The workers' statements end at the statement timeout; a first attempt now carries it
+    // in the connection's options (kept when the connection is re-established).
+    IndexConnection mainConnection;
+    std::vector<std::unique_ptr<IndexConnection>> workerConnections;
+    {
+        StatementTimeoutForNewConnections timeout(options.limits.statementTimeout);
+        for (unsigned i = 0; i < options.queryThreads; ++i) {
+            workerConnections.push_back(std::make_unique<IndexConnection>(
+                std::chrono::seconds(2), options.limits.statementTimeout));
+            workerConnections.back()->Connect();
+        }
+    }
     StampCache stamps;
-    Catalog catalog(*connections[0], stamps);
+    Catalog catalog(mainConnection, stamps);
     std::vector<Catalog> workerCatalogs;
-    for (size_t i = 1; i < connections.size(); ++i)
-        workerCatalogs.emplace_back(*connections[i], stamps);
+    for (const std::unique_ptr<IndexConnection>& connection : workerConnections)
+        workerCatalogs.emplace_back(*connection, stamps);
 
     // The media folders are indexed by worker processes while the server serves.
     IndexerSettings indexing;
@@ -228,6 +310,12 @@ int RunMediaServer(const Options& given) {
                 scheduler.RequestChanges(paths);
         });
     }
+    // Made before the UPnP context: requests still streaming when it goes stop their
+    // workers through it.
+    const long cores = sysconf(_SC_NPROCESSORS_ONLN);
+    TranscodeJobs transcodes(
+        options.transcoder.empty() ? TranscodeJobs::DefaultWorker() : options.transcoder,
+        options.transcodes > 0 ? options.transcodes : static_cast<unsigned>(cores > 0 ? cores : 1));
     // Stopped (answering what is queued) once the main loop has ended, while everything
     // its jobs use is still there.
     std::optional<QueryWorkers> workers;
@@ -258,7 +346,9 @@ int RunMediaServer(const Options& given) {
     // visit travels with its request and counts as a sighting of its client.
     ClientSightings sightings;
     RequestVisits visits(sightings);
-    AccessGate gate(gupnp_context_get_server(context.get()), session.clients(), visits);
+    // The head of each request is judged before its body is read: Host, sizes, access.
+    Containment containment(gupnp_context_get_server(context.get()), session.clients(),
+                            ClientListPath(), visits, options.limits);
 
     GObjectPtr<GUPnPRootDevice> device(gupnp_root_device_new(context.get(), kDescriptionPath + 1,
                                                              scratch.path().c_str(), &gerror));
@@ -279,11 +369,13 @@ int RunMediaServer(const Options& given) {
                                       session.texts(), baseUrl, identity.friendlyName);
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
-    ServeMedia(context.get(), catalog);
+    ServedFiles servedFiles(mainConnection, options.limits.followLinks);
+    ServeMedia(context.get(), catalog, servedFiles);
+    ServeTranscodes(context.get(), catalog, transcodes);
 
     std::optional<RendererWatch> renderers;
     if (options.discoverRenderers)
-        renderers.emplace(context.get(), session.clients());
+        renderers.emplace(context.get(), session.clients(), &containment.cap());
     ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
     // The settings page, only when a password hash is configured (there is no default).
     std::optional<AdminServer> admin;

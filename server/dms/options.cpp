@@ -30,6 +30,9 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
                    "Folder of the server's state: the private database cluster, thumbnails and "
                    "the default log (default: $STATE_DIRECTORY, /var/lib/calyx for root, else "
                    "$XDG_STATE_HOME/calyx or ~/.local/state/calyx)");
+    app.add_option("--pg-bindir", o.pgBindir,
+                   "Folder of PostgreSQL's server programs for the private database cluster "
+                   "(default: the newest /usr/lib/postgresql/*/bin)");
     app.add_option("--index-workers", o.indexWorkers,
                    "Probing processes of the background indexing (0: half the processors)")
         ->check(CLI::Range(0u, 64u));
@@ -43,7 +46,8 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
                    "profiles.json, or the source tree's data/profiles.json from a build tree)");
     app.add_option("--database", o.database,
                    "libpq connection string of the media index server, as for calyx index "
-                   "(default: PGHOST/PGPORT; database \"calyx\", user \"admin\")");
+                   "(database \"calyx\", user \"admin\"; without it and without PGHOST, a "
+                   "private PostgreSQL cluster in the state folder)");
     app.add_option("--log", o.log,
                    "Log file, rotated by the library (default: calyx-dms.log in the state folder)");
     app.add_option("--log-level", o.logLevel, "0 errors, 1 info, 2 debug")->check(CLI::Range(0, 2));
@@ -57,6 +61,14 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     app.add_option("--query-threads", o.queryThreads,
                    "Threads answering Browse and Search, each with its own database connection")
         ->check(CLI::Range(1u, 64u));
+    app.add_option("--transcodes", o.transcodes,
+                   "Transcoded streams at once (default: the number of processor cores); "
+                   "beyond that a request gets 503 with Retry-After")
+        ->check(CLI::Range(1u, 64u));
+    app.add_option("--transcoder", o.transcoder,
+                   "The transcoding worker program (default: calyx-transcode beside calyx-dms, "
+                   "else the installed one)");
+    AddLimitOptions(app, o.limits);
     AddAdminOptions(app, o.admin);
     AddWatchOptions(app, o);
     try {
@@ -72,6 +84,7 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     }
     if (config->count() > 0)
         o.admin.configFile = config->as<std::string>();
+    o.admin.hostNames = o.limits.hostNames;
     return true;
 }
 

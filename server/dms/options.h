@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "admin/admin_options.h"
+#include "limit_options.h"
 
 namespace calyx_dms {
 
@@ -14,12 +15,13 @@ struct Options {
     unsigned port = 0;         // HTTP port (0 = any free port)
     std::string friendlyName;  // "" = the translated "Media Server" text
     std::string language = "enu";
-    std::string profiles;  // profile list file ("" = the shipped one, see DataFile)
-    std::string database;  // libpq connection string of the media index server ("": env)
+    std::string profiles;            // profile list file ("" = the shipped one, see DataFile)
+    std::string database;            // libpq connection string of the media index server ("": env)
     std::vector<std::string> media;  // folders to index and serve (--media, "media =" lines)
-    std::string stateDir;  // "" = DefaultStateFolder()
-    unsigned indexWorkers = 0;  // probing processes of background indexing (0: half the CPUs)
-    std::string log;            // "" = calyx-dms.log in the state folder
+    std::string stateDir;            // "" = DefaultStateFolder()
+    std::string pgBindir;            // PostgreSQL's server programs ("" = the newest Debian's)
+    unsigned indexWorkers = 0;       // probing processes of background indexing (0: half the CPUs)
+    std::string log;                 // "" = calyx-dms.log in the state folder
     int logLevel = 1;
     bool denyNewClients = false;
     bool discoverRenderers = true;
@@ -28,8 +30,11 @@ struct Options {
     // Watching the media folders.
     unsigned rescanInterval = 0;    // seconds between rescans of everything; 0: none
     long long forgetAfter = 86400;  // seconds a gone media folder's items stay hidden
+    unsigned transcodes = 0;    // transcoding workers at once (0 = the number of cores)
+    std::string transcoder;     // the calyx-transcode program ("" = beside calyx-dms, or installed)
     // The settings page: off unless a password hash is configured.
     AdminSettings admin;
+    LimitSettings limits;
 };
 
 // Reads the flags (and the file named by --config). Prints help or an error and returns

@@ -164,7 +164,7 @@ void IndexScheduler::StartRun(const std::vector<MediaFolder>& folders,
         [](gint, GIOCondition, gpointer self) -> gboolean {
             static_cast<IndexScheduler*>(self)->Read();
             return static_cast<IndexScheduler*>(self)->fd_ >= 0 ? G_SOURCE_CONTINUE
-                                                                 : G_SOURCE_REMOVE;
+                                                                : G_SOURCE_REMOVE;
         },
         this);
     reported_ = false;
@@ -222,12 +222,11 @@ void IndexScheduler::Handle(const WorkerReport& report) {
         case WorkerReport::kSummary: {
             reported_ = true;
             const size_t files = report.added + report.changed + report.unchanged;
-            status_.lastResult = "index up to date: " + std::to_string(files) + " files (" +
-                                 std::to_string(report.added) + " added, " +
-                                 std::to_string(report.changed) + " changed, " +
-                                 std::to_string(report.removed) + " removed, " +
-                                 std::to_string(report.failed) + " failed) in " +
-                                 Number(report.seconds, 1) + " s";
+            status_.lastResult =
+                "index up to date: " + std::to_string(files) + " files (" +
+                std::to_string(report.added) + " added, " + std::to_string(report.changed) +
+                " changed, " + std::to_string(report.removed) + " removed, " +
+                std::to_string(report.failed) + " failed) in " + Number(report.seconds, 1) + " s";
             LogInfo(status_.lastResult);
             break;
         }

@@ -34,8 +34,8 @@ struct IndexerSettings {
 // Where indexing stands, for the log and the settings page.
 struct IndexStatus {
     enum State { kIdle, kWaiting, kRunning } state = kIdle;
-    WorkerReport progress;  // the last progress report of the run under way
-    int runs = 0;           // runs finished (or failed) since the start
+    WorkerReport progress;   // the last progress report of the run under way
+    int runs = 0;            // runs finished (or failed) since the start
     std::string lastResult;  // the summary or the error of the last run
     time_t lastFinished = 0;
 };

@@ -11,7 +11,7 @@ namespace calyx_dms {
 
 // Which kinds of media a folder is indexed for (a bit set).
 enum MediaKinds : unsigned {
-    kMusicKind = 1,     // music and playlists
+    kMusicKind = 1,  // music and playlists
     kVideoKind = 2,
     kPhotoKind = 4,
     kAllKinds = 7,
@@ -27,9 +27,10 @@ struct MediaFolder {
 // Combines the sources, in this order: each folder of `given` (made absolute against the
 // working folder, shown under its own name, every kind), then the library's folders of
 // music, video and photo (GetIndexLoacationPath, shown under the names it gives, then the
-// type's share link DMSGetMediaFolderPath under the type word; indexed for that type only). A folder named twice (the same folder after resolving links) is
-// listed once, where it first came, under the first name given for it; its kinds add up.
-// Folders that are missing or not folders are left out with a line in `problems`.
+// type's share link DMSGetMediaFolderPath under the type word; indexed for that type only). A
+// folder named twice (the same folder after resolving links) is listed once, where it first came,
+// under the first name given for it; its kinds add up. Folders that are missing or not folders are
+// left out with a line in `problems`.
 std::vector<MediaFolder> CombineMediaFolders(const std::vector<std::string>& given,
                                              std::vector<std::string>& problems);
 

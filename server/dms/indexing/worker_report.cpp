@@ -66,8 +66,7 @@ WorkerReport ParseWorkerReport(const std::string& line) {
     Json::Value root;
     Json::CharReaderBuilder builder;
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    if (!reader->parse(line.data(), line.data() + line.size(), &root, nullptr) ||
-        !root.isObject())
+    if (!reader->parse(line.data(), line.data() + line.size(), &root, nullptr) || !root.isObject())
         return report;
     if (root["progress"].isObject()) {
         const Json::Value& p = root["progress"];

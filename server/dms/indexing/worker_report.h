@@ -18,8 +18,8 @@ struct WorkerReport {
     // kProgress
     size_t done = 0;
     size_t total = 0;
-    double rate = 0;      // files per second
-    std::string folder;   // the folder of the last file finished (as indexed)
+    double rate = 0;     // files per second
+    std::string folder;  // the folder of the last file finished (as indexed)
     // kSummary
     size_t added = 0, changed = 0, removed = 0, unchanged = 0, failed = 0;
     double seconds = 0;

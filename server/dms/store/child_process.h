@@ -17,13 +17,13 @@ struct ChildSpec {
     std::vector<std::string> argv;  // argv[0] names the program to itself
     // Extra environment entries ("NAME=value"), added to (or replacing in) the server's own.
     std::vector<std::string> environment;
-    std::string outputFile;   // stdout and stderr appended here; "" keeps the server's
-    int stdoutFd = -1;        // when >= 0: the child's stdout (overrides outputFile for it)
+    std::string outputFile;  // stdout and stderr appended here; "" keeps the server's
+    int stdoutFd = -1;       // when >= 0: the child's stdout (overrides outputFile for it)
     uid_t uid = static_cast<uid_t>(-1);  // when set (with gid): the user the child runs as
     gid_t gid = static_cast<gid_t>(-1);
-    int parentDeathSignal = 0;  // sent to the child when the server dies (0: none)
-    bool ownProcessGroup = true;  // a terminal's Ctrl-C reaches the server only
-    int niceness = 0;             // added to the child's scheduling niceness
+    int parentDeathSignal = 0;     // sent to the child when the server dies (0: none)
+    bool ownProcessGroup = true;   // a terminal's Ctrl-C reaches the server only
+    int niceness = 0;              // added to the child's scheduling niceness
     std::string workingDirectory;  // "" keeps the server's
 };
 

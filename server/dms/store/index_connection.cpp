@@ -10,8 +10,7 @@ IndexConnection::~IndexConnection() {
 }
 
 DBConnect* IndexConnection::Get() {
-    if (conn_ == nullptr &&
-        (!tried_ || std::chrono::steady_clock::now() - lastAttempt_ >= retry_))
+    if (conn_ == nullptr && (!tried_ || std::chrono::steady_clock::now() - lastAttempt_ >= retry_))
         Connect();
     return conn_;
 }
@@ -25,6 +24,12 @@ bool IndexConnection::Connect() {
     failure_ = conn_ != nullptr ? "" : Calyx::DBConnectFailureReason();
     if (conn_ == nullptr && failure_.empty())
         failure_ = "the database server cannot be reached";
+    if (conn_ != nullptr && statementTimeoutMs_ > 0) {
+        DBResult* result = nullptr;
+        const std::string set = "SET statement_timeout = " + std::to_string(statementTimeoutMs_);
+        if (ZEVODBExecute(conn_, set.c_str(), &result) == 0)
+            ZEVODBFreeResult(result);
+    }
     return conn_ != nullptr;
 }
 

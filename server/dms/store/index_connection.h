@@ -14,9 +14,12 @@ namespace calyx_dms {
 
 class IndexConnection {
 public:
-    // `retry`: how long after a failed attempt the next one may be made.
-    explicit IndexConnection(std::chrono::steady_clock::duration retry = std::chrono::seconds(2))
-        : retry_(retry) {}
+    // `retry`: how long after a failed attempt the next one may be made. A
+    // `statementTimeoutMs` above 0 is set on every connection made (a statement running
+    // longer ends with an error).
+    explicit IndexConnection(std::chrono::steady_clock::duration retry = std::chrono::seconds(2),
+                             unsigned statementTimeoutMs = 0)
+        : retry_(retry), statementTimeoutMs_(statementTimeoutMs) {}
     ~IndexConnection();
     IndexConnection(const IndexConnection&) = delete;
     IndexConnection& operator=(const IndexConnection&) = delete;
@@ -34,6 +37,7 @@ public:
 
 private:
     std::chrono::steady_clock::duration retry_;
+    unsigned statementTimeoutMs_;
     DBConnect* conn_ = nullptr;
     bool tried_ = false;
     std::chrono::steady_clock::time_point lastAttempt_;

@@ -13,7 +13,8 @@ bool PrepareMediaIndex(std::string& error) {
     // A server that does not answer is not waited for long: the caller tries again.
     const char* timeout = getenv("PGCONNECT_TIMEOUT");
     const std::string conninfo =
-        std::string("dbname=calyx user=admin client_encoding=UTF8 fallback_application_name=calyx") +
+        std::string(
+            "dbname=calyx user=admin client_encoding=UTF8 fallback_application_name=calyx") +
         (timeout != nullptr && *timeout != '\0' ? "" : " connect_timeout=10");
     std::unique_ptr<PGconn, decltype(&PQfinish)> conn(PQconnectdb(conninfo.c_str()), PQfinish);
     if (!conn || PQstatus(conn.get()) != CONNECTION_OK) {
