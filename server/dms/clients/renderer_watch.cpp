@@ -11,7 +11,9 @@ namespace calyx_dms {
 
 namespace {
 
-const char kRendererType[] = "urn:schemas-upnp-org:device:MediaRenderer:1";
+// Renderers, and the Xbox 360, which announces itself as a media center extender.
+const char* const kWatchedTypes[] = {"urn:schemas-upnp-org:device:MediaRenderer:1",
+                                     "urn:schemas-microsoft-com:device:MediaCenterExtender:1"};
 
 // The host of the description's URL: the address the renderer answers on.
 std::string HostOf(const char* location) {
@@ -24,18 +26,23 @@ std::string HostOf(const char* location) {
 
 }  // namespace
 
-RendererWatch::RendererWatch(GUPnPContext* context, Calyx::DMSClientList& list)
-    : controlPoint_(gupnp_control_point_new(context, kRendererType)), list_(list) {
-    g_signal_connect(controlPoint_, "device-proxy-available",
-                     G_CALLBACK(+[](GUPnPControlPoint*, GUPnPDeviceProxy* proxy, gpointer self) {
-                         static_cast<RendererWatch*>(self)->OnRenderer(proxy);
-                     }),
-                     this);
-    gssdp_resource_browser_set_active(GSSDP_RESOURCE_BROWSER(controlPoint_), TRUE);
+RendererWatch::RendererWatch(GUPnPContext* context, Calyx::DMSClientList& list) : list_(list) {
+    for (const char* type : kWatchedTypes) {
+        GUPnPControlPoint* controlPoint = gupnp_control_point_new(context, type);
+        g_signal_connect(
+            controlPoint, "device-proxy-available",
+            G_CALLBACK(+[](GUPnPControlPoint*, GUPnPDeviceProxy* proxy, gpointer self) {
+                static_cast<RendererWatch*>(self)->OnRenderer(proxy);
+            }),
+            this);
+        gssdp_resource_browser_set_active(GSSDP_RESOURCE_BROWSER(controlPoint), TRUE);
+        controlPoints_.push_back(controlPoint);
+    }
 }
 
 RendererWatch::~RendererWatch() {
-    g_object_unref(controlPoint_);
+    for (GUPnPControlPoint* controlPoint : controlPoints_)
+        g_object_unref(controlPoint);
 }
 
 void RendererWatch::OnRenderer(GUPnPDeviceProxy* proxy) {

@@ -1,9 +1,12 @@
-// Media renderers on the network are identified from their device description as soon
-// as they announce themselves, before they send the server a single request.
+// Media renderers (and media center extenders) on the network are identified from their
+// device description as soon as they announce themselves, before they send the server a
+// single request.
 #ifndef CALYX_DMS_RENDERER_WATCH_H
 #define CALYX_DMS_RENDERER_WATCH_H
 
 #include <libgupnp/gupnp.h>
+
+#include <vector>
 
 #include "calyx/client_list.h"
 
@@ -19,7 +22,7 @@ public:
     void OnRenderer(GUPnPDeviceProxy* proxy);
 
 private:
-    GUPnPControlPoint* controlPoint_;
+    std::vector<GUPnPControlPoint*> controlPoints_;  // one per watched device type
     Calyx::DMSClientList& list_;
 };
 

@@ -1,4 +1,4 @@
-// The device description and the two service descriptions, written into a private
+// The device description (in two forms) and the service descriptions, written into a private
 // directory that the UPnP stack serves.
 #ifndef CALYX_DMS_DESCRIPTION_H
 #define CALYX_DMS_DESCRIPTION_H
@@ -15,8 +15,19 @@ struct DeviceIdentity {
     std::string udn;
 };
 
-// Writes "description.xml", "ContentDirectory.xml" and "ConnectionManager.xml" into
-// `directory`. False with `error` set when a file cannot be written.
+// The model name Windows Media Player and the Xbox look for in a server's description.
+inline constexpr char kMsModelName[] = "Windows Media Player Sharing";
+// The user agents that are served the description with that model name (a GLib regex).
+inline constexpr char kMsAgentPattern[] =
+    "Windows-Media-Player|Xbox|WMFSDK|NSPlayer|Microsoft-Windows";
+// The files a description directory holds, for removing them again.
+inline constexpr const char* kDescriptionFiles[] = {"description.xml", "description-ms.xml",
+                                                    "ContentDirectory.xml", "ConnectionManager.xml",
+                                                    "X_MS_MediaReceiverRegistrar.xml"};
+
+// Writes the files of kDescriptionFiles into `directory`: the device description, the
+// same with kMsModelName, and the three service descriptions. False with `error` set
+// when a file cannot be written.
 bool WriteDescriptions(const std::string& directory, const DeviceIdentity& identity,
                        std::string& error);
 
