@@ -37,12 +37,13 @@ constexpr const char* kItemTables[] = {"video", "music", "photo", "playlist", "d
 
 // The columns an item row writes, in the order of ItemValues.
 constexpr const char* kItemColumns[] = {
-    "parent_id",     "path",          "title",          "artist",         "album",
-    "genre",         "mime_type",     "filesize",       "duration",       "audio_bitrate",
-    "frame_bitrate", "video_bitrate", "frame_rate_num", "frame_rate_den", "samplerate",
-    "channel",       "resolutionx",   "resolutiony",    "video_codec",    "container_type",
-    "audio_codec",   "track",         "year",           "rotation",       "date",
-    "mdate",         "thumbnail",
+    "parent_id",      "path",           "title",         "artist",
+    "album",          "genre",          "mime_type",     "filesize",
+    "duration",       "audio_bitrate",  "frame_bitrate", "video_bitrate",
+    "frame_rate_num", "frame_rate_den", "samplerate",    "channel",
+    "resolutionx",    "resolutiony",    "video_codec",   "container_type",
+    "audio_codec",    "track",          "year",          "rotation",
+    "date",           "mdate",          "thumbnail",     "bits_per_sample",
 };
 constexpr size_t kItemColumnCount = sizeof kItemColumns / sizeof kItemColumns[0];
 
@@ -75,7 +76,8 @@ std::vector<std::string> ItemValues(const ItemRow& row) {
             to_string(m.rotation),
             m.date,
             to_string(row.mtime),
-            m.thumbnail};
+            m.thumbnail,
+            to_string(m.bitsPerSample)};
 }
 
 std::string InsertStatement(const std::string& table) {

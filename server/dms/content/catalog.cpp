@@ -33,6 +33,29 @@ bool ParseId(const std::string& text, long long& id) {
 
 }  // namespace
 
+bool FetchEntry(Calyx::MediaDB& db, Entry& entry) {
+    if (!db.FetchMediaItem(entry.info))
+        return false;
+    entry.bitsPerSample = db.FetchFieldAsInt("bits_per_sample");
+    return true;
+}
+
+const char* SqlTableOf(Calyx::MEDIA_TABLE_TYPE table) {
+    switch (table) {
+        case Calyx::MEDIA_TABLE_MUSIC:
+            return "music";
+        case Calyx::MEDIA_TABLE_VIDEO:
+            return "video";
+        case Calyx::MEDIA_TABLE_DIRECTORY:
+            return "directory";
+        case Calyx::MEDIA_TABLE_PLAYLIST:
+            return "playlist";
+        case Calyx::MEDIA_TABLE_PHOTO:
+            break;
+    }
+    return "photo";
+}
+
 bool ParseObjectId(const std::string& text, ObjectId& out) {
     if (text == "0") {
         out = ObjectId{};
@@ -132,7 +155,7 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
             return -1;
         entry->table = listing.table;
         while (db.NextRow()) {
-            if (!db.FetchMediaItem(entry->info))
+            if (!FetchEntry(db, *entry))
                 continue;
             row(*entry);
             ++handed;
@@ -148,6 +171,16 @@ int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& 
     if (rows < 0)
         return -1;
     return rows > 0 && db.NextRow() && db.FetchMediaItem(info) ? 1 : 0;
+}
+
+int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
+    entry.table = table;
+    Calyx::MediaDB db(table, conn_);
+    db.AddCondition("id = " + std::to_string(id));
+    int rows = db.Select("*", "", 0, 1, "");
+    if (rows < 0)
+        return -1;
+    return rows > 0 && db.NextRow() && FetchEntry(db, entry) ? 1 : 0;
 }
 
 long long StampCache::Recent(std::chrono::steady_clock::duration period) {

@@ -37,11 +37,20 @@ struct Listing {
     std::string condition;
 };
 
-// A row of the index with the table it came from.
+// The SQL name of a table of the index ("music", "video", "photo", "directory", "playlist").
+const char* SqlTableOf(Calyx::MEDIA_TABLE_TYPE table);
+
+// A row of the index with the table it came from, and the columns the record has no
+// field for.
 struct Entry {
     Calyx::MEDIA_TABLE_TYPE table;
     ZEVO_MEDIA_INFO info;
+    int bitsPerSample = 0;  // of the audio samples (0: unknown or a lossy codec)
 };
+
+// The current row of `db` into `entry.info` and the columns beyond the record; false when
+// the row cannot be read.
+bool FetchEntry(Calyx::MediaDB& db, Entry& entry);
 
 // The last UpdateID stamp, and the row counts seen since, shared by the catalogs of every
 // connection: the tables are scanned for the stamp at most once per period whatever the
@@ -80,11 +89,19 @@ public:
     long long Page(const std::vector<Listing>& listings, const std::string& orderBy,
                    long long offset, long long limit, const std::function<void(const Entry&)>& row,
                    long long& total);
+    // The rows of all `listings` as one list in `orderBy` order (over the columns title,
+    // date and id; ties between tables in table order): a folder's songs, videos and photos
+    // together. Counts, paging and the result as for Page.
+    long long MergedPage(const std::vector<Listing>& listings, const std::string& orderBy,
+                         long long offset, long long limit,
+                         const std::function<void(const Entry&)>& row, long long& total);
     // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
     // the update stamp changes, so a count may be up to a stamp period old, as the stamp is.
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
     // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
+    // The same, with the columns beyond the record; `entry.table` is set to `table`.
+    int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry);
     // A number that changes when the index changes (for UpdateID); -1 when queries fail.
     // Computed at most once per kStampSeconds: it scans every table, and under load it
     // cost more database time than the pages themselves.
