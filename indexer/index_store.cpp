@@ -134,6 +134,7 @@ bool IndexStore::Open(const std::string& conninfo) {
 
 PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>& params) {
     std::vector<const char*> values;
+    values.reserve(params.size());
     for (const std::string& param : params)
         values.push_back(param.c_str());
     PGresult* result = PQexecParams(conn_, sql.c_str(), static_cast<int>(values.size()), nullptr,
