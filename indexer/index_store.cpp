@@ -35,6 +35,17 @@ std::string OneLine(const char* message) {
 
 constexpr const char* kItemTables[] = {"video", "music", "photo", "playlist", "directory"};
 
+// A LIKE pattern for every path below `indexedPath` ("\" escapes LIKE's own characters).
+std::string LikeBelow(const std::string& indexedPath) {
+    std::string pattern;
+    for (char c : indexedPath) {
+        if (c == '%' || c == '_' || c == '\\')
+            pattern += '\\';
+        pattern += c;
+    }
+    return pattern + (indexedPath == "/" ? "%" : "/%");
+}
+
 // The columns an item row writes, in the order of ItemValues.
 constexpr const char* kItemColumns[] = {
     "parent_id",      "path",           "title",         "artist",
@@ -153,9 +164,73 @@ bool IndexStore::RunCommand(const std::string& sql, const std::vector<std::strin
 }
 
 bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
+    return LoadRowsWhere("", {}, rows);
+}
+
+bool IndexStore::LoadRowsAt(const std::string& indexedPath, bool descendants,
+                            std::unordered_map<std::string, IndexedRow>& rows) {
+    if (!descendants)
+        return LoadRowsWhere(" WHERE path = $1", {indexedPath}, rows);
+    return LoadRowsWhere(" WHERE path = $1 OR path LIKE $2", {indexedPath, LikeBelow(indexedPath)},
+                         rows);
+}
+
+int64_t IndexStore::FolderId(const std::string& indexedPath) {
+    ResultPtr result(Run("SELECT id FROM directory WHERE path = $1", {indexedPath}));
+    if (!result)
+        return -1;
+    return PQntuples(result.get()) == 0 ? 0 : strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10);
+}
+
+bool IndexStore::ReadMediaFolder(const std::string& indexedPath, bool& known, int64_t& missingSince,
+                                 bool& mountPoint) {
+    ResultPtr result(
+        Run("SELECT COALESCE(missing_since, 0), mount_point FROM media_folder WHERE path = $1",
+            {indexedPath}));
+    if (!result)
+        return false;
+    known = PQntuples(result.get()) == 1;
+    missingSince = known ? strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10) : 0;
+    mountPoint = known && std::string(PQgetvalue(result.get(), 0, 1)) == "t";
+    return true;
+}
+
+bool IndexStore::WriteMediaFolder(const std::string& indexedPath, int64_t missingSince,
+                                  bool mountPoint) {
+    return RunCommand(
+        "INSERT INTO media_folder (path, missing_since, mount_point) VALUES ($1, NULLIF($2, 0), "
+        "$3) ON CONFLICT (path) DO UPDATE SET missing_since = EXCLUDED.missing_since, "
+        "mount_point = EXCLUDED.mount_point",
+        {indexedPath, std::to_string(missingSince), mountPoint ? "true" : "false"});
+}
+
+bool IndexStore::DeleteMediaFolder(const std::string& indexedPath) {
+    return RunCommand("DELETE FROM media_folder WHERE path = $1", {indexedPath});
+}
+
+bool IndexStore::SetHiddenUnder(const std::string& indexedPath, bool hidden, size_t& changed) {
+    changed = 0;
+    for (const char* table : kItemTables) {
+        ResultPtr result(Run(std::string("UPDATE ") + table +
+                                 " SET hidden = $3 WHERE (path = $1 OR path LIKE $2) AND "
+                                 "hidden <> $3",
+                             {indexedPath, LikeBelow(indexedPath), hidden ? "true" : "false"}));
+        if (!result)
+            return false;
+        const size_t rows = strtoull(PQcmdTuples(result.get()), nullptr, 10);
+        changed += rows;
+        if (rows > 0)  // every listing may have lost or regained rows
+            Touch({TableContainer(table), table == std::string("directory") ? "folders" : "", "0"});
+    }
+    return true;
+}
+
+bool IndexStore::LoadRowsWhere(const std::string& where, const std::vector<std::string>& params,
+                               std::unordered_map<std::string, IndexedRow>& rows) {
     for (const char* table : kItemTables) {
         ResultPtr result(
-            Run(std::string("SELECT id, path, filesize, mdate, thumbnail FROM ") + table, {}));
+            Run(std::string("SELECT id, path, filesize, mdate, thumbnail FROM ") + table + where,
+                params));
         if (!result)
             return false;
         const int count = PQntuples(result.get());
@@ -172,11 +247,54 @@ bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
     return true;
 }
 
+std::string IndexStore::TableContainer(const std::string& table) {
+    return table == "music" || table == "video" || table == "photo" ? table : "";
+}
+
+std::string IndexStore::DirectoryContainer(int64_t directoryId) {
+    return directoryId > 0 ? "d" + std::to_string(directoryId) : "folders";
+}
+
+void IndexStore::Touch(std::initializer_list<std::string> containers) {
+    changed_ = true;
+    for (const std::string& container : containers)
+        if (!container.empty())
+            containers_.insert(container);
+}
+
+namespace {
+
+// A text array literal: container names are letters and digits only.
+std::string ArrayLiteral(const std::set<std::string>& names) {
+    std::string literal = "{";
+    for (const std::string& name : names)
+        literal += (literal.size() > 1 ? "," : "") + name;
+    return literal + "}";
+}
+
+}  // namespace
+
 bool IndexStore::Begin() {
+    changed_ = false;
+    containers_.clear();
+    removed_.clear();
     return RunCommand("BEGIN", {});
 }
 
 bool IndexStore::Commit() {
+    if (changed_) {
+        for (const std::string& gone : removed_)
+            containers_.erase(gone);
+        if (!removed_.empty() &&
+            !RunCommand("DELETE FROM container_update WHERE container = ANY($1::text[])",
+                        {ArrayLiteral(removed_)}))
+            return false;
+        if (!RunCommand("SELECT calyx_index_changed($1::text[])", {ArrayLiteral(containers_)}))
+            return false;
+        changed_ = false;
+        containers_.clear();
+        removed_.clear();
+    }
     return RunCommand("COMMIT", {});
 }
 
@@ -187,10 +305,14 @@ int64_t IndexStore::InsertFolder(const std::string& indexedPath, const std::stri
             "$5) RETURNING id",
             {std::to_string(parentId), indexedPath, title, std::to_string(mtime),
              std::to_string(time(nullptr))}));
-    return result ? strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10) : 0;
+    const int64_t id = result ? strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10) : 0;
+    if (id != 0)  // a new child of its parent, and a container of its own
+        Touch({DirectoryContainer(parentId), DirectoryContainer(id), parentId == 0 ? "0" : ""});
+    return id;
 }
 
 bool IndexStore::UpdateFolderTime(int64_t id, int64_t mtime) {
+    Touch({});
     return RunCommand("UPDATE directory SET mdate = $2 WHERE id = $1",
                       {std::to_string(id), std::to_string(mtime)});
 }
@@ -198,6 +320,11 @@ bool IndexStore::UpdateFolderTime(int64_t id, int64_t mtime) {
 bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
     const std::string table = MediaTableName(row.media->kind);
     std::vector<std::string> values = ItemValues(row);
+    const std::string container = TableContainer(table);
+    // A new item also changes the child count the root shows for its table.
+    Touch({container,
+           container.empty() || row.parentId == 0 ? "" : DirectoryContainer(row.parentId),
+           container.empty() || existingId != 0 ? "" : "0"});
     if (existingId == 0) {
         values.push_back(std::to_string(time(nullptr)));
         return RunCommand(InsertStatement(table), values);
@@ -207,7 +334,22 @@ bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
 }
 
 bool IndexStore::Delete(const std::string& table, int64_t id) {
-    return RunCommand("DELETE FROM " + table + " WHERE id = $1", {std::to_string(id)});
+    ResultPtr result(
+        Run("DELETE FROM " + table + " WHERE id = $1 RETURNING parent_id", {std::to_string(id)}));
+    if (!result)
+        return false;
+    if (PQntuples(result.get()) == 0)
+        return true;
+    const int64_t parentId = strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10);
+    if (table == "directory") {
+        Touch({DirectoryContainer(parentId), parentId == 0 ? "0" : ""});
+        removed_.insert(DirectoryContainer(id));
+        return true;
+    }
+    const std::string container = TableContainer(table);
+    Touch({container, container.empty() || parentId == 0 ? "" : DirectoryContainer(parentId),
+           container.empty() ? "" : "0"});
+    return true;
 }
 
 }  // namespace calyx_indexer

@@ -11,6 +11,8 @@ inline constexpr char kContentDirectoryControl[] = "/ContentDirectory/control";
 inline constexpr char kConnectionManagerControl[] = "/ConnectionManager/control";
 inline constexpr char kMediaPrefix[] = "/media/";  // /media/<table letter>/<id>.<ext>
 inline constexpr char kThumbPrefix[] = "/thumb/";  // /thumb/<table letter>/<id>.jpg
+// /transcode/<table letter>/<id>/<target token>.<ext>
+inline constexpr char kTranscodePrefix[] = "/transcode/";
 
 inline bool IsControlPath(const char* path) {
     return strcmp(path, kContentDirectoryControl) == 0 ||
@@ -19,7 +21,8 @@ inline bool IsControlPath(const char* path) {
 
 inline bool IsMediaPath(const char* path) {
     return strncmp(path, kMediaPrefix, strlen(kMediaPrefix)) == 0 ||
-           strncmp(path, kThumbPrefix, strlen(kThumbPrefix)) == 0;
+           strncmp(path, kThumbPrefix, strlen(kThumbPrefix)) == 0 ||
+           strncmp(path, kTranscodePrefix, strlen(kTranscodePrefix)) == 0;
 }
 
 }  // namespace calyx_dms

@@ -26,9 +26,10 @@ std::string KeyStatement(const std::vector<Listing>& listings, const std::string
     for (size_t i = 0; i < listings.size(); ++i) {
         const Listing& listing = listings[i];
         sql += (i ? " UNION ALL " : "") + std::string("SELECT ") + TableKey(listing.table) +
-               "::text AS t, id, title, date FROM " + SqlTableOf(listing.table);
+               "::text AS t, id, title, date FROM " + SqlTableOf(listing.table) + " WHERE " +
+               kShownRows;
         if (!listing.condition.empty())
-            sql += " WHERE " + listing.condition;
+            sql += " AND (" + listing.condition + ")";
     }
     return sql + ") AS merged ORDER BY " + orderBy + ", t LIMIT " + std::to_string(wanted) +
            " OFFSET " + std::to_string(first);

@@ -1,5 +1,7 @@
 #include "upnp/didl.h"
 
+#include <vector>
+
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/utf8.h"
@@ -72,8 +74,18 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
     const std::string url = baseUrl_ + kMediaPrefix + TableLetter(entry.table) + "/" +
                             std::to_string(info.id) +
                             (ext.empty() ? "" : "." + Calyx::URLEncode(ext));
-    out_ += "<res protocolInfo=\"http-get:*:" + Escaped(MimeOf(info)) + ":" +
-            DlnaFeatures(entry, visit_) + "\"" + attributes + ">" + Escaped(url) + "</res>";
+    std::vector<TranscodeOffer> transcodes;
+    {
+        LibraryTimer timer(visit_.libraryNanos);
+        transcodes = TranscodesFor(entry, *visit_.checker);
+    }
+    // Without xmres a client gets one form of the item: the transcoded one, if any.
+    if (transcodes.empty() ||
+        (visit_.checker->m_capability & Calyx::Agent::AGENT_CAPOPT_XMRES) != 0)
+        out_ += "<res protocolInfo=\"http-get:*:" + Escaped(MimeOf(info)) + ":" +
+                DlnaFeatures(entry, visit_) + "\"" + attributes + ">" + Escaped(url) + "</res>";
+    for (const TranscodeOffer& offer : transcodes)
+        TranscodedRes(offer, info);
     if (info.thumbnail[0] && entry.table != Calyx::MEDIA_TABLE_MUSIC) {
         int width = 0;
         int height = 0;
@@ -93,6 +105,26 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
         out_ += ">" + Escaped(thumb) + "</res>";
     }
     out_ += "</item>";
+}
+
+void DidlWriter::TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info) {
+    out_ += "<res protocolInfo=\"http-get:*:" + Escaped(offer.mime) + ":" + offer.features + "\"";
+    if (info.duration > 0) {
+        LibraryTimer timer(visit_.libraryNanos);
+        out_ += " duration=\"" + Calyx::DMSFormatUPNPDuration(info.duration) + "\"";
+    }
+    if (offer.size > 0)
+        out_ += " size=\"" + std::to_string(offer.size) + "\"";
+    if (offer.bytesPerSecond > 0)
+        out_ += " bitrate=\"" + std::to_string(offer.bytesPerSecond) + "\"";
+    if (!offer.resolution.empty())
+        out_ += " resolution=\"" + offer.resolution + "\"";
+    if (offer.channels > 0)
+        out_ += " nrAudioChannels=\"" + std::to_string(offer.channels) + "\"";
+    if (offer.sampleRate > 0)
+        out_ +=
+            " sampleFrequency=\"" + std::to_string(offer.sampleRate) + "\" bitsPerSample=\"16\"";
+    out_ += ">" + Escaped(baseUrl_ + offer.path) + "</res>";
 }
 
 std::string DidlWriter::Finish() {

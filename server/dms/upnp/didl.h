@@ -7,6 +7,7 @@
 
 #include "clients/client_road.h"
 #include "content/catalog.h"
+#include "transcode/transcode_choice.h"
 
 namespace calyx_dms {
 
@@ -26,6 +27,8 @@ public:
 
 private:
     std::string Title(const std::string& text);
+    // One transcoded form of the item `info`, as a <res>.
+    void TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info);
 
     std::string baseUrl_;
     ClientVisit& visit_;
