@@ -4,12 +4,11 @@
 
 #include <string>
 
+#include "common/body_encoding.h"
+
 namespace calyx_dms {
 
 namespace {
-
-// Set on the message of an HTTP/1.0 request: the message itself is answered as HTTP/1.1.
-const char kHttp10Key[] = "calyx-dms-http10";
 
 void RequestRead(SoupServer*, SoupServerMessage* msg, gpointer) {
     ConnectionPolicy::Apply(msg);
@@ -67,7 +66,7 @@ void ConnectionPolicy::Apply(SoupServerMessage* msg) {
     asked.close = soup_message_headers_header_contains(request, "Connection", "close");
     asked.keepAlive = soup_message_headers_header_contains(request, "Connection", "keep-alive");
     if (asked.http10) {
-        g_object_set_data(G_OBJECT(msg), kHttp10Key, GINT_TO_POINTER(1));
+        g_object_set_data(G_OBJECT(msg), kHttp10RequestKey, GINT_TO_POINTER(1));
         SupplyHost(msg, request);
         // Answered in HTTP/1.1 whichever handler answers; the server then keeps the
         // connection by the HTTP/1.1 rules, which the header below settles.
@@ -79,16 +78,6 @@ void ConnectionPolicy::Apply(SoupServerMessage* msg) {
     SoupMessageHeaders* response = soup_server_message_get_response_headers(msg);
     if (answer != nullptr)
         soup_message_headers_replace(response, "Connection", answer);
-}
-
-void StreamWithoutLength(SoupServerMessage* msg) {
-    SoupMessageHeaders* response = soup_server_message_get_response_headers(msg);
-    if (g_object_get_data(G_OBJECT(msg), kHttp10Key) != nullptr) {
-        soup_message_headers_set_encoding(response, SOUP_ENCODING_EOF);
-        soup_message_headers_replace(response, "Connection", "close");
-    } else {
-        soup_message_headers_set_encoding(response, SOUP_ENCODING_CHUNKED);
-    }
 }
 
 }  // namespace calyx_dms

@@ -42,11 +42,6 @@ private:
     gulong handler_ = 0;
 };
 
-// For a handler that streams a body of unknown length: chunked to an HTTP/1.1 client, and
-// delimited by closing the connection (announced) to an HTTP/1.0 one, which knows no
-// chunks.
-void StreamWithoutLength(SoupServerMessage* msg);
-
 }  // namespace calyx_dms
 
 #endif  // CALYX_DMS_HTTP_CONNECTION_POLICY_H
