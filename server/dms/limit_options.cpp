@@ -17,6 +17,8 @@ void AddLimitOptions(CLI::App& app, LimitSettings& limits) {
     app.add_option("--statement-timeout", limits.statementTimeout,
                    "Milliseconds a Browse or Search statement may run (0: no limit)")
         ->check(CLI::Range(0u, 3600000u));
+    app.add_flag("--follow-links", limits.followLinks,
+                 "Serve (and index) files whose symbolic links lead out of the media folders");
 }
 
 }  // namespace calyx_dms

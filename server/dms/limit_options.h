@@ -16,9 +16,11 @@ struct LimitSettings {
     size_t maxClients = 1000;            // entries of the client list at most
     unsigned logCollapseInterval = 60;   // seconds over which repeated lines are counted
     unsigned statementTimeout = 5000;    // milliseconds per statement of a query worker
+    bool followLinks = false;            // serve files whose links lead out of the media folders
 };
 
-// Adds --host-name, --max-clients, --log-collapse-interval and --statement-timeout.
+// Adds --host-name, --max-clients, --log-collapse-interval, --statement-timeout and
+// --follow-links.
 void AddLimitOptions(CLI::App& app, LimitSettings& limits);
 
 }  // namespace calyx_dms
