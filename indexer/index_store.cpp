@@ -201,6 +201,11 @@ bool IndexStore::WriteMediaFolder(const std::string& indexedPath, int64_t missin
         {indexedPath, std::to_string(missingSince), mountPoint ? "true" : "false"});
 }
 
+bool IndexStore::RecordMediaFolder(const std::string& indexedPath) {
+    return RunCommand("INSERT INTO media_folder (path) VALUES ($1) ON CONFLICT (path) DO NOTHING",
+                      {indexedPath});
+}
+
 bool IndexStore::DeleteMediaFolder(const std::string& indexedPath) {
     return RunCommand("DELETE FROM media_folder WHERE path = $1", {indexedPath});
 }

@@ -175,7 +175,8 @@ int RunMediaServer(const Options& options) {
                                       session.texts(), baseUrl, identity.friendlyName);
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
-    ServeMedia(context.get(), catalog);
+    ServedFiles servedFiles(mainConnection.conn, options.limits.followLinks);
+    ServeMedia(context.get(), catalog, servedFiles);
     ServeTranscodes(context.get(), catalog, transcodes);
 
     std::optional<RendererWatch> renderers;

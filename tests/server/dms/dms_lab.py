@@ -187,10 +187,16 @@ class Lab:
             os.path.join(self.source, "sql/media_index.sql"), env=env)
 
     def insert(self, table, **columns):
-        """Inserts one row and returns its id."""
+        """Inserts one row and returns its id. A row naming a file of the lab records the
+        file's folder as a media folder, as the indexer records the folders it was given:
+        the server serves only files inside them."""
         names = ", ".join(columns)
         values = ", ".join(sql_literal(v) for v in columns.values())
         out = self.psql("INSERT INTO %s (%s) VALUES (%s) RETURNING id" % (table, names, values))
+        path = columns.get("path")
+        if path and path.startswith(self.tmp + "/"):
+            self.psql("INSERT INTO media_folder (path) VALUES (%s) ON CONFLICT (path) DO NOTHING"
+                      % sql_literal(encode_path(os.path.dirname(path))))
         return int(out.split()[0])
 
     def make_media(self):
