@@ -15,6 +15,7 @@
 #include "content/client_view.h"
 #include "content/media_facts.h"
 #include "http/byte_range.h"
+#include "http/served_file.h"
 
 namespace calyx_dms {
 
@@ -75,7 +76,8 @@ void Fail(SoupServerMessage* msg, guint status) {
     soup_server_message_set_status(msg, status, nullptr);
 }
 
-void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool thumbnail) {
+void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, ServedFiles& files,
+                bool thumbnail) {
     const char* method = soup_server_message_get_method(msg);
     bool head = strcmp(method, "HEAD") == 0;
     if (!head && strcmp(method, "GET") != 0) {
@@ -97,10 +99,13 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
 
     auto transfer = std::make_unique<Transfer>();
-    transfer->fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat st;
-    if (transfer->fd < 0 || fstat(transfer->fd, &st) != 0 || !S_ISREG(st.st_mode))
-        return Fail(msg, SOUP_STATUS_NOT_FOUND);
+    unsigned refused = 0;
+    transfer->fd = thumbnail
+                       ? ServedFiles::OpenThumbnail(file, st, refused)
+                       : files.OpenMedia(file, entry.info.filesize, entry.info.mdate, st, refused);
+    if (transfer->fd < 0)
+        return Fail(msg, refused);
 
     SoupMessageHeaders* request = soup_server_message_get_request_headers(msg);
     SoupMessageHeaders* response = soup_server_message_get_response_headers(msg);
@@ -150,22 +155,23 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool
 
 struct Handler {
     Catalog* catalog;
+    ServedFiles* files;
     bool thumbnail;
 };
 
 void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
     Handler* h = static_cast<Handler*>(data);
-    HandleFile(msg, path, *h->catalog, h->thumbnail);
+    HandleFile(msg, path, *h->catalog, *h->files, h->thumbnail);
 }
 
 }  // namespace
 
-void ServeMedia(GUPnPContext* context, Catalog& catalog) {
+void ServeMedia(GUPnPContext* context, Catalog& catalog, ServedFiles& files) {
     for (bool thumbnail : {false, true}) {
         std::string prefix = thumbnail ? kThumbPrefix : kMediaPrefix;
         prefix.pop_back();  // the handler path has no trailing "/"
         gupnp_context_add_server_handler(context, FALSE, prefix.c_str(), Serve,
-                                         new Handler{&catalog, thumbnail},
+                                         new Handler{&catalog, &files, thumbnail},
                                          [](gpointer data) { delete static_cast<Handler*>(data); });
     }
 }

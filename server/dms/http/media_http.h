@@ -6,11 +6,12 @@
 #include <libgupnp/gupnp.h>
 
 #include "content/catalog.h"
+#include "http/served_file.h"
 
 namespace calyx_dms {
 
-// Adds the two handlers to `context`; `catalog` must outlive it.
-void ServeMedia(GUPnPContext* context, Catalog& catalog);
+// Adds the two handlers to `context`; `catalog` and `files` must outlive it.
+void ServeMedia(GUPnPContext* context, Catalog& catalog, ServedFiles& files);
 
 }  // namespace calyx_dms
 

@@ -5,6 +5,7 @@
 #include "calyx/core.h"
 #include "calyx/version.h"
 #include "common/server_paths.h"
+#include "upnp/device_icons.h"
 #include "upnp/scpd.h"
 
 namespace calyx_dms {
@@ -34,7 +35,7 @@ std::string DeviceDescription(const DeviceIdentity& id, const std::string& frien
            Element("modelDescription", "calyx-dms reference media server") +
            Element("modelName", modelName) + Element("modelNumber", modelNumber) +
            Element("serialNumber", id.serialNumber) + Element("UDN", id.udn) +
-           "<dlna:X_DLNADOC>DMS-1.50</dlna:X_DLNADOC><serviceList>" +
+           "<dlna:X_DLNADOC>DMS-1.50</dlna:X_DLNADOC>" + IconListElement() + "<serviceList>" +
            Service("urn:schemas-upnp-org:service:ContentDirectory:1",
                    "urn:upnp-org:serviceId:ContentDirectory", "/ContentDirectory.xml",
                    kContentDirectoryControl, "/ContentDirectory/events") +
@@ -77,7 +78,8 @@ bool WriteDescriptions(const std::string& directory, const DeviceIdentity& ident
            WriteFile(directory + "/ContentDirectory.xml", ContentDirectoryScpd(), error) &&
            WriteFile(directory + "/ConnectionManager.xml", ConnectionManagerScpd(), error) &&
            WriteFile(directory + "/X_MS_MediaReceiverRegistrar.xml", MediaReceiverRegistrarScpd(),
-                     error);
+                     error) &&
+           WriteDeviceIcons(directory, error);
 }
 
 }  // namespace calyx_dms
