@@ -91,7 +91,7 @@ TEST(SortCriteria, TitleAndDate) {
 TEST(SortCriteria, ClassIsNoOrder) {
     std::string order;
     ASSERT_TRUE(SortToSql("+upnp:class,+dc:title", order));
-    EXPECT_EQ(order, "title ASC, id ASC");
+    EXPECT_EQ(order, "title COLLATE calyx_title ASC, id ASC");
     ASSERT_TRUE(SortToSql("+upnp:class,-dc:date", order));
     EXPECT_EQ(order, "date DESC, id ASC");
 }
