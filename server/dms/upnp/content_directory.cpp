@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <vector>
@@ -161,6 +162,25 @@ long long WritePage(Catalog& catalog, DidlWriter& didl, const std::vector<Listin
     return catalog.Page(
         listings, page.orderBy, page.offset, page.limit,
         [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, total);
+}
+
+// A folder's page: its subfolders first, then its songs, videos and photos ordered
+// together as one list. The number of rows, or -1 when a query failed.
+long long WriteFolderPage(Catalog& catalog, DidlWriter& didl, long long id,
+                          const ClientVisit& visit, const PageRequest& page,
+                          const std::string& parentId, long long& total) {
+    std::vector<Listing> items = DirectoryListings(id, visit);
+    const std::vector<Listing> folders(items.begin(), items.begin() + 1);
+    items.erase(items.begin());
+    const long long handed = WritePage(catalog, didl, folders, page, parentId, total);
+    if (handed < 0 || items.empty())
+        return handed;
+    long long itemTotal = 0;
+    const long long more = catalog.MergedPage(
+        items, page.orderBy, std::max(0LL, page.offset - total), page.limit - handed,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, itemTotal);
+    total += itemTotal;
+    return more < 0 ? -1 : handed + more;
 }
 
 // The library's share of the request: identification, video profiles and formatting,
@@ -323,19 +343,19 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
             ok = returned >= 0;
         }
     } else {
-        ZEVO_MEDIA_INFO info{};
-        int found = catalog.Find(object.table, object.id, info);
+        auto entry = std::make_unique<Entry>();
+        int found = catalog.Find(object.table, object.id, *entry);
         if (found == 0)
             return PageAnswer::Error(701, "No such object");
         ok = found > 0;
         if (ok && request.metadata) {
-            WriteRow(didl, Entry{object.table, info}, "");
+            WriteRow(didl, *entry, "");
             returned = total = 1;
         } else if (ok && object.kind == ObjectId::kItem) {
             return PageAnswer::Error(710, "No such container");
         } else if (ok) {
-            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit), request.page,
-                                 FormatObjectId(object), total);
+            returned = WriteFolderPage(catalog, didl, object.id, visit, request.page,
+                                       FormatObjectId(object), total);
             ok = returned >= 0;
         }
     }
