@@ -32,12 +32,13 @@ std::string LikeBelow(const std::string& indexedPath) {
 
 // The columns an item row writes, in the order of ItemValues.
 constexpr const char* kItemColumns[] = {
-    "parent_id",     "path",          "title",          "artist",         "album",
-    "genre",         "mime_type",     "filesize",       "duration",       "audio_bitrate",
-    "frame_bitrate", "video_bitrate", "frame_rate_num", "frame_rate_den", "samplerate",
-    "channel",       "resolutionx",   "resolutiony",    "video_codec",    "container_type",
-    "audio_codec",   "track",         "year",           "rotation",       "date",
-    "mdate",         "thumbnail",
+    "parent_id",      "path",           "title",         "artist",
+    "album",          "genre",          "mime_type",     "filesize",
+    "duration",       "audio_bitrate",  "frame_bitrate", "video_bitrate",
+    "frame_rate_num", "frame_rate_den", "samplerate",    "channel",
+    "resolutionx",    "resolutiony",    "video_codec",   "container_type",
+    "audio_codec",    "track",          "year",          "rotation",
+    "date",           "mdate",          "thumbnail",     "bits_per_sample",
 };
 constexpr size_t kItemColumnCount = sizeof kItemColumns / sizeof kItemColumns[0];
 
@@ -70,7 +71,8 @@ std::vector<std::string> ItemValues(const ItemRow& row) {
             to_string(m.rotation),
             m.date,
             to_string(row.mtime),
-            m.thumbnail};
+            m.thumbnail,
+            to_string(m.bitsPerSample)};
 }
 
 std::string InsertStatement(const std::string& table) {
@@ -132,6 +134,7 @@ bool IndexStore::Open(const std::string& conninfo,
 
 PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>& params) {
     std::vector<const char*> values;
+    values.reserve(params.size());
     for (const std::string& param : params)
         values.push_back(param.c_str());
     PGresult* result = PQexecParams(conn_, sql.c_str(), static_cast<int>(values.size()), nullptr,

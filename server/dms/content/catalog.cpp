@@ -35,6 +35,29 @@ bool ParseId(const std::string& text, long long& id) {
 
 }  // namespace
 
+bool FetchEntry(Calyx::MediaDB& db, Entry& entry) {
+    if (!db.FetchMediaItem(entry.info))
+        return false;
+    entry.bitsPerSample = db.FetchFieldAsInt("bits_per_sample");
+    return true;
+}
+
+const char* SqlTableOf(Calyx::MEDIA_TABLE_TYPE table) {
+    switch (table) {
+        case Calyx::MEDIA_TABLE_MUSIC:
+            return "music";
+        case Calyx::MEDIA_TABLE_VIDEO:
+            return "video";
+        case Calyx::MEDIA_TABLE_DIRECTORY:
+            return "directory";
+        case Calyx::MEDIA_TABLE_PLAYLIST:
+            return "playlist";
+        case Calyx::MEDIA_TABLE_PHOTO:
+            break;
+    }
+    return "photo";
+}
+
 bool ParseObjectId(const std::string& text, ObjectId& out) {
     if (text == "0") {
         out = ObjectId{};
@@ -97,9 +120,6 @@ std::string FormatObjectId(const ObjectId& id) {
 
 namespace {
 
-// Condition of every read: hidden rows belong to a media folder that is gone for now.
-const char kShown[] = "NOT hidden";
-
 // The first column of the first row of `sql` as a number; -1 when the query fails, 0 for
 // no row.
 long long QueryNumber(DBConnect* conn, const std::string& sql) {
@@ -128,7 +148,7 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
     if (conn == nullptr)
         return -1;
     Calyx::MediaDB db(table, conn);
-    db.AddCondition(kShown);
+    db.AddCondition(kShownRows);
     db.AddCondition(condition);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
         return -1;
@@ -159,13 +179,13 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
         if (conn == nullptr)
             return -1;
         Calyx::MediaDB db(listing.table, conn);
-        db.AddCondition(kShown);
+        db.AddCondition(kShownRows);
         db.AddCondition(listing.condition);
         if (db.Select("*", orderBy, static_cast<int>(first), static_cast<int>(wanted), "") < 0)
             return -1;
         entry->table = listing.table;
         while (db.NextRow()) {
-            if (!db.FetchMediaItem(entry->info))
+            if (!FetchEntry(db, *entry))
                 continue;
             row(*entry);
             ++handed;
@@ -179,12 +199,26 @@ int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& 
     if (conn == nullptr)
         return -1;
     Calyx::MediaDB db(table, conn);
-    db.AddCondition(kShown);
+    db.AddCondition(kShownRows);
     db.AddCondition("id = " + std::to_string(id));
     int rows = db.Select("*", "", 0, 1, "");
     if (rows < 0)
         return -1;
     return rows > 0 && db.NextRow() && db.FetchMediaItem(info) ? 1 : 0;
+}
+
+int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
+    entry.table = table;
+    DBConnect* conn = Conn();
+    if (conn == nullptr)
+        return -1;
+    Calyx::MediaDB db(table, conn);
+    db.AddCondition(kShownRows);
+    db.AddCondition("id = " + std::to_string(id));
+    int rows = db.Select("*", "", 0, 1, "");
+    if (rows < 0)
+        return -1;
+    return rows > 0 && db.NextRow() && FetchEntry(db, entry) ? 1 : 0;
 }
 
 long long StampCache::Recent(std::chrono::steady_clock::duration period) {

@@ -32,11 +32,17 @@ std::string ContainerIdOf(Calyx::MEDIA_TABLE_TYPE table);
 char TableLetter(Calyx::MEDIA_TABLE_TYPE table);
 bool TableOfLetter(char letter, Calyx::MEDIA_TABLE_TYPE& table);
 
+// Condition of every read: hidden rows belong to a media folder that is gone for now.
+inline constexpr char kShownRows[] = "NOT hidden";
+
 // One source of children: the rows of `table` that pass `condition` (SQL, may be "").
 struct Listing {
     Calyx::MEDIA_TABLE_TYPE table;
     std::string condition;
 };
+
+// The SQL name of a table of the index ("music", "video", "photo", "directory", "playlist").
+const char* SqlTableOf(Calyx::MEDIA_TABLE_TYPE table);
 
 // A container whose update id changed, as ContainerUpdateIDs names it.
 struct ContainerUpdate {
@@ -44,11 +50,17 @@ struct ContainerUpdate {
     long long updateId;
 };
 
-// A row of the index with the table it came from.
+// A row of the index with the table it came from, and the columns the record has no
+// field for.
 struct Entry {
     Calyx::MEDIA_TABLE_TYPE table;
     ZEVO_MEDIA_INFO info;
+    int bitsPerSample = 0;  // of the audio samples (0: unknown or a lossy codec)
 };
+
+// The current row of `db` into `entry.info` and the columns beyond the record; false when
+// the row cannot be read.
+bool FetchEntry(Calyx::MediaDB& db, Entry& entry);
 
 // The last SystemUpdateID read, and the row counts and container update ids seen since,
 // shared by the catalogs of every connection: the update id is read at most once per
@@ -80,6 +92,9 @@ public:
     // between threads.
     Catalog(IndexConnection& connection, StampCache& stamps)
         : connection_(&connection), stamps_(&stamps) {}
+    // The connection, for the server's own table (bookmarks) on the same thread; null while
+    // the database server cannot be reached.
+    DBConnect* Connection() { return connection_->Get(); }
 
     // Rows of the listings one after another, ordered by `orderBy` within each: the total
     // count in `total`, and the rows from `offset` on, at most `limit`, handed to `row` one
@@ -89,12 +104,20 @@ public:
     long long Page(const std::vector<Listing>& listings, const std::string& orderBy,
                    long long offset, long long limit, const std::function<void(const Entry&)>& row,
                    long long& total);
+    // The rows of all `listings` as one list in `orderBy` order (over the columns title,
+    // date and id; ties between tables in table order): a folder's songs, videos and photos
+    // together. Counts, paging and the result as for Page.
+    long long MergedPage(const std::vector<Listing>& listings, const std::string& orderBy,
+                         long long offset, long long limit,
+                         const std::function<void(const Entry&)>& row, long long& total);
     // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
     // the update id is next read, so a count may be up to a stamp period old. Hidden rows
     // (of a media folder that is gone for the moment) are never counted, listed or found.
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
     // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
+    // The same, with the columns beyond the record; `entry.table` is set to `table`.
+    int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry);
     // The stored SystemUpdateID, which only ever grows; -1 when the query fails. Read at
     // most once per kStampSeconds for every connection together.
     long long SystemUpdateId();

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <vector>
@@ -9,8 +10,11 @@
 #include "calyx/core.h"
 #include "clients/client_road.h"
 #include "clients/request_visits.h"
+#include "content/bookmarks.h"
+#include "content/client_view.h"
 #include "content/media_facts.h"
 #include "content/search_criteria.h"
+#include "content/well_known_ids.h"
 #include "upnp/didl.h"
 
 namespace calyx_dms {
@@ -110,10 +114,6 @@ ClientVisit* ActionVisit(GUPnPServiceAction* action) {
     return visit;
 }
 
-bool Hidden(const ClientVisit& visit, Calyx::MEDIA_TABLE_TYPE table) {
-    return visit.checker->m_isMusicOnly && table == Calyx::MEDIA_TABLE_VIDEO;
-}
-
 std::string DirectoryTitle(const ZEVO_MEDIA_INFO& info) {
     return info.title[0] ? info.title : Calyx::FileGetPathBaseName(FilePathOf(info));
 }
@@ -130,7 +130,7 @@ std::vector<Listing> DirectoryListings(long long id, const ClientVisit& visit) {
         return listings;
     for (Calyx::MEDIA_TABLE_TYPE table :
          {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO})
-        if (!Hidden(visit, table))
+        if (!HiddenFrom(visit, table))
             listings.push_back({table, parent});
     return listings;
 }
@@ -161,6 +161,25 @@ long long WritePage(Catalog& catalog, DidlWriter& didl, const std::vector<Listin
     return catalog.Page(
         listings, page.orderBy, page.offset, page.limit,
         [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, total);
+}
+
+// A folder's page: its subfolders first, then its songs, videos and photos ordered
+// together as one list. The number of rows, or -1 when a query failed.
+long long WriteFolderPage(Catalog& catalog, DidlWriter& didl, long long id,
+                          const ClientVisit& visit, const PageRequest& page,
+                          const std::string& parentId, long long& total) {
+    std::vector<Listing> items = DirectoryListings(id, visit);
+    const std::vector<Listing> folders(items.begin(), items.begin() + 1);
+    items.erase(items.begin());
+    const long long handed = WritePage(catalog, didl, folders, page, parentId, total);
+    if (handed < 0 || items.empty())
+        return handed;
+    long long itemTotal = 0;
+    const long long more = catalog.MergedPage(
+        items, page.orderBy, std::max(0LL, page.offset - total), page.limit - handed,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, itemTotal);
+    total += itemTotal;
+    return more < 0 ? -1 : handed + more;
 }
 
 // The library's share of the request: identification, video profiles and formatting,
@@ -248,7 +267,11 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
 
 void ContentDirectory::Browse(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
-    const std::string objectText = TextArgument(action, "ObjectID");
+    // The Xbox 360 names the object ContainerID, as in Search.
+    std::string objectText = TextArgument(action, "ObjectID");
+    if (objectText.empty())
+        objectText = TextArgument(action, "ContainerID");
+    objectText = OwnContainerId(objectText);
     const std::string flag = TextArgument(action, "BrowseFlag");
     if (!visit || (flag != "BrowseMetadata" && flag != "BrowseDirectChildren")) {
         gupnp_service_action_return_error(action, 402, "Invalid Args");
@@ -258,7 +281,7 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
     request.metadata = flag == "BrowseMetadata";
     if (!ReadPageArguments(action, request.page))
         return;
-    if (!ParseObjectId(objectText, request.object) || Hidden(*visit, request.object.table)) {
+    if (!ParseObjectId(objectText, request.object) || HiddenFrom(*visit, request.object.table)) {
         gupnp_service_action_return_error(action, 701, "No such object");
         return;
     }
@@ -277,6 +300,12 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                           ? catalog.SystemUpdateId()
                           : catalog.ContainerUpdateId(FormatObjectId(object));
     DidlWriter didl(baseUrl_, visit);
+    if (visit.checker->m_isSamsungTV) {
+        // Without the bookmark table (not created) the answer has no positions.
+        std::unordered_map<long long, long long> positions;
+        if (BookmarksOf(catalog.Connection(), visit.mac, positions))
+            didl.SetResumePositions(std::move(positions));
+    }
     long long returned = 0;
     long long total = 0;
     bool ok = true;
@@ -284,7 +313,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
     if (object.kind == ObjectId::kRoot) {
         std::vector<const RootChild*> children;
         for (const RootChild& child : kRootChildren)
-            if (!Hidden(visit, child.table))
+            if (!HiddenFrom(visit, child.table))
                 children.push_back(&child);
         if (request.metadata) {
             didl.Container("0", "-1", rootTitle_, static_cast<long long>(children.size()),
@@ -323,19 +352,19 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
             ok = returned >= 0;
         }
     } else {
-        ZEVO_MEDIA_INFO info{};
-        int found = catalog.Find(object.table, object.id, info);
+        auto entry = std::make_unique<Entry>();
+        int found = catalog.Find(object.table, object.id, *entry);
         if (found == 0)
             return PageAnswer::Error(701, "No such object");
         ok = found > 0;
         if (ok && request.metadata) {
-            WriteRow(didl, Entry{object.table, info}, "");
+            WriteRow(didl, *entry, "");
             returned = total = 1;
         } else if (ok && object.kind == ObjectId::kItem) {
             return PageAnswer::Error(710, "No such container");
         } else if (ok) {
-            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit), request.page,
-                                 FormatObjectId(object), total);
+            returned = WriteFolderPage(catalog, didl, object.id, visit, request.page,
+                                       FormatObjectId(object), total);
             ok = returned >= 0;
         }
     }
@@ -351,7 +380,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
 
 void ContentDirectory::Search(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
-    const std::string containerText = TextArgument(action, "ContainerID");
+    const std::string containerText = OwnContainerId(TextArgument(action, "ContainerID"));
     const std::string criteria = TextArgument(action, "SearchCriteria");
     PageRequest page;
     if (!visit) {
@@ -362,14 +391,14 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
         return;
     ObjectId container;
     if (!ParseObjectId(containerText, container) || container.kind == ObjectId::kItem ||
-        Hidden(*visit, container.table)) {
+        HiddenFrom(*visit, container.table)) {
         gupnp_service_action_return_error(action, 710, "No such container");
         return;
     }
     std::vector<Listing> listings;
     for (Calyx::MEDIA_TABLE_TYPE table :
          {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO}) {
-        if (Hidden(*visit, table) ||
+        if (HiddenFrom(*visit, table) ||
             (container.kind == ObjectId::kTable && container.table != table))
             continue;
         std::string condition;

@@ -8,6 +8,7 @@
 #include "common/library_clock.h"
 #include "common/server_paths.h"
 #include "content/media_facts.h"
+#include "upnp/didl_metadata.h"
 
 namespace calyx_dms {
 
@@ -67,26 +68,8 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
     out_ += "<item id=\"" + id + "\" parentID=\"" + Escaped(parentId) +
             "\" restricted=\"1\"><dc:title>" + Title(title) + "</dc:title><upnp:class>" +
             UpnpClassOf(entry.table) + "</upnp:class>";
-    if (info.artist[0])
-        out_ += "<upnp:artist>" + Escaped(info.artist) + "</upnp:artist><dc:creator>" +
-                Escaped(info.artist) + "</dc:creator>";
-    if (info.album[0])
-        out_ += "<upnp:album>" + Escaped(info.album) + "</upnp:album>";
-    if (info.genre[0])
-        out_ += "<upnp:genre>" + Escaped(info.genre) + "</upnp:genre>";
-    std::string attributes;
-    {
-        LibraryTimer timer(visit_.libraryNanos);
-        if (info.date[0])
-            out_ += "<dc:date>" + Escaped(Calyx::DMSFormatUPNPDate(info.date)) + "</dc:date>";
-        if (info.duration > 0 && entry.table != Calyx::MEDIA_TABLE_PHOTO)
-            attributes += " duration=\"" + Calyx::DMSFormatUPNPDuration(info.duration) + "\"";
-    }
-    if (info.filesize > 0)
-        attributes += " size=\"" + std::to_string(info.filesize) + "\"";
-    if (info.resolutionx > 0 && info.resolutiony > 0)
-        attributes += " resolution=\"" + std::to_string(info.resolutionx) + "x" +
-                      std::to_string(info.resolutiony) + "\"";
+    out_ += ItemElements(entry, visit_.libraryNanos);
+    const std::string attributes = ResAttributes(entry, visit_.libraryNanos);
     const std::string ext = Calyx::StringToLower(Calyx::FileGetFileExt(path));
     const std::string url = baseUrl_ + kMediaPrefix + TableLetter(entry.table) + "/" +
                             std::to_string(info.id) +
@@ -120,6 +103,12 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
         if (width > 0 && height > 0)
             out_ += " resolution=\"" + std::to_string(width) + "x" + std::to_string(height) + "\"";
         out_ += ">" + Escaped(thumb) + "</res>";
+    }
+    if (entry.table == Calyx::MEDIA_TABLE_VIDEO) {
+        auto position = resumePositions_.find(info.id);
+        if (position != resumePositions_.end())
+            out_ += "<sec:dcmInfo xmlns:sec=\"http://www.sec.co.kr/\">BM=" +
+                    std::to_string(position->second) + "</sec:dcmInfo>";
     }
     out_ += "</item>";
 }
