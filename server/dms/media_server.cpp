@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -283,6 +284,7 @@ int RunMediaServer(const Options& given) {
     StampCache stamps;
     Catalog catalog(mainConnection, stamps);
     std::vector<Catalog> workerCatalogs;
+    workerCatalogs.reserve(workerConnections.size());
     for (const std::unique_ptr<IndexConnection>& connection : workerConnections)
         workerCatalogs.emplace_back(*connection, stamps);
 
