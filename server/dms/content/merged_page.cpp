@@ -52,9 +52,12 @@ long long Catalog::MergedPage(const std::vector<Listing>& listings, const std::s
         return 0;
 
     // The page's keys, in order.
+    DBConnect* conn = Conn();
+    if (conn == nullptr)
+        return -1;
     std::vector<std::pair<char, long long>> keys;
     {
-        Calyx::MediaDB db(listings[0].table, conn_);
+        Calyx::MediaDB db(listings[0].table, conn);
         if (db.Execute(KeyStatement(listings, orderBy, offset, wanted)) < 0)
             return -1;
         while (db.NextRow())
@@ -74,7 +77,7 @@ long long Catalog::MergedPage(const std::vector<Listing>& listings, const std::s
         }
         if (ids.empty())
             continue;
-        auto db = std::make_unique<Calyx::MediaDB>(listing.table, conn_);
+        auto db = std::make_unique<Calyx::MediaDB>(listing.table, conn);
         db->AddCondition("id IN (" + ids + ")");
         if (db->Select("*", "array_position(ARRAY[" + ids + "]::bigint[], id)", 0, 0, "") < 0)
             return -1;
