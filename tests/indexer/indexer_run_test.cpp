@@ -108,10 +108,10 @@ TEST_F(Runs, RunCutOffMidwayLeavesAConsistentIndexTheNextRunCompletes) {
 }
 
 TEST_F(Runs, SchemaIsAppliedToAnEmptyDatabaseSchema) {
-    Exec("DROP TABLE video, music, photo, playlist, directory, media_index_version");
+    Exec("DROP TABLE video, music, photo, playlist, directory, subtitle, media_index_version");
     EXPECT_EQ(Index({MediaFile("photo")}).added, 2u);
     EXPECT_EQ(Count("photo"), 2);
-    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "1");
+    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "2");
 }
 
 }  // namespace

@@ -11,6 +11,10 @@ inline constexpr char kContentDirectoryControl[] = "/ContentDirectory/control";
 inline constexpr char kConnectionManagerControl[] = "/ConnectionManager/control";
 inline constexpr char kMediaPrefix[] = "/media/";  // /media/<table letter>/<id>.<ext>
 inline constexpr char kThumbPrefix[] = "/thumb/";  // /thumb/<table letter>/<id>.jpg
+// /cover/<m|v|d>/<id>/<tn.jpg|sm.jpg|orig.<ext>>: the cover held by a row.
+inline constexpr char kCoverPrefix[] = "/cover/";
+inline constexpr char kLargePrefix[] = "/large/";        // /large/p/<id>.jpg
+inline constexpr char kSubtitlePrefix[] = "/subtitle/";  // /subtitle/<id>.<format>
 
 inline bool IsControlPath(const char* path) {
     return strcmp(path, kContentDirectoryControl) == 0 ||
@@ -18,8 +22,11 @@ inline bool IsControlPath(const char* path) {
 }
 
 inline bool IsMediaPath(const char* path) {
-    return strncmp(path, kMediaPrefix, strlen(kMediaPrefix)) == 0 ||
-           strncmp(path, kThumbPrefix, strlen(kThumbPrefix)) == 0;
+    for (const char* prefix :
+         {kMediaPrefix, kThumbPrefix, kCoverPrefix, kLargePrefix, kSubtitlePrefix})
+        if (strncmp(path, prefix, strlen(prefix)) == 0)
+            return true;
+    return false;
 }
 
 }  // namespace calyx_dms

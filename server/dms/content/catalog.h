@@ -12,13 +12,15 @@
 
 #include "calyx/media_db.h"
 #include "calyx/types.h"
+#include "content/item_extras.h"
 
 namespace calyx_dms {
 
 // Object ids: "0" the root; "music", "video", "photo" every item of a table; "folders"
-// the top directories; "d<id>" a directory row; "m<id>", "v<id>", "p<id>" an item.
+// the top directories; "d<id>" a directory row; "m<id>", "v<id>", "p<id>" an item;
+// "s<id>" a subtitle file shown as an item (its table is the video table's).
 struct ObjectId {
-    enum Kind { kRoot, kTable, kFolders, kDirectory, kItem } kind = kRoot;
+    enum Kind { kRoot, kTable, kFolders, kDirectory, kItem, kSubtitle } kind = kRoot;
     Calyx::MEDIA_TABLE_TYPE table = Calyx::MEDIA_TABLE_MUSIC;
     long long id = 0;
 };
@@ -31,16 +33,22 @@ std::string ContainerIdOf(Calyx::MEDIA_TABLE_TYPE table);
 char TableLetter(Calyx::MEDIA_TABLE_TYPE table);
 bool TableOfLetter(char letter, Calyx::MEDIA_TABLE_TYPE& table);
 
-// One source of children: the rows of `table` that pass `condition` (SQL, may be "").
+// One source of children: the rows of `table` that pass `condition` (SQL, may be ""), or
+// with `subtitles` the subtitle files of videos that pass it.
 struct Listing {
     Calyx::MEDIA_TABLE_TYPE table;
     std::string condition;
+    bool subtitles = false;
 };
 
-// A row of the index with the table it came from.
+// A row of the index with the table it came from and what the index holds beside it. A
+// subtitle shown as an item has `subtitle` set, the video table, its id, folder, path and
+// size in `info` and its facts as the one entry of `extras.subtitles`.
 struct Entry {
     Calyx::MEDIA_TABLE_TYPE table;
     ZEVO_MEDIA_INFO info;
+    ItemExtras extras;
+    bool subtitle = false;
 };
 
 // The last UpdateID stamp, and the row counts seen since, shared by the catalogs of every
@@ -83,8 +91,11 @@ public:
     // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
     // the update stamp changes, so a count may be up to a stamp period old, as the stamp is.
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
-    // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
-    int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
+    // The row `id` of `table` with its extras. 0 when there is none, -1 when the query
+    // fails, 1 found.
+    int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry);
+    // The subtitle file `id`, as Entry describes it; as Find.
+    int FindSubtitle(long long id, Entry& entry);
     // A number that changes when the index changes (for UpdateID); -1 when queries fail.
     // Computed at most once per kStampSeconds: it scans every table, and under load it
     // cost more database time than the pages themselves.
@@ -92,6 +103,11 @@ public:
 
 private:
     static constexpr int kStampSeconds = 1;
+    long long CountSubtitles(const std::string& condition);
+    // The subtitle rows that pass `condition`, `offset` on, at most `limit` (0: all), each
+    // handed to `row`; the number handed, or -1.
+    long long SubtitleRows(const std::string& condition, long long offset, long long limit,
+                           const std::function<void(const Entry&)>& row);
     DBConnect* conn_;
     StampCache* stamps_;
 };

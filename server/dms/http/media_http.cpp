@@ -13,7 +13,9 @@
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
 #include "content/media_facts.h"
+#include "content/resources.h"
 #include "http/byte_range.h"
+#include "http/extra_files.h"
 
 namespace calyx_dms {
 
@@ -74,27 +76,75 @@ void Fail(SoupServerMessage* msg, guint status) {
     soup_server_message_set_status(msg, status, nullptr);
 }
 
+// The first subtitle of a video, for CaptionInfo.sec (Samsung's players ask for it with
+// the media request).
+void AnnounceCaption(SoupServerMessage* msg, const Entry& entry, const ClientVisit& visit) {
+    SoupMessageHeaders* request = soup_server_message_get_request_headers(msg);
+    const char* asked = soup_message_headers_get_one(request, "getCaptionInfo.sec");
+    if (asked == nullptr || strcmp(asked, "1") != 0 || entry.extras.subtitles.empty() ||
+        !HasOption(visit, Calyx::Agent::AGENT_CAPOPT_VIDEOSRT))
+        return;
+    GUri* uri = soup_server_message_get_uri(msg);
+    const SubtitleFacts& first = entry.extras.subtitles.front();
+    const std::string url = "http://" + std::string(g_uri_get_host(uri)) + ":" +
+                            std::to_string(g_uri_get_port(uri)) + kSubtitlePrefix +
+                            std::to_string(first.id) + "." + first.format;
+    soup_message_headers_replace(soup_server_message_get_response_headers(msg), "CaptionInfo.sec",
+                                 url.c_str());
+}
+
 void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool thumbnail) {
-    const char* method = soup_server_message_get_method(msg);
-    bool head = strcmp(method, "HEAD") == 0;
-    if (!head && strcmp(method, "GET") != 0) {
-        soup_message_headers_replace(soup_server_message_get_response_headers(msg), "Allow",
-                                     "GET, HEAD");
-        return Fail(msg, SOUP_STATUS_METHOD_NOT_ALLOWED);
-    }
+    bool head = false;
+    if (!AcceptGetOrHead(msg, head))
+        return;
     ClientVisit* visit = RequestVisits::Of(msg);
-    Entry entry{};
+    auto entry = std::make_unique<Entry>();
     long long id = 0;
-    if (!visit || !ParseMediaPath(path, thumbnail ? kThumbPrefix : kMediaPrefix, entry.table, id) ||
-        (visit->checker->m_isMusicOnly && entry.table == Calyx::MEDIA_TABLE_VIDEO))
+    if (!visit ||
+        !ParseMediaPath(path, thumbnail ? kThumbPrefix : kMediaPrefix, entry->table, id) ||
+        (visit->checker->m_isMusicOnly && entry->table == Calyx::MEDIA_TABLE_VIDEO))
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
-    int found = catalog.Find(entry.table, id, entry.info);
+    int found = catalog.Find(entry->table, id, *entry);
     if (found < 0)
         return Fail(msg, SOUP_STATUS_SERVICE_UNAVAILABLE);
-    std::string file = thumbnail ? std::string(entry.info.thumbnail) : FilePathOf(entry.info);
-    if (found == 0 || file.empty() || (thumbnail && entry.table == Calyx::MEDIA_TABLE_MUSIC))
+    std::string file = thumbnail ? std::string(entry->info.thumbnail) : FilePathOf(entry->info);
+    if (found == 0 || file.empty() || (thumbnail && entry->table == Calyx::MEDIA_TABLE_MUSIC))
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
+    FileAnnouncement announce;
+    announce.interactive = thumbnail || entry->table == Calyx::MEDIA_TABLE_PHOTO;
+    announce.contentType = thumbnail ? "image/jpeg" : MimeOf(entry->info);
+    announce.features = thumbnail ? std::string("DLNA.ORG_PN=JPEG_TN;") + kInteractiveFlags
+                                  : DlnaFeatures(*entry, *visit);
+    if (!thumbnail && entry->table == Calyx::MEDIA_TABLE_VIDEO)
+        AnnounceCaption(msg, *entry, *visit);
+    SendFile(msg, file, announce, head);
+}
 
+struct Handler {
+    Catalog* catalog;
+    bool thumbnail;
+};
+
+void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
+    Handler* h = static_cast<Handler*>(data);
+    HandleFile(msg, path, *h->catalog, h->thumbnail);
+}
+
+}  // namespace
+
+bool AcceptGetOrHead(SoupServerMessage* msg, bool& head) {
+    const char* method = soup_server_message_get_method(msg);
+    head = strcmp(method, "HEAD") == 0;
+    if (head || strcmp(method, "GET") == 0)
+        return true;
+    soup_message_headers_replace(soup_server_message_get_response_headers(msg), "Allow",
+                                 "GET, HEAD");
+    Fail(msg, SOUP_STATUS_METHOD_NOT_ALLOWED);
+    return false;
+}
+
+void SendFile(SoupServerMessage* msg, const std::string& file, const FileAnnouncement& announce,
+              bool head) {
     auto transfer = std::make_unique<Transfer>();
     transfer->fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat st;
@@ -111,16 +161,12 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool
                                      ("bytes */" + std::to_string(st.st_size)).c_str());
         return Fail(msg, SOUP_STATUS_REQUESTED_RANGE_NOT_SATISFIABLE);
     }
-    bool image = thumbnail || entry.table == Calyx::MEDIA_TABLE_PHOTO;
-    soup_message_headers_replace(response, "Content-Type",
-                                 thumbnail ? "image/jpeg" : MimeOf(entry.info).c_str());
+    soup_message_headers_replace(response, "Content-Type", announce.contentType.c_str());
     soup_message_headers_replace(response, "transferMode.dlna.org",
-                                 image ? "Interactive" : "Streaming");
-    std::string features = thumbnail ? std::string(
-                                           "DLNA.ORG_PN=JPEG_TN;DLNA.ORG_OP=01;DLNA.ORG_CI=0;"
-                                           "DLNA.ORG_FLAGS=00f00000000000000000000000000000")
-                                     : DlnaFeatures(entry, *visit);
-    soup_message_headers_replace(response, "contentFeatures.dlna.org", features.c_str());
+                                 announce.interactive ? "Interactive" : "Streaming");
+    if (!announce.features.empty())
+        soup_message_headers_replace(response, "contentFeatures.dlna.org",
+                                     announce.features.c_str());
     if (range.result == ByteRange::kPart) {
         std::string contentRange = "bytes " + std::to_string(range.first) + "-" +
                                    std::to_string(range.first + range.length - 1) + "/" +
@@ -147,18 +193,6 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool
     SendNextPiece(msg, t);
 }
 
-struct Handler {
-    Catalog* catalog;
-    bool thumbnail;
-};
-
-void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
-    Handler* h = static_cast<Handler*>(data);
-    HandleFile(msg, path, *h->catalog, h->thumbnail);
-}
-
-}  // namespace
-
 void ServeMedia(GUPnPContext* context, Catalog& catalog) {
     for (bool thumbnail : {false, true}) {
         std::string prefix = thumbnail ? kThumbPrefix : kMediaPrefix;
@@ -167,6 +201,7 @@ void ServeMedia(GUPnPContext* context, Catalog& catalog) {
                                          new Handler{&catalog, thumbnail},
                                          [](gpointer data) { delete static_cast<Handler*>(data); });
     }
+    ServeExtraFiles(context, catalog);
 }
 
 }  // namespace calyx_dms

@@ -5,12 +5,30 @@
 
 #include <libgupnp/gupnp.h>
 
+#include <string>
+
 #include "content/catalog.h"
 
 namespace calyx_dms {
 
-// Adds the two handlers to `context`; `catalog` must outlive it.
+// Adds the handlers of media, thumbnails, covers, large photos and subtitles to `context`;
+// `catalog` must outlive it.
 void ServeMedia(GUPnPContext* context, Catalog& catalog);
+
+// How a file is announced in its response.
+struct FileAnnouncement {
+    std::string contentType;
+    bool interactive = false;  // transferMode.dlna.org Interactive (pictures, text), else Streaming
+    std::string features;      // contentFeatures.dlna.org; "" for none
+};
+
+// False, with 405 answered, for a method other than GET and HEAD; `head` says which.
+bool AcceptGetOrHead(SoupServerMessage* msg, bool& head);
+
+// Answers with the file at `file` (404 when it is not a regular file that opens): the
+// whole file or a byte range, sent in pieces.
+void SendFile(SoupServerMessage* msg, const std::string& file, const FileAnnouncement& announce,
+              bool head);
 
 }  // namespace calyx_dms
 

@@ -5,13 +5,13 @@
 
 #include <string>
 
+#include <vector>
+
 #include "clients/client_road.h"
 #include "content/catalog.h"
+#include "content/resources.h"
 
 namespace calyx_dms {
-
-// The longer side of announced thumbnails (DLNA JPEG_TN).
-inline constexpr int kThumbnailSide = 160;
 
 class DidlWriter {
 public:
@@ -19,13 +19,19 @@ public:
     DidlWriter(std::string baseUrl, ClientVisit& visit);
 
     void Container(const std::string& id, const std::string& parentId, const std::string& title,
-                   long long childCount, const char* upnpClass);
+                   long long childCount, const char* upnpClass,
+                   const std::vector<AlbumArt>& art = {});
+    // A directory row as a storage folder, with its album art.
+    void Folder(const Entry& entry, const std::string& parentId, const std::string& title);
+    // An item of a media row, or of a subtitle file (Entry::subtitle).
     void Item(const Entry& entry, const std::string& parentId);
     // The whole document; the writer is done afterwards.
     std::string Finish();
 
 private:
     std::string Title(const std::string& text);
+    void SubtitleItem(const Entry& entry, const std::string& parentId);
+    void AlbumArtElements(const std::vector<AlbumArt>& art);
 
     std::string baseUrl_;
     ClientVisit& visit_;
