@@ -37,6 +37,17 @@ constexpr const char* kItemTables[] = {"video", "music", "photo", "playlist", "d
 // The columns of pictures made from a row's file, deleted with the row.
 constexpr const char* kDerivedColumns = "cover_original, cover_thumbnail, cover_small, large";
 
+// A LIKE pattern for every path below `indexedPath` ("\" escapes LIKE's own characters).
+std::string LikeBelow(const std::string& indexedPath) {
+    std::string pattern;
+    for (char c : indexedPath) {
+        if (c == '%' || c == '_' || c == '\\')
+            pattern += '\\';
+        pattern += c;
+    }
+    return pattern + (indexedPath == "/" ? "%" : "/%");
+}
+
 // The columns an item row writes, in the order of ItemValues.
 constexpr const char* kItemColumns[] = {
     "parent_id",      "path",           "title",         "artist",
@@ -162,10 +173,73 @@ bool IndexStore::RunCommand(const std::string& sql, const std::vector<std::strin
 }
 
 bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
+    return LoadRowsWhere("", {}, rows);
+}
+
+bool IndexStore::LoadRowsAt(const std::string& indexedPath, bool descendants,
+                            std::unordered_map<std::string, IndexedRow>& rows) {
+    if (!descendants)
+        return LoadRowsWhere(" WHERE path = $1", {indexedPath}, rows);
+    return LoadRowsWhere(" WHERE path = $1 OR path LIKE $2", {indexedPath, LikeBelow(indexedPath)},
+                         rows);
+}
+
+int64_t IndexStore::FolderId(const std::string& indexedPath) {
+    ResultPtr result(Run("SELECT id FROM directory WHERE path = $1", {indexedPath}));
+    if (!result)
+        return -1;
+    return PQntuples(result.get()) == 0 ? 0 : strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10);
+}
+
+bool IndexStore::ReadMediaFolder(const std::string& indexedPath, bool& known, int64_t& missingSince,
+                                 bool& mountPoint) {
+    ResultPtr result(
+        Run("SELECT COALESCE(missing_since, 0), mount_point FROM media_folder WHERE path = $1",
+            {indexedPath}));
+    if (!result)
+        return false;
+    known = PQntuples(result.get()) == 1;
+    missingSince = known ? strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10) : 0;
+    mountPoint = known && std::string(PQgetvalue(result.get(), 0, 1)) == "t";
+    return true;
+}
+
+bool IndexStore::WriteMediaFolder(const std::string& indexedPath, int64_t missingSince,
+                                  bool mountPoint) {
+    return RunCommand(
+        "INSERT INTO media_folder (path, missing_since, mount_point) VALUES ($1, NULLIF($2, 0), "
+        "$3) ON CONFLICT (path) DO UPDATE SET missing_since = EXCLUDED.missing_since, "
+        "mount_point = EXCLUDED.mount_point",
+        {indexedPath, std::to_string(missingSince), mountPoint ? "true" : "false"});
+}
+
+bool IndexStore::DeleteMediaFolder(const std::string& indexedPath) {
+    return RunCommand("DELETE FROM media_folder WHERE path = $1", {indexedPath});
+}
+
+bool IndexStore::SetHiddenUnder(const std::string& indexedPath, bool hidden, size_t& changed) {
+    changed = 0;
+    for (const char* table : kItemTables) {
+        ResultPtr result(Run(std::string("UPDATE ") + table +
+                                 " SET hidden = $3 WHERE (path = $1 OR path LIKE $2) AND "
+                                 "hidden <> $3",
+                             {indexedPath, LikeBelow(indexedPath), hidden ? "true" : "false"}));
+        if (!result)
+            return false;
+        const size_t rows = strtoull(PQcmdTuples(result.get()), nullptr, 10);
+        changed += rows;
+        if (rows > 0)  // every listing may have lost or regained rows
+            Touch({TableContainer(table), table == std::string("directory") ? "folders" : "", "0"});
+    }
+    return true;
+}
+
+bool IndexStore::LoadRowsWhere(const std::string& where, const std::vector<std::string>& params,
+                               std::unordered_map<std::string, IndexedRow>& rows) {
     for (const char* table : kItemTables) {
         ResultPtr result(Run(std::string("SELECT id, path, filesize, mdate, thumbnail, ") +
-                                 kDerivedColumns + " FROM " + table,
-                             {}));
+                                 kDerivedColumns + " FROM " + table + where,
+                             params));
         if (!result)
             return false;
         const int count = PQntuples(result.get());
@@ -184,9 +258,18 @@ bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
     }
     // Cover files (a file that was a row of its own before keeps that row here: the run
     // removes it when it finds the file to be a cover).
+    // The same condition on the cover file's path: `where` is " WHERE <condition on path>".
+    std::string coverWhere = " WHERE cover_file <> ''";
+    if (!where.empty()) {
+        std::string condition = where.substr(where.find("WHERE") + 5);
+        for (size_t at = condition.find("path"); at != std::string::npos;
+             at = condition.find("path", at + 10))
+            condition.replace(at, 4, "cover_file");
+        coverWhere += " AND (" + condition + ")";
+    }
     ResultPtr covers(Run(std::string("SELECT id, cover_file, cover_size, cover_mtime, ") +
-                             kDerivedColumns + " FROM directory WHERE cover_file <> ''",
-                         {}));
+                             kDerivedColumns + " FROM directory" + coverWhere,
+                         params));
     if (!covers)
         return false;
     for (int i = 0; i < PQntuples(covers.get()); ++i) {
@@ -202,8 +285,8 @@ bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
             if (!PQgetisnull(covers.get(), i, column))
                 row.derived.emplace_back(PQgetvalue(covers.get(), i, column));
     }
-    ResultPtr subtitles(
-        Run("SELECT id, path, filesize, mdate, video_path, language FROM subtitle", {}));
+    ResultPtr subtitles(Run(
+        "SELECT id, path, filesize, mdate, video_path, language FROM subtitle" + where, params));
     if (!subtitles)
         return false;
     for (int i = 0; i < PQntuples(subtitles.get()); ++i) {
@@ -218,11 +301,54 @@ bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
     return true;
 }
 
+std::string IndexStore::TableContainer(const std::string& table) {
+    return table == "music" || table == "video" || table == "photo" ? table : "";
+}
+
+std::string IndexStore::DirectoryContainer(int64_t directoryId) {
+    return directoryId > 0 ? "d" + std::to_string(directoryId) : "folders";
+}
+
+void IndexStore::Touch(std::initializer_list<std::string> containers) {
+    changed_ = true;
+    for (const std::string& container : containers)
+        if (!container.empty())
+            containers_.insert(container);
+}
+
+namespace {
+
+// A text array literal: container names are letters and digits only.
+std::string ArrayLiteral(const std::set<std::string>& names) {
+    std::string literal = "{";
+    for (const std::string& name : names)
+        literal += (literal.size() > 1 ? "," : "") + name;
+    return literal + "}";
+}
+
+}  // namespace
+
 bool IndexStore::Begin() {
+    changed_ = false;
+    containers_.clear();
+    removed_.clear();
     return RunCommand("BEGIN", {});
 }
 
 bool IndexStore::Commit() {
+    if (changed_) {
+        for (const std::string& gone : removed_)
+            containers_.erase(gone);
+        if (!removed_.empty() &&
+            !RunCommand("DELETE FROM container_update WHERE container = ANY($1::text[])",
+                        {ArrayLiteral(removed_)}))
+            return false;
+        if (!RunCommand("SELECT calyx_index_changed($1::text[])", {ArrayLiteral(containers_)}))
+            return false;
+        changed_ = false;
+        containers_.clear();
+        removed_.clear();
+    }
     return RunCommand("COMMIT", {});
 }
 
@@ -233,10 +359,14 @@ int64_t IndexStore::InsertFolder(const std::string& indexedPath, const std::stri
             "$5) RETURNING id",
             {std::to_string(parentId), indexedPath, title, std::to_string(mtime),
              std::to_string(time(nullptr))}));
-    return result ? strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10) : 0;
+    const int64_t id = result ? strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10) : 0;
+    if (id != 0)  // a new child of its parent, and a container of its own
+        Touch({DirectoryContainer(parentId), DirectoryContainer(id), parentId == 0 ? "0" : ""});
+    return id;
 }
 
 bool IndexStore::UpdateFolderTime(int64_t id, int64_t mtime) {
+    Touch({});
     return RunCommand("UPDATE directory SET mdate = $2 WHERE id = $1",
                       {std::to_string(id), std::to_string(mtime)});
 }
@@ -244,6 +374,11 @@ bool IndexStore::UpdateFolderTime(int64_t id, int64_t mtime) {
 bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
     const std::string table = MediaTableName(row.media->kind);
     std::vector<std::string> values = ItemValues(row);
+    const std::string container = TableContainer(table);
+    // A new item also changes the child count the root shows for its table.
+    Touch({container,
+           container.empty() || row.parentId == 0 ? "" : DirectoryContainer(row.parentId),
+           container.empty() || existingId != 0 ? "" : "0"});
     if (existingId == 0) {
         values.push_back(std::to_string(time(nullptr)));
         return RunCommand(InsertStatement(table), values);
@@ -257,6 +392,8 @@ bool IndexStore::WriteFolderCover(int64_t folderId, const std::string& indexedPa
     const ProbedMedia none;
     const ProbedMedia& c = cover ? *cover : none;
     using std::to_string;
+    // The folder's songs and videos show its cover; so does the folder in its parent.
+    Touch({DirectoryContainer(folderId), "music", "video"});
     return RunCommand(
         "UPDATE directory SET cover_file = $2, cover_size = $3, cover_mtime = $4, "
         "cover_original = $5, cover_mime = $6, cover_width = $7, cover_height = $8, "
@@ -266,11 +403,23 @@ bool IndexStore::WriteFolderCover(int64_t folderId, const std::string& indexedPa
          to_string(c.coverHeight), c.coverThumbnail, c.coverSmall});
 }
 
+bool IndexStore::VideoPathsIn(int64_t folderId, std::vector<std::string>& paths) {
+    ResultPtr result(
+        Run("SELECT path FROM video WHERE parent_id = $1", {std::to_string(folderId)}));
+    if (!result)
+        return false;
+    for (int i = 0; i < PQntuples(result.get()); ++i)
+        paths.emplace_back(PQgetvalue(result.get(), i, 0));
+    return true;
+}
+
 bool IndexStore::WriteSubtitle(const SubtitleRow& row, int64_t existingId) {
     using std::to_string;
     std::vector<std::string> values = {
         to_string(row.parentId), row.indexedPath,     row.videoPath, row.language, row.format,
         to_string(row.size),     to_string(row.mtime)};
+    // Subtitles are res of their video, and items beside it.
+    Touch({DirectoryContainer(row.parentId), "video"});
     if (existingId == 0)
         return RunCommand(
             "INSERT INTO subtitle (parent_id, path, video_path, language, format, filesize, "
@@ -284,7 +433,22 @@ bool IndexStore::WriteSubtitle(const SubtitleRow& row, int64_t existingId) {
 }
 
 bool IndexStore::Delete(const std::string& table, int64_t id) {
-    return RunCommand("DELETE FROM " + table + " WHERE id = $1", {std::to_string(id)});
+    ResultPtr result(
+        Run("DELETE FROM " + table + " WHERE id = $1 RETURNING parent_id", {std::to_string(id)}));
+    if (!result)
+        return false;
+    if (PQntuples(result.get()) == 0)
+        return true;
+    const int64_t parentId = strtoll(PQgetvalue(result.get(), 0, 0), nullptr, 10);
+    if (table == "directory") {
+        Touch({DirectoryContainer(parentId), parentId == 0 ? "0" : ""});
+        removed_.insert(DirectoryContainer(id));
+        return true;
+    }
+    const std::string container = TableContainer(table);
+    Touch({container, container.empty() || parentId == 0 ? "" : DirectoryContainer(parentId),
+           container.empty() ? "" : "0"});
+    return true;
 }
 
 }  // namespace calyx_indexer

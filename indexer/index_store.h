@@ -5,6 +5,8 @@
 #include <libpq-fe.h>
 #include <stdint.h>
 
+#include <initializer_list>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -47,7 +49,10 @@ struct ItemRow {
 };
 
 // One connection for one run. Every method returns false (or 0) on failure and leaves
-// the reason in error(); statements run inside the transaction of Begin/Commit.
+// the reason in error(); statements run inside the transaction of Begin/Commit. Commit
+// records the transaction's changes in the update ids (calyx_index_changed) first: the
+// global id grows once per transaction that changed anything, and every container whose
+// direct children changed takes the new value.
 class IndexStore {
 public:
     IndexStore() = default;
@@ -61,6 +66,21 @@ public:
 
     // Every row of the five tables, by indexed path.
     bool LoadRows(std::unordered_map<std::string, IndexedRow>& rows);
+    // The rows at `indexedPath`, and with `descendants` every row under it too.
+    bool LoadRowsAt(const std::string& indexedPath, bool descendants,
+                    std::unordered_map<std::string, IndexedRow>& rows);
+    // The id of the directory row at `indexedPath`; 0 when there is none, -1 on failure.
+    int64_t FolderId(const std::string& indexedPath);
+
+    // What the index knows of a media folder: `known` false when it has no record;
+    // `missingSince` 0 while present; `mountPoint` as last seen present.
+    bool ReadMediaFolder(const std::string& indexedPath, bool& known, int64_t& missingSince,
+                         bool& mountPoint);
+    // Records a media folder as present (`missingSince` 0) or missing since then.
+    bool WriteMediaFolder(const std::string& indexedPath, int64_t missingSince, bool mountPoint);
+    bool DeleteMediaFolder(const std::string& indexedPath);
+    // Hides (or shows again) every row at and under `indexedPath`; `changed` counts them.
+    bool SetHiddenUnder(const std::string& indexedPath, bool hidden, size_t& changed);
 
     bool Begin();
     bool Commit();
@@ -76,18 +96,34 @@ public:
     // the file `indexedPath` of that size and time; with a null `cover`, the folder has none.
     bool WriteFolderCover(int64_t folderId, const std::string& indexedPath, int64_t size,
                           int64_t mtime, const ProbedMedia* cover);
+    // The indexed paths of the videos the index holds in folder `folderId`.
+    bool VideoPathsIn(int64_t folderId, std::vector<std::string>& paths);
     // Inserts the subtitle (existingId 0) or rewrites the row `existingId`.
     bool WriteSubtitle(const SubtitleRow& row, int64_t existingId);
 
     const std::string& error() const { return error_; }
+
+    // The update-id name of the container that lists the rows of `table` ("music",
+    // "video", "photo"); empty for tables no container lists (playlist, directory).
+    static std::string TableContainer(const std::string& table);
+    // The update-id name of a directory row's container: "d<id>", or "folders" for 0.
+    static std::string DirectoryContainer(int64_t directoryId);
 
 private:
     // Runs a statement with text parameters; the result when it succeeded, else null.
     PGresult* Run(const std::string& sql, const std::vector<std::string>& params);
     bool RunCommand(const std::string& sql, const std::vector<std::string>& params);
 
+    bool LoadRowsWhere(const std::string& where, const std::vector<std::string>& params,
+                       std::unordered_map<std::string, IndexedRow>& rows);
+    // Notes a change of the children of `containers` for the next Commit.
+    void Touch(std::initializer_list<std::string> containers);
+
     PGconn* conn_ = nullptr;
     std::string error_;
+    bool changed_ = false;              // something was written since Begin
+    std::set<std::string> containers_;  // containers whose children changed since Begin
+    std::set<std::string> removed_;     // containers of directories deleted since Begin
 };
 
 // The schema script (sql/media_index.sql), built into the program.

@@ -2,6 +2,8 @@
 #include "indexer/indexer.h"
 
 #include <errno.h>
+#include <limits.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -9,6 +11,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <map>
 #include <set>
 #include <unordered_map>
 #include <unordered_set>
@@ -132,14 +135,24 @@ public:
                         strerror(folderError.errorNumber));
         if (!store_.Open(options_.conninfo))
             return Fail(store_.error());
-        walk_ = WalkFolders(options_.folders, options_.thumbnailDir);
         LoadCoverNames();
+        std::vector<std::string> present = options_.folders;
+        if (options_.forgetAfterSeconds >= 0 && !CheckMediaFolders(present))
+            return Fail("writing the media index failed: " + store_.error());
+        if (options_.changedPaths.empty()) {
+            walk_ = WalkFolders(present, options_.thumbnailDir);
+            for (const WalkProblem& problem : walk_.problems)
+                AddFailure(problem.indexed, problem.reason);
+            walk_.problems.clear();
+            if (walk_.roots.empty() && !(present.empty() && options_.forgetAfterSeconds >= 0))
+                return Fail("no folder to index could be read");
+            if (!store_.LoadRows(rows_))
+                return Fail("cannot read the media index: " + store_.error());
+        } else if (!PlanChanges(present)) {
+            return Fail("cannot read the media index: " + store_.error());
+        }
         for (const WalkProblem& problem : walk_.problems)
             AddFailure(problem.indexed, problem.reason);
-        if (walk_.roots.empty())
-            return Fail("no folder to index could be read");
-        if (!store_.LoadRows(rows_))
-            return Fail("cannot read the media index: " + store_.error());
         if (!WriteFolders() || !WriteFiles() || !RemoveGone())
             return Fail(poolError_.empty() ? "writing the media index failed: " + store_.error()
                                            : poolError_);
@@ -149,6 +162,157 @@ public:
     }
 
 private:
+    // Hides the rows of media folders that are gone, shows those of returned ones, forgets
+    // those gone too long; `present` keeps the folders to walk.
+    bool CheckMediaFolders(std::vector<std::string>& present) {
+        const int64_t now = time(nullptr);
+        std::vector<std::string> kept;
+        for (const std::string& folder : present) {
+            const MediaFolderState state = LookAtMediaFolder(folder);
+            const std::string indexed = EncodeIndexedPath(state.path);
+            bool known = false, wasMountPoint = false;
+            int64_t missingSince = 0;
+            if (!store_.ReadMediaFolder(indexed, known, missingSince, wasMountPoint))
+                return false;
+            const bool gone = !state.present || (wasMountPoint && !state.mountPoint);
+            if (!gone) {
+                kept.push_back(state.path);
+                size_t shown = 0;
+                if (!store_.Begin() || !store_.WriteMediaFolder(indexed, 0, state.mountPoint) ||
+                    !store_.SetHiddenUnder(indexed, false, shown) || !store_.Commit())
+                    return false;
+                summary_.shown += shown;
+                continue;
+            }
+            if (missingSince == 0)
+                missingSince = now;
+            if (now - missingSince < options_.forgetAfterSeconds || !known) {
+                size_t hidden = 0;
+                if (!store_.Begin() ||
+                    !store_.WriteMediaFolder(indexed, missingSince, wasMountPoint) ||
+                    !store_.SetHiddenUnder(indexed, true, hidden) || !store_.Commit())
+                    return false;
+                summary_.hidden += hidden;
+                continue;
+            }
+            // Gone too long: its rows go, with their thumbnails.
+            std::unordered_map<std::string, IndexedRow> rows;
+            if (!store_.LoadRowsAt(indexed, true, rows))
+                return false;
+            for (const auto& entry : rows)
+                if (!Write([&] { return RemoveRow(entry.second); }))
+                    return false;
+            summary_.forgotten += rows.size();
+            if (!Write([&] { return store_.DeleteMediaFolder(indexed); }) || !CommitNow())
+                return false;
+        }
+        present = kept;
+        return true;
+    }
+
+    struct MediaFolderState {
+        std::string path;  // absolute, links resolved where it exists
+        bool present = false;
+        bool mountPoint = false;
+    };
+
+    static MediaFolderState LookAtMediaFolder(const std::string& folder) {
+        MediaFolderState state;
+        state.path = AbsolutePath(folder);
+        char resolved[PATH_MAX];
+        struct stat info {
+        }, parent{};
+        if (realpath(state.path.c_str(), resolved) == nullptr || stat(resolved, &info) != 0 ||
+            !S_ISDIR(info.st_mode))
+            return state;
+        state.path = resolved;
+        state.present = true;
+        const std::string above = state.path == "/" ? "/" : state.path + "/..";
+        state.mountPoint = stat(above.c_str(), &parent) == 0 && parent.st_dev != info.st_dev;
+        return state;
+    }
+
+    static std::string AbsolutePath(const std::string& path) {
+        std::string absolute = path;
+        if (absolute.empty() || absolute[0] != '/') {
+            char cwd[PATH_MAX];
+            if (getcwd(cwd, sizeof cwd) != nullptr)
+                absolute = std::string(cwd) + "/" + absolute;
+        }
+        while (absolute.size() > 1 && absolute.back() == '/')
+            absolute.pop_back();
+        return absolute;
+    }
+
+    static std::string ParentOf(const std::string& path) {
+        const size_t slash = path.rfind('/');
+        return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
+    }
+
+    // The walk of an incremental run: every changed path (or the nearest folder above it
+    // that has a row) under one of `roots`, each below an anchor folder that has a row.
+    bool PlanChanges(const std::vector<std::string>& roots) {
+        std::vector<std::string> resolvedRoots;
+        for (const std::string& root : roots) {
+            char resolved[PATH_MAX];
+            if (realpath(root.c_str(), resolved) != nullptr)
+                resolvedRoots.emplace_back(resolved);
+        }
+        std::set<std::string> starts;
+        for (const std::string& changed : options_.changedPaths) {
+            std::string path = AbsolutePath(changed);
+            const std::string* root = nullptr;
+            for (const std::string& candidate : resolvedRoots)
+                if (IsUnder(path, candidate))
+                    root = &candidate;
+            if (root == nullptr || path.find("/.", root->size()) != std::string::npos)
+                continue;  // not under a media folder that is there, or a hidden name
+            while (path != *root) {
+                const std::string parent = ParentOf(path);
+                if (parent == *root)
+                    break;
+                const int64_t id = store_.FolderId(EncodeIndexedPath(parent));
+                if (id < 0)
+                    return false;
+                if (id > 0)
+                    break;
+                path = parent;  // a new folder: walked whole
+            }
+            starts.insert(path);
+        }
+        std::map<std::string, size_t> anchors;
+        for (const std::string& start : starts) {
+            bool covered = false;
+            for (const std::string& other : starts)
+                covered = covered || (other != start && IsUnder(start, other));
+            if (covered)
+                continue;
+            const std::string indexed = EncodeIndexedPath(start);
+            walk_.roots.push_back(indexed);
+            if (!store_.LoadRowsAt(indexed, true, rows_))
+                return false;
+            size_t parent = kNoFolder;
+            if (std::find(resolvedRoots.begin(), resolvedRoots.end(), start) ==
+                resolvedRoots.end()) {
+                const std::string above = ParentOf(start);
+                auto anchor = anchors.find(above);
+                if (anchor == anchors.end()) {
+                    struct stat info {};
+                    if (stat(above.c_str(), &info) != 0)
+                        continue;  // gone meanwhile: the next change says more
+                    anchor = anchors.emplace(above, walk_.folders.size()).first;
+                    walk_.folders.push_back({above, EncodeIndexedPath(above), kNoFolder,
+                                             static_cast<int64_t>(info.st_mtime), true});
+                    if (!store_.LoadRowsAt(EncodeIndexedPath(above), false, rows_))
+                        return false;
+                }
+                parent = anchor->second;
+            }
+            WalkPath(walk_, start, parent, options_.thumbnailDir);
+        }
+        return true;
+    }
+
     IndexSummary Fail(const std::string& error) {
         summary_.error = error;
         summary_.seconds = Now() - started_;
@@ -334,8 +498,19 @@ private:
         return ok;
     }
 
-    // Subtitle rows, each linked to the video of its folder whose name it begins with.
+    // Subtitle rows, each linked to the video of its folder whose name it begins with. A
+    // run over changed paths knows the folder's other videos from the index only.
     bool WriteSubtitles() {
+        std::set<int64_t> asked;
+        for (size_t i : subtitles_) {
+            const int64_t folderId = folderIds_[walk_.files[i].folder];
+            if (!options_.changedPaths.empty() && asked.insert(folderId).second) {
+                std::vector<std::string> known;
+                if (!store_.VideoPathsIn(folderId, known))
+                    return false;
+                videos_.insert(known.begin(), known.end());
+            }
+        }
         for (size_t i : subtitles_) {
             const WalkedFile& file = walk_.files[i];
             SubtitleRow row;

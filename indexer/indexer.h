@@ -57,6 +57,17 @@ struct IndexOptions {
     std::function<void(const IndexProgress&)> progress;  // may be empty
     // Called just before a file is handed to the worker process `worker`; may be empty.
     std::function<void(const std::string& path, pid_t worker)> onProbeStart;
+    // Paths under `folders` that changed (files or folders; absolute; present or gone).
+    // Empty: every folder is walked. Otherwise only these are looked at and only their
+    // rows read: a folder is walked whole, a file is looked at alone, a path that is gone
+    // loses its rows and every row under it. A path whose folder has no row yet stands for
+    // that folder.
+    std::vector<std::string> changedPaths;
+    // Below 0: a folder of `folders` that cannot be read is a failure, as for the command
+    // line. 0 or more: a media folder that is gone (missing, not a folder, or a mount
+    // point found on its parent's device) has its rows hidden, recorded in media_folder,
+    // shown again when it returns and deleted once it has been gone this many seconds.
+    long long forgetAfterSeconds = -1;
 };
 
 struct FailedFile {
@@ -73,6 +84,9 @@ struct IndexSummary {
     size_t failed = 0;     // files that could not be indexed
     size_t foldersAdded = 0;
     size_t foldersRemoved = 0;
+    size_t hidden = 0;     // rows hidden because their media folder is gone
+    size_t shown = 0;      // hidden rows shown again because their media folder returned
+    size_t forgotten = 0;  // rows deleted because their media folder was gone too long
     std::vector<FailedFile> failures;  // the first ones, in the order met
     double seconds = 0;
 };

@@ -40,6 +40,21 @@ public:
         Walk(path, info, kNoFolder);
     }
 
+    void WalkUnder(const std::string& path, size_t parent) {
+        struct stat info {};
+        if (stat(path.c_str(), &info) != 0) {
+            if (errno != ENOENT && errno != ENOTDIR)
+                Problem(path, std::string("cannot read it: ") + strerror(errno));
+            return;
+        }
+        if (S_ISDIR(info.st_mode))
+            Walk(path, info, parent);
+        else if (S_ISREG(info.st_mode) && parent != kNoFolder)
+            result_.files.push_back({path, EncodeIndexedPath(path), parent,
+                                     static_cast<int64_t>(info.st_size),
+                                     static_cast<int64_t>(info.st_mtime)});
+    }
+
 private:
     void Problem(const std::string& path, const std::string& reason) {
         result_.problems.push_back({EncodeIndexedPath(path), reason});
@@ -94,15 +109,22 @@ private:
     std::set<std::pair<dev_t, ino_t>> visited_;
 };
 
+// The thumbnail cache, with links resolved; empty when there is none.
+std::string ResolvedSkip(const std::string& skip) {
+    char resolved[PATH_MAX];
+    return !skip.empty() && realpath(skip.c_str(), resolved) != nullptr ? resolved : "";
+}
+
 }  // namespace
+
+void WalkPath(WalkResult& result, const std::string& path, size_t parent, const std::string& skip) {
+    Walker walker(result, ResolvedSkip(skip));
+    walker.WalkUnder(path, parent);
+}
 
 WalkResult WalkFolders(const std::vector<std::string>& roots, const std::string& skip) {
     WalkResult result;
-    std::string skipResolved;
-    char resolved[PATH_MAX];
-    if (!skip.empty() && realpath(skip.c_str(), resolved) != nullptr)
-        skipResolved = resolved;
-    Walker walker(result, skipResolved);
+    Walker walker(result, ResolvedSkip(skip));
     for (const std::string& root : roots)
         walker.WalkRoot(root);
     return result;

@@ -44,6 +44,12 @@ struct WalkResult {
 // A root that is not a readable folder is a problem, not a walked root.
 WalkResult WalkFolders(const std::vector<std::string>& roots, const std::string& skip);
 
+// Adds what is at `path` (absolute, links resolved) now to `result`: a folder is walked
+// whole as a child of result.folders[parent] (kNoFolder: as a root of its own), a regular
+// file becomes a file of result.folders[parent]. A path that is gone, or is neither,
+// adds nothing. `skip` as for WalkFolders.
+void WalkPath(WalkResult& result, const std::string& path, size_t parent, const std::string& skip);
+
 }  // namespace calyx_indexer
 
 #endif  // CALYX_INDEXER_TREE_WALK_H

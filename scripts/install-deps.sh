@@ -14,7 +14,8 @@ BUILD_PACKAGES=(
     libjsoncpp-dev libupnp-dev libpq-dev
     libcli11-dev libvalijson-dev
     # the media server programs in server/ (indexer and calyx-dms)
-    libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libgupnp-1.6-dev
+    libavformat-dev libavcodec-dev libswscale-dev libswresample-dev libavutil-dev
+    libgupnp-1.6-dev
     # password hashes of the settings page of calyx-dms
     libcrypt-dev
 )

@@ -22,7 +22,7 @@ import subprocess
 import sys
 
 SOURCE_ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-CHECKED_FOLDERS = ("src", "tools", "indexer", "server")
+CHECKED_FOLDERS = ("src", "tools", "indexer", "transcoder", "server")
 CLANG_TIDY = "clang-tidy"
 
 

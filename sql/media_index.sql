@@ -1,11 +1,15 @@
--- Media index schema, version 2.
+-- Media index schema, version 3.
 --
 -- Five tables, one per kind of entry: music, video, photo, playlist and directory. All
 -- have the same columns: "id" and one column for each field of the media item record
--- (ZEVO_MEDIA_INFO), under the field's own name, so that a row fills a record by name.
+-- (ZEVO_MEDIA_INFO), under the field's own name, so that a row fills a record by name,
+-- and "hidden" (rows of a media folder that is gone for the moment).
+--
+-- Update ids: one global counter and one per browsable container, which only ever grow.
+-- Every writer calls calyx_index_changed() in the transaction of its change.
 --
 -- Tables are created in the first schema of the search path. Loading the file again
--- changes nothing.
+-- changes nothing; loading it over version 1 or 2 adds what the later versions added.
 
 BEGIN;
 
@@ -13,7 +17,8 @@ CREATE TABLE IF NOT EXISTS media_index_version (
     version integer NOT NULL
 );
 INSERT INTO media_index_version (version)
-    SELECT 1 WHERE NOT EXISTS (SELECT 1 FROM media_index_version);
+    SELECT 2 WHERE NOT EXISTS (SELECT 1 FROM media_index_version);
+UPDATE media_index_version SET version = 2 WHERE version < 2;
 
 DO $$
 DECLARE
@@ -53,6 +58,8 @@ BEGIN
                 cdate          bigint,
                 thumbnail      text
             ) $columns$, t);
+        -- Version 2: rows under a media folder that is gone are hidden until it returns.
+        EXECUTE format('ALTER TABLE %I ADD COLUMN IF NOT EXISTS hidden boolean NOT NULL DEFAULT false', t);
         -- Browsing: an entry by its path (equality and ordering), a folder's entries by
         -- path prefix (LIKE '/dir/%'), a folder's children by title, and listings
         -- ordered by title, date taken or modification time (id breaks ties).
@@ -68,7 +75,62 @@ BEGIN
 END
 $$;
 
--- Version 2: covers, the large form of photos, and subtitle files. The columns go into
+-- The global update id (SystemUpdateID): one row, with the time of its last change
+-- (seconds since the epoch; NULL before the first).
+CREATE TABLE IF NOT EXISTS index_update (
+    id               smallint PRIMARY KEY CHECK (id = 1),
+    system_update_id bigint   NOT NULL
+);
+ALTER TABLE index_update ADD COLUMN IF NOT EXISTS changed_at bigint;
+INSERT INTO index_update (id, system_update_id) VALUES (1, 0) ON CONFLICT (id) DO NOTHING;
+
+-- A container's update id: the global update id of the last change of its direct
+-- children. Containers are named as the server's object ids: '0' (the root), 'music',
+-- 'video', 'photo', 'folders' (the top directories) and 'd<id>' (a directory row).
+CREATE TABLE IF NOT EXISTS container_update (
+    container text   PRIMARY KEY,
+    update_id bigint NOT NULL
+);
+CREATE INDEX IF NOT EXISTS container_update_id_idx ON container_update (update_id);
+
+-- The media folders an indexer run was given, and since when (seconds since the epoch)
+-- each has been missing (NULL while it is there); mount_point: it was a mount point when
+-- last seen, so finding it on its parent's device means that the mount is gone.
+CREATE TABLE IF NOT EXISTS media_folder (
+    path          text    PRIMARY KEY,
+    missing_since bigint,
+    mount_point   boolean NOT NULL DEFAULT false
+);
+
+-- Records one change: the global update id grows by one (and notes the time), every
+-- container named takes the new value, listeners of "calyx_index_changed" hear the
+-- schema's name at commit. Returns the new global value. Replaced only when it is not the
+-- current one (the one that notes the time), so loading the file again changes nothing.
+DO $$
+BEGIN
+    IF NOT EXISTS (SELECT 1 FROM pg_proc WHERE proname = 'calyx_index_changed'
+                   AND pronamespace = current_schema()::regnamespace
+                   AND prosrc LIKE '%changed_at%') THEN
+        CREATE OR REPLACE FUNCTION calyx_index_changed(containers text[]) RETURNS bigint
+        LANGUAGE plpgsql AS $body$
+        DECLARE
+            next_id bigint;
+        BEGIN
+            UPDATE index_update SET system_update_id = system_update_id + 1,
+                                    changed_at = extract(epoch FROM now())::bigint
+                RETURNING system_update_id INTO next_id;
+            INSERT INTO container_update (container, update_id)
+                SELECT DISTINCT c, next_id FROM unnest(containers) AS c
+                ON CONFLICT (container) DO UPDATE SET update_id = EXCLUDED.update_id;
+            PERFORM pg_notify('calyx_index_changed', current_schema());
+            RETURN next_id;
+        END
+        $body$;
+    END IF;
+END
+$$;
+
+-- Version 3: covers, the large form of photos, and subtitle files. The columns go into
 -- every table, so that the five keep one set of columns.
 DO $$
 DECLARE
@@ -108,16 +170,17 @@ CREATE UNIQUE INDEX IF NOT EXISTS subtitle_path_idx ON subtitle (path);
 CREATE INDEX IF NOT EXISTS subtitle_video_idx ON subtitle (video_path, language, id);
 CREATE INDEX IF NOT EXISTS subtitle_parent_idx ON subtitle (parent_id, path);
 
--- An index of version 1 knows no covers nor large photos: its files are probed again.
+-- An index of an earlier version knows no covers nor large photos: its files are probed
+-- again.
 DO $$
 BEGIN
-    IF (SELECT max(version) FROM media_index_version) < 2 THEN
+    IF (SELECT max(version) FROM media_index_version) < 3 THEN
         UPDATE music SET mdate = 0;
         UPDATE video SET mdate = 0;
         UPDATE photo SET mdate = 0;
     END IF;
 END
 $$;
-UPDATE media_index_version SET version = 2 WHERE version < 2;
+UPDATE media_index_version SET version = 3 WHERE version < 3;
 
 COMMIT;

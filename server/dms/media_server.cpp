@@ -4,6 +4,7 @@
 #include <glib/gstdio.h>
 #include <libgupnp/gupnp.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <iostream>
 #include <memory>
@@ -25,9 +26,12 @@
 #include "database_setting.h"
 #include "http/media_http.h"
 #include "library_session.h"
+#include "transcode/transcode_http.h"
+#include "transcode/transcode_jobs.h"
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
+#include "upnp/update_events.h"
 
 namespace calyx_dms {
 
@@ -103,6 +107,12 @@ int RunMediaServer(const Options& options) {
     std::vector<Catalog> workerCatalogs;
     for (size_t i = 1; i < connections.size(); ++i)
         workerCatalogs.emplace_back(connections[i].conn, stamps);
+    // Made before the UPnP context: requests still streaming when it goes stop their
+    // workers through it.
+    const long cores = sysconf(_SC_NPROCESSORS_ONLN);
+    TranscodeJobs transcodes(
+        options.transcoder.empty() ? TranscodeJobs::DefaultWorker() : options.transcoder,
+        options.transcodes > 0 ? options.transcodes : static_cast<unsigned>(cores > 0 ? cores : 1));
     // Stopped (answering what is queued) once the main loop has ended, while everything
     // its jobs use is still there.
     std::optional<QueryWorkers> workers;
@@ -152,8 +162,10 @@ int RunMediaServer(const Options& options) {
     workers.emplace(workerCatalogs.size());
     ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, workerCatalogs, *workers,
                                       session.texts(), baseUrl, identity.friendlyName);
+    UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
     ServeMedia(context.get(), catalog);
+    ServeTranscodes(context.get(), catalog, transcodes);
 
     std::optional<RendererWatch> renderers;
     if (options.discoverRenderers)
@@ -199,6 +211,7 @@ int RunMediaServer(const Options& options) {
     g_timeout_add(kByeByeMilliseconds, quit, loop);
     g_main_loop_run(loop);
     g_main_loop_unref(loop);
+    updateEvents.Stop();
     workers->Stop();
     keeper.Check();
     if (Calyx::DMSLOGGetLevel() >= 1)

@@ -35,6 +35,13 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     app.add_option("--query-threads", o.queryThreads,
                    "Threads answering Browse and Search, each with its own database connection")
         ->check(CLI::Range(1u, 64u));
+    app.add_option("--transcodes", o.transcodes,
+                   "Transcoded streams at once (default: the number of processor cores); "
+                   "beyond that a request gets 503 with Retry-After")
+        ->check(CLI::Range(1u, 64u));
+    app.add_option("--transcoder", o.transcoder,
+                   "The transcoding worker program (default: calyx-transcode beside calyx-dms, "
+                   "else the installed one)");
     AddAdminOptions(app, o.admin);
     try {
         app.parse(argc, argv);

@@ -21,6 +21,8 @@ struct Options {
     bool discoverRenderers = true;
     unsigned saveInterval = 2;  // seconds between checks of the client list
     unsigned queryThreads = 2;  // threads (each with its database connection) for Browse/Search
+    unsigned transcodes = 0;    // transcoding workers at once (0 = the number of cores)
+    std::string transcoder;     // the calyx-transcode program ("" = beside calyx-dms, or installed)
     // The settings page: off unless a password hash is configured.
     AdminSettings admin;
 };

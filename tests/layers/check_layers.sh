@@ -23,19 +23,23 @@ declare -A may_use=(
     # The programs see the library's public headers only, and the parts named here.
     [tool]="indexer"
     [indexer]=""
+    [transcoder]=""
     [clients]="common"
     [content]="clients common indexer"
-    [upnp]="content clients common indexer"
+    [transcode]="content clients common indexer transcoder"
+    [upnp]="transcode content clients common indexer transcoder"
     [http]="content clients common indexer"
     [admin]="clients common"
-    [dms]="admin clients common content http upnp indexer"  # the composition root
+    [watch]=""
+    [dms]="admin clients common content http upnp transcode watch indexer transcoder"  # the root
 )
 # One internal header of each folder that has them, under its source folder.
 probes=(src/platform/file_ops.h src/dmsutils/int_arith.h src/client/client_list_state.h
     src/db/pq_expbuffer.h src/host/media_type_word.h indexer/indexed_path.h
     server/dms/common/server_paths.h server/dms/clients/client_road.h
     server/dms/content/catalog.h server/dms/upnp/didl.h server/dms/http/byte_range.h
-    server/dms/admin/admin_page.h)
+    server/dms/admin/admin_page.h server/dms/watch/change_settler.h transcoder/frame_fit.h
+    server/dms/transcode/time_seek.h)
 
 failures=0
 checked=0

@@ -6,9 +6,7 @@ namespace calyx_tool {
 namespace {
 
 constexpr char kOptionsTest[] = "dms_client_options";
-constexpr char kNoTranscoder[] =
-    "the original files only: calyx-dms has no transcoder, so no transcoded `res` exists to "
-    "offer";
+constexpr char kTranscodeTest[] = "dms_transcode";
 
 }  // namespace
 
@@ -41,8 +39,15 @@ const std::vector<DmsEffect>& DmsEffects() {
          "cover of songs",
          "the original `res` only (the thumbnail and the cover stay `upnp:albumArtURI`)",
          kOptionsTest},
-        {"transwav", false, kNoTranscoder, kNoTranscoder, kOptionsTest},
-        {"transpcm", false, kNoTranscoder, kNoTranscoder, kOptionsTest},
+        {"transwav", false,
+         "music other than MP3 and LPCM/WAV gets a WAV `res` (`audio/wav`) transcoded while it "
+         "streams: after the original with `xmres`, in its place without (see Transcoding)",
+         "no WAV form", kTranscodeTest},
+        {"transpcm", false,
+         "music other than MP3 and LPCM/WAV gets an LPCM `res` (`audio/L16`, DLNA.ORG_PN LPCM) "
+         "transcoded while it streams: after the original with `xmres`, in its place without "
+         "(see Transcoding)",
+         "no LPCM form", kTranscodeTest},
         {"xalbart", false, "songs list their cover as a JPEG_TN `res`, with or without `xmres`",
          "the cover as `upnp:albumArtURI` only (and as `res` with `xmres`)", kOptionsTest},
         {"revimgres", false, "a photo's `res` in reverse order: its smallest form first",
@@ -51,7 +56,10 @@ const std::vector<DmsEffect>& DmsEffects() {
          "a folder without a cover file shows its first video's thumbnail as "
          "`upnp:albumArtURI`",
          "such a folder has no album art", kOptionsTest},
-        {"transmkv", false, kNoTranscoder, kNoTranscoder, kOptionsTest},
+        {"transmkv", false,
+         "an MKV that needs a transcode and whose codecs fit one of the client's MPEG-TS rules "
+         "is remuxed into MPEG-TS (streams copied) instead",
+         "such an MKV is transcoded", kTranscodeTest},
         {"videoalbart", false,
          "a video with a cover (its own attached picture, else its folder's cover file) shows "
          "it as `upnp:albumArtURI` (and as `res` with `xmres` or `xalbart`)",

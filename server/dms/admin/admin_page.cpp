@@ -107,6 +107,31 @@ std::string Row(const Calyx::DMSStringBundle& texts, const ClientsPageView& view
     return html;
 }
 
+std::string Count(long long count) {
+    return count < 0 ? "\u2014" : std::to_string(count);
+}
+
+// Items per type, the scan under way, the last change and the "Rescan now" button.
+std::string Library(const Calyx::DMSStringBundle& texts, const ClientsPageView& view) {
+    const LibraryPanel& library = view.library;
+    if (!library.shown)
+        return "";
+    std::string html = "<section class=\"library\"><h2>" + T(texts, "library") + "</h2><dl>";
+    html += "<dt>" + T(texts, "music") + "</dt><dd class=\"count-music\">" + Count(library.music) +
+            "</dd>";
+    html += "<dt>" + T(texts, "video") + "</dt><dd class=\"count-video\">" + Count(library.video) +
+            "</dd>";
+    html += "<dt>" + T(texts, "photo") + "</dt><dd class=\"count-photo\">" + Count(library.photo) +
+            "</dd>";
+    html += "<dt>" + T(texts, "scan") + "</dt><dd class=\"scan\">" +
+            (library.scan.empty() ? T(texts, "no_scan") : Html(library.scan)) + "</dd>";
+    html += "<dt>" + T(texts, "last_change") + "</dt><dd class=\"last-change\">" +
+            Html(LastSeenText(library.lastChange)) + "</dd></dl>";
+    return html + "<form method=\"post\" action=\"/rescan\">" + CsrfField(view.csrf) +
+           "<button name=\"rescan\" value=\"1\">" + T(texts, "rescan_now") +
+           "</button></form></section>\n";
+}
+
 }  // namespace
 
 std::string RenderLoginPage(const Calyx::DMSStringBundle& texts, const std::string& notice) {
@@ -127,6 +152,7 @@ std::string RenderClientsPage(const Calyx::DMSStringBundle& texts, const Clients
             CsrfField(view.csrf) + "<label><input type=\"checkbox\" name=\"deny_new\" value=\"1\"" +
             (view.denyNewClients ? " checked" : "") + "> " + T(texts, "deny_new_clients") +
             "</label> <button>" + T(texts, "apply") + "</button></form>\n";
+    html += Library(texts, view);
     html +=
         "<form method=\"get\" action=\"/\" class=\"filter\"><input type=\"hidden\" "
         "name=\"sort\" value=\"" +

@@ -3,6 +3,8 @@
 #ifndef CALYX_DMS_ADMIN_PAGE_H
 #define CALYX_DMS_ADMIN_PAGE_H
 
+#include <time.h>
+
 #include <string>
 #include <vector>
 
@@ -10,6 +12,14 @@
 #include "calyx/i18n.h"
 
 namespace calyx_dms {
+
+// The media library as the settings page shows it.
+struct LibraryPanel {
+    bool shown = false;                            // false: this server serves no media folders
+    long long music = -1, video = -1, photo = -1;  // items of each type; -1: unknown
+    std::string scan;                              // the scan under way ("": none), as text
+    time_t lastChange = 0;                         // when the index last changed; 0: never
+};
 
 struct ClientsPageView {
     std::vector<ClientRow> rows;        // already filtered and sorted
@@ -19,6 +29,7 @@ struct ClientsPageView {
     std::string csrf;
     std::string notice;
     bool denyNewClients = false;
+    LibraryPanel library;
 };
 
 std::string RenderLoginPage(const Calyx::DMSStringBundle& texts, const std::string& notice);

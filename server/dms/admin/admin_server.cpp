@@ -143,7 +143,8 @@ void AdminServer::Handle(SoupServerMessage* msg, const char* path) {
                        : Respond(msg, SOUP_STATUS_OK, RenderLoginPage(texts_, ""));
     if (method == "POST" && route == "/login")
         return LogIn(msg);
-    if (method != "POST" || (route != "/client" && route != "/settings" && route != "/logout"))
+    if (method != "POST" ||
+        (route != "/client" && route != "/settings" && route != "/logout" && route != "/rescan"))
         return Respond(msg, SOUP_STATUS_NOT_FOUND,
                        RenderMessagePage(texts_, texts_.Translate("not_found")));
 
@@ -159,6 +160,14 @@ void AdminServer::Handle(SoupServerMessage* msg, const char* path) {
     }
     if (route == "/logout") {
         sessions_.Close(token);
+        return SeeOther(msg);
+    }
+    if (route == "/rescan") {
+        if (rescan_) {
+            rescan_();
+            LogChange("rescan of every media folder requested");
+            session->notice = texts_.Translate("rescan_started");
+        }
         return SeeOther(msg);
     }
     if (route == "/client")
@@ -184,6 +193,8 @@ void AdminServer::ShowClients(SoupServerMessage* msg, AdminSession& session) {
     view.csrf = session.csrf;
     view.notice = session.notice;
     view.denyNewClients = list_.m_denyNewClients;
+    if (libraryView_)
+        view.library = libraryView_();
     session.notice.clear();
     Respond(msg, SOUP_STATUS_OK, RenderClientsPage(texts_, view));
 }

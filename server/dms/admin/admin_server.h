@@ -6,10 +6,13 @@
 
 #include <libsoup/soup.h>
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "admin/admin_options.h"
+#include "admin/admin_page.h"
 #include "admin/admin_sessions.h"
 #include "calyx/client_list.h"
 #include "calyx/i18n.h"
@@ -35,6 +38,13 @@ public:
 
     void Handle(SoupServerMessage* msg, const char* path);
 
+    // The media library's panel: `view` gives what it shows, `rescan` starts a rescan of
+    // every media folder ("Rescan now"). Without them the page has no such panel.
+    void SetLibrary(std::function<LibraryPanel()> view, std::function<void()> rescan) {
+        libraryView_ = std::move(view);
+        rescan_ = std::move(rescan);
+    }
+
 private:
     void ShowClients(SoupServerMessage* msg, AdminSession& session);
     void LogIn(SoupServerMessage* msg);
@@ -49,6 +59,8 @@ private:
     AdminSessions sessions_;
     std::vector<std::string> profiles_;
     SoupServer* server_ = nullptr;
+    std::function<LibraryPanel()> libraryView_;
+    std::function<void()> rescan_;
 };
 
 }  // namespace calyx_dms

@@ -15,6 +15,8 @@ inline constexpr char kThumbPrefix[] = "/thumb/";  // /thumb/<table letter>/<id>
 inline constexpr char kCoverPrefix[] = "/cover/";
 inline constexpr char kLargePrefix[] = "/large/";        // /large/p/<id>.jpg
 inline constexpr char kSubtitlePrefix[] = "/subtitle/";  // /subtitle/<id>.<format>
+// /transcode/<table letter>/<id>/<target token>.<ext>
+inline constexpr char kTranscodePrefix[] = "/transcode/";
 
 inline bool IsControlPath(const char* path) {
     return strcmp(path, kContentDirectoryControl) == 0 ||
@@ -22,8 +24,8 @@ inline bool IsControlPath(const char* path) {
 }
 
 inline bool IsMediaPath(const char* path) {
-    for (const char* prefix :
-         {kMediaPrefix, kThumbPrefix, kCoverPrefix, kLargePrefix, kSubtitlePrefix})
+    for (const char* prefix : {kMediaPrefix, kThumbPrefix, kCoverPrefix, kLargePrefix,
+                               kSubtitlePrefix, kTranscodePrefix})
         if (strncmp(path, prefix, strlen(prefix)) == 0)
             return true;
     return false;

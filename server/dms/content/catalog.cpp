@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "calyx/platform.h"
+
 namespace calyx_dms {
 
 namespace {
@@ -101,13 +103,39 @@ std::string FormatObjectId(const ObjectId& id) {
     return TableLetter(id.table) + std::to_string(id.id);
 }
 
+namespace {
+
+// Condition of every read: hidden rows belong to a media folder that is gone for now.
+const char kShown[] = "NOT hidden";
+// A subtitle is shown as an item while its video is.
+const char kShownSubtitle[] = "video_path IN (SELECT path FROM video WHERE NOT hidden)";
+
+// The first column of the first row of `sql` as a number; -1 when the query fails, 0 for
+// no row.
+long long QueryNumber(DBConnect* conn, const std::string& sql) {
+    DBResult* result = nullptr;
+    if (ZEVODBExecute(conn, sql.c_str(), &result) != 0)
+        return -1;
+    DBRow row{};
+    long long value = 0;
+    if (ZEVODBFetchRow(result, &row) == 0) {
+        const char* text = ZEVODBFetchField(result, row, "value");
+        value = text ? strtoll(text, nullptr, 10) : 0;
+    }
+    ZEVODBFreeResult(result);
+    return value;
+}
+
+}  // namespace
+
 long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition) {
-    const long long stamp = UpdateStamp();
+    const long long stamp = SystemUpdateId();
     const std::string key = std::string(1, TableLetter(table)) + condition;
     long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
     if (count >= 0)
         return count;
     Calyx::MediaDB db(table, conn_);
+    db.AddCondition(kShown);
     db.AddCondition(condition);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
         return -1;
@@ -143,6 +171,7 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
             continue;
         }
         Calyx::MediaDB db(listing.table, conn_);
+        db.AddCondition(kShown);
         db.AddCondition(listing.condition);
         if (db.Select(ItemColumns(listing.table), orderBy, static_cast<int>(first),
                       static_cast<int>(wanted), "") < 0)
@@ -161,6 +190,7 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
 
 int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
     Calyx::MediaDB db(table, conn_);
+    db.AddCondition(kShown);
     db.AddCondition("id = " + std::to_string(id));
     int rows = db.Select(ItemColumns(table), "", 0, 1, "");
     if (rows < 0)
@@ -174,13 +204,13 @@ int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
 }
 
 long long Catalog::CountSubtitles(const std::string& condition) {
-    const long long stamp = UpdateStamp();
+    const long long stamp = SystemUpdateId();
     const std::string key = "s" + condition;
     long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
     if (count >= 0)
         return count;
     Calyx::MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn_);
-    if (db.Execute("SELECT COUNT(id) AS total FROM subtitle WHERE video_path <> ''" +
+    if (db.Execute(std::string("SELECT COUNT(id) AS total FROM subtitle WHERE ") + kShownSubtitle +
                    (condition.empty() ? "" : " AND " + condition)) < 1 ||
         !db.NextRow())
         return -1;
@@ -194,9 +224,8 @@ long long Catalog::SubtitleRows(const std::string& condition, long long offset, 
                                 const std::function<void(const Entry&)>& row) {
     Calyx::MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn_);
     std::string sql =
-        "SELECT id, parent_id, path, language, format, filesize FROM subtitle WHERE "
-        "video_path <> ''" +
-        (condition.empty() ? "" : " AND " + condition) + " ORDER BY path, id";
+        std::string("SELECT id, parent_id, path, language, format, filesize FROM subtitle WHERE ") +
+        kShownSubtitle + (condition.empty() ? "" : " AND " + condition) + " ORDER BY path, id";
     if (limit > 0)
         sql += " LIMIT " + std::to_string(limit);
     if (offset > 0)
@@ -260,22 +289,67 @@ void StampCache::StoreCount(long long stamp, const std::string& key, long long c
     counts_[key] = count;
 }
 
-long long Catalog::UpdateStamp() {
+long long Catalog::SystemUpdateId() {
     long long recent = stamps_->Recent(std::chrono::seconds(kStampSeconds));
     if (recent >= 0)
         return recent;
-    long long stamp = 0;
-    for (const TableName& t : kTables) {
-        Calyx::MediaDB db(t.table, conn_);
-        if (db.Select("COUNT(id) + COALESCE(MAX(id), 0) + COALESCE(MAX(mdate), 0) AS stamp", "", 0,
-                      0, "") < 1 ||
-            !db.NextRow())
-            return -1;
-        stamp += strtoll(db.FetchField("stamp").c_str(), nullptr, 10);
+    long long id = QueryNumber(conn_, "SELECT system_update_id AS value FROM index_update");
+    if (id >= 0)
+        stamps_->Store(id);
+    return id;
+}
+
+long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<ContainerUpdate>& changed,
+                               long long& changedAt) {
+    DBResult* ids = nullptr;
+    if (ZEVODBExecute(conn_,
+                      "SELECT system_update_id, COALESCE(changed_at, 0) AS changed_at FROM "
+                      "index_update",
+                      &ids) != 0)
+        return -1;
+    DBRow first{};
+    long long id = -1;
+    if (ZEVODBFetchRow(ids, &first) == 0) {
+        const char* value = ZEVODBFetchField(ids, first, "system_update_id");
+        const char* at = ZEVODBFetchField(ids, first, "changed_at");
+        id = value ? strtoll(value, nullptr, 10) : -1;
+        changedAt = at ? strtoll(at, nullptr, 10) : 0;
     }
-    stamp %= 2147483647;
-    stamps_->Store(stamp);
-    return stamp;
+    ZEVODBFreeResult(ids);
+    if (id < 0)
+        return -1;
+    stamps_->Store(id);
+    if (limit == 0)
+        return id;
+    DBResult* result = nullptr;
+    const std::string sql = "SELECT container, update_id FROM container_update WHERE update_id > " +
+                            std::to_string(since) + " ORDER BY update_id, container LIMIT " +
+                            std::to_string(limit);
+    if (ZEVODBExecute(conn_, sql.c_str(), &result) != 0)
+        return -1;
+    DBRow row{};
+    while (ZEVODBFetchRow(result, &row) == 0) {
+        const char* container = ZEVODBFetchField(result, row, "container");
+        const char* value = ZEVODBFetchField(result, row, "update_id");
+        if (container && value)
+            changed.push_back({container, strtoll(value, nullptr, 10)});
+    }
+    ZEVODBFreeResult(result);
+    return id;
+}
+
+long long Catalog::ContainerUpdateId(const std::string& container) {
+    const long long stamp = SystemUpdateId();
+    const std::string key = "u" + container;
+    long long id = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
+    if (id >= 0)
+        return id;
+    // Container names are object ids the server made: letters and digits only.
+    id = QueryNumber(conn_, "SELECT update_id AS value FROM container_update WHERE container = '" +
+                                container + "'");
+    if (id >= 0 && stamp >= 0)
+        stamps_->StoreCount(stamp, key, id);
+    return id;
 }
 
 }  // namespace calyx_dms

@@ -41,6 +41,12 @@ struct Listing {
     bool subtitles = false;
 };
 
+// A container whose update id changed, as ContainerUpdateIDs names it.
+struct ContainerUpdate {
+    std::string container;
+    long long updateId;
+};
+
 // A row of the index with the table it came from and what the index holds beside it. A
 // subtitle shown as an item has `subtitle` set, the video table, its id, folder, path and
 // size in `info` and its facts as the one entry of `extras.subtitles`.
@@ -51,15 +57,15 @@ struct Entry {
     bool subtitle = false;
 };
 
-// The last UpdateID stamp, and the row counts seen since, shared by the catalogs of every
-// connection: the tables are scanned for the stamp at most once per period whatever the
-// number of connections, and a page needs one statement instead of two while the index
-// stays as it is.
+// The last SystemUpdateID read, and the row counts and container update ids seen since,
+// shared by the catalogs of every connection: the update id is read at most once per
+// period whatever the number of connections, and a page needs one statement instead of
+// two while the index stays as it is.
 class StampCache {
 public:
-    // The stamp computed less than `period` ago, or -1.
+    // The stamp read less than `period` ago, or -1.
     long long Recent(std::chrono::steady_clock::duration period);
-    // A freshly computed stamp; every count kept so far is dropped.
+    // A freshly read stamp; every count kept so far is dropped.
     void Store(long long stamp);
     // The count kept for `key` while `stamp` is the current stamp, or -1.
     long long FindCount(long long stamp, const std::string& key);
@@ -89,17 +95,26 @@ public:
                    long long offset, long long limit, const std::function<void(const Entry&)>& row,
                    long long& total);
     // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
-    // the update stamp changes, so a count may be up to a stamp period old, as the stamp is.
+    // the update id is next read, so a count may be up to a stamp period old. Hidden rows
+    // (of a media folder that is gone for the moment) are never counted, listed or found.
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
-    // The row `id` of `table` with its extras. 0 when there is none, -1 when the query
-    // fails, 1 found.
+    // The row `id` of `table` (hidden rows left out) with its extras. 0 when there is
+    // none, -1 when the query fails, 1 found.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry);
     // The subtitle file `id`, as Entry describes it; as Find.
     int FindSubtitle(long long id, Entry& entry);
-    // A number that changes when the index changes (for UpdateID); -1 when queries fail.
-    // Computed at most once per kStampSeconds: it scans every table, and under load it
-    // cost more database time than the pages themselves.
-    long long UpdateStamp();
+    // The stored SystemUpdateID, which only ever grows; -1 when the query fails. Read at
+    // most once per kStampSeconds for every connection together.
+    long long SystemUpdateId();
+    // The stored update id of `container` ("0", "music", "folders", "d<id>", ...; 0 for one
+    // never changed), kept like the counts; -1 when the query fails.
+    long long ContainerUpdateId(const std::string& container);
+    // Reads the SystemUpdateID afresh (and keeps it for the other catalogs), the time of its
+    // last change (`changedAt`, seconds since the epoch, 0: never) and the containers whose
+    // update id is above `since`, lowest first, at most `limit` of them. Returns the
+    // SystemUpdateID, or -1 when a query fails.
+    long long ReadUpdates(long long since, size_t limit, std::vector<ContainerUpdate>& changed,
+                          long long& changedAt);
 
 private:
     static constexpr int kStampSeconds = 1;

@@ -49,7 +49,8 @@ std::string ItemColumns(Calyx::MEDIA_TABLE_TYPE table) {
                    "video.path) AS subtitles";
         case Calyx::MEDIA_TABLE_DIRECTORY:
             return "*, (SELECT v.id FROM video v WHERE v.parent_id = directory.id AND "
-                   "v.thumbnail <> '' ORDER BY v.title, v.id LIMIT 1) AS first_video";
+                   "v.thumbnail <> '' AND NOT v.hidden ORDER BY v.title, v.id LIMIT 1) AS "
+                   "first_video";
         default:
             break;
     }

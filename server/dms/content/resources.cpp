@@ -243,9 +243,11 @@ std::vector<Resource> ChooseResources(const Entry& entry, std::vector<Resource> 
 }
 
 std::vector<Resource> ResourcesFor(const Entry& entry, const std::string& baseUrl,
-                                   ClientVisit& visit) {
+                                   ClientVisit& visit, std::vector<Resource> alternatives) {
     std::vector<Resource> candidates;
     AddOriginal(entry, baseUrl, visit, candidates);
+    for (Resource& r : alternatives)
+        candidates.push_back(std::move(r));
     AddPictureForms(entry, baseUrl, visit, candidates);
     AddCover(entry, baseUrl, visit, candidates);
     if (entry.table == Calyx::MEDIA_TABLE_VIDEO)

@@ -51,8 +51,10 @@ bool HasOption(const ClientVisit& visit, unsigned option);
 
 // Every res of `entry` for the client of `visit`, in print order. `baseUrl` is
 // "http://host:port" as the client reached the server.
+// `alternatives` (transcoded forms, made by the caller: content does not know them)
+// follow the file.
 std::vector<Resource> ResourcesFor(const Entry& entry, const std::string& baseUrl,
-                                   ClientVisit& visit);
+                                   ClientVisit& visit, std::vector<Resource> alternatives = {});
 
 // The album art of `entry` (an item or a directory row) for the client of `visit`.
 std::vector<AlbumArt> AlbumArtFor(const Entry& entry, const std::string& baseUrl,

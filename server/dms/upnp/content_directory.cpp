@@ -239,7 +239,7 @@ ContentDirectory::ContentDirectory(GUPnPService* service, Catalog& catalog,
 }
 
 void ContentDirectory::GetSystemUpdateID(GUPnPServiceAction* action) {
-    long long stamp = catalog_.UpdateStamp();
+    long long stamp = catalog_.SystemUpdateId();
     if (stamp < 0) {
         gupnp_service_action_return_error(action, 501, "Action Failed");
         return;
@@ -291,7 +291,10 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
     const ObjectId& object = request.object;
     const long long offset = request.page.offset;
     const long long limit = request.page.limit;
-    long long stamp = catalog.UpdateStamp();
+    // A container answers its own update id, an item the system's.
+    long long stamp = object.kind == ObjectId::kItem
+                          ? catalog.SystemUpdateId()
+                          : catalog.ContainerUpdateId(FormatObjectId(object));
     DidlWriter didl(baseUrl_, visit);
     long long returned = 0;
     long long total = 0;
@@ -401,7 +404,8 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
         listings.push_back({table, condition});
     }
     AnswerOnWorker(action, visit, "Search", [this, visit, listings, page](Catalog& catalog) {
-        long long stamp = catalog.UpdateStamp();
+        // A search reaches the whole subtree, whose changes only the system's id follows.
+        long long stamp = catalog.SystemUpdateId();
         PageAnswer answer;
         DidlWriter didl(baseUrl_, *visit);
         answer.returned =

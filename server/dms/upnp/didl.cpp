@@ -1,5 +1,7 @@
 #include "upnp/didl.h"
 
+#include <vector>
+
 #include "calyx/client.h"
 #include "calyx/core.h"
 #include "calyx/host.h"
@@ -132,7 +134,17 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
             out_ += "<dc:date>" + Escaped(Calyx::DMSFormatUPNPDate(info.date)) + "</dc:date>";
     }
     AlbumArtElements(AlbumArtFor(entry, baseUrl_, visit_));
-    const std::vector<Resource> res = ResourcesFor(entry, baseUrl_, visit_);
+    // The transcoded forms stand beside the file (xmres) or in its place (ResourcesFor).
+    std::vector<TranscodeOffer> transcodes;
+    {
+        LibraryTimer timer(visit_.libraryNanos);
+        transcodes = TranscodesFor(entry, *visit_.checker);
+    }
+    std::vector<Resource> alternatives;
+    for (const TranscodeOffer& offer : transcodes)
+        alternatives.push_back(TranscodedRes(offer, info));
+    const std::vector<Resource> res =
+        ResourcesFor(entry, baseUrl_, visit_, std::move(alternatives));
     WriteResources(out_, res);
     // Samsung's players read a video's subtitles from elements of their own.
     if (visit_.checker->m_isSamsungTV)
@@ -141,6 +153,32 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
                 out_ += "<sec:CaptionInfoEx sec:type=\"" + Escaped(Calyx::FileGetFileExt(r.url)) +
                         "\">" + Escaped(r.url) + "</sec:CaptionInfoEx>";
     out_ += "</item>";
+}
+
+Resource DidlWriter::TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info) {
+    Resource r;
+    r.role = Resource::Role::kReplacement;
+    r.kind = Resource::Kind::kTranscode;
+    r.url = baseUrl_ + offer.path;
+    r.mime = offer.mime;
+    r.features = offer.features;
+    if (info.duration > 0) {
+        LibraryTimer timer(visit_.libraryNanos);
+        r.attributes.emplace_back("duration", Calyx::DMSFormatUPNPDuration(info.duration));
+    }
+    if (offer.size > 0)
+        r.attributes.emplace_back("size", std::to_string(offer.size));
+    if (offer.bytesPerSecond > 0)
+        r.attributes.emplace_back("bitrate", std::to_string(offer.bytesPerSecond));
+    if (!offer.resolution.empty())
+        r.attributes.emplace_back("resolution", offer.resolution);
+    if (offer.channels > 0)
+        r.attributes.emplace_back("nrAudioChannels", std::to_string(offer.channels));
+    if (offer.sampleRate > 0) {
+        r.attributes.emplace_back("sampleFrequency", std::to_string(offer.sampleRate));
+        r.attributes.emplace_back("bitsPerSample", "16");
+    }
+    return r;
 }
 
 std::string DidlWriter::Finish() {

@@ -10,6 +10,7 @@
 #include "clients/client_road.h"
 #include "content/catalog.h"
 #include "content/resources.h"
+#include "transcode/transcode_choice.h"
 
 namespace calyx_dms {
 
@@ -32,6 +33,8 @@ private:
     std::string Title(const std::string& text);
     void SubtitleItem(const Entry& entry, const std::string& parentId);
     void AlbumArtElements(const std::vector<AlbumArt>& art);
+    // One transcoded form of the item `info`, as a res that takes the file's place.
+    Resource TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info);
 
     std::string baseUrl_;
     ClientVisit& visit_;

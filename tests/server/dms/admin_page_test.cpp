@@ -26,5 +26,31 @@ TEST(AdminPage, ClientTextIsEscapedEverywhere) {
     EXPECT_NE(html.find("\u2014"), std::string::npos);  // never seen since the start
 }
 
+TEST(AdminPage, LibraryPanelShowsCountsScanLastChangeAndTheRescanButton) {
+    Calyx::DMSStringBundle texts("none");
+    ClientsPageView view;
+    view.csrf = "tok";
+    EXPECT_EQ(RenderClientsPage(texts, view).find("class=\"library\""), std::string::npos);
+    view.library.shown = true;
+    view.library.music = 12;
+    view.library.video = 0;
+    view.library.scan = "indexing: 3 of 7 files, in /srv/<b>";
+    view.library.lastChange = 0;
+    std::string html = RenderClientsPage(texts, view);
+    EXPECT_NE(html.find("<dd class=\"count-music\">12</dd>"), std::string::npos);
+    EXPECT_NE(html.find("<dd class=\"count-video\">0</dd>"), std::string::npos);
+    EXPECT_NE(html.find("<dd class=\"count-photo\">\u2014</dd>"), std::string::npos);  // unknown
+    EXPECT_NE(html.find("indexing: 3 of 7 files, in /srv/&lt;b&gt;"), std::string::npos);
+    EXPECT_NE(html.find("<dd class=\"last-change\">\u2014</dd>"), std::string::npos);
+    EXPECT_NE(html.find("<form method=\"post\" action=\"/rescan\"><input type=\"hidden\" "
+                        "name=\"csrf\" value=\"tok\">"),
+              std::string::npos);
+    view.library.scan.clear();
+    view.library.lastChange = 86400 * 365;
+    html = RenderClientsPage(texts, view);
+    EXPECT_NE(html.find("<dd class=\"scan\">no_scan</dd>"), std::string::npos);  // the text key
+    EXPECT_NE(html.find("<dd class=\"last-change\">1971-01-0"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace calyx_dms

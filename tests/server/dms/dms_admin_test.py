@@ -105,6 +105,26 @@ def output_folder():
     return folder
 
 
+def profiles_with_a_numeric_name(lab):
+    """The shipped profile list plus an entry whose name is a JSON number, which the
+    library loads (as "2024"). Returns its path and the names the library loads from it,
+    in order, each once: what the settings page's drop-down must offer."""
+    with open(os.path.join(lab.source, "data/profiles.json")) as f:
+        # The shipped list opens with comments, which the library's reader allows.
+        profile_list = json.loads(re.sub(r"^\s*//.*$", "", f.read(), flags=re.M))
+    profile_list["ProfileList"].append({"profileName": 2024, "dlna": "yes"})
+    path = os.path.join(lab.tmp, "profiles.json")
+    with open(path, "w") as f:
+        json.dump(profile_list, f)
+    loaded = []
+    for entry in profile_list["ProfileList"]:
+        name = entry.get("profileName") if isinstance(entry, dict) else None
+        if isinstance(name, (str, int)) and not isinstance(name, bool) and \
+                str(name) not in loaded:
+            loaded.append(str(name))
+    return path, loaded
+
+
 def run_browser(lab, plan):
     """Runs the browser driver inside the server namespace with a home of its own."""
     home = os.path.join(lab.tmp, "browser-home")
@@ -156,21 +176,7 @@ def main():
             f.write("# calyx-dms settings\nadmin-password-hash = %s\nadmin-port = %d\n"
                     "database = \"host=%s port=%s\"\n"
                     % (hashed, ADMIN_PORT, os.environ["PGHOST"], os.environ.get("PGPORT", "5432")))
-        # The shipped profiles and one whose name is a JSON number, which the library loads
-        # (as "2024"): the drop-down must offer exactly the agents the library made.
-        with open(os.path.join(lab.source, "data/profiles.json")) as f:
-            # The shipped list opens with comments, which the library's reader allows.
-            profile_list = json.loads(re.sub(r"^\s*//.*$", "", f.read(), flags=re.M))
-        profile_list["ProfileList"].append({"profileName": 2024, "dlna": "yes"})
-        profiles = os.path.join(lab.tmp, "profiles.json")
-        with open(profiles, "w") as f:
-            json.dump(profile_list, f)
-        loaded = []
-        for entry in profile_list["ProfileList"]:
-            name = entry.get("profileName") if isinstance(entry, dict) else None
-            if isinstance(name, (str, int)) and not isinstance(name, bool) and \
-                    str(name) not in loaded:
-                loaded.append(str(name))
+        profiles, loaded = profiles_with_a_numeric_name(lab)
         lab.start_server("--config", config, profiles=profiles)
         if "settings page at " + ADMIN_URL not in lab.server_output():
             fail("the server does not name its settings page:\n" + lab.server_output())
@@ -308,21 +314,6 @@ def main():
             fail("the server did not stop cleanly")
         with open(config, "a") as f:
             f.write("language = ger\n")
-        # The shipped profiles and one whose name is a JSON number, which the library loads
-        # (as "2024"): the drop-down must offer exactly the agents the library made.
-        with open(os.path.join(lab.source, "data/profiles.json")) as f:
-            # The shipped list opens with comments, which the library's reader allows.
-            profile_list = json.loads(re.sub(r"^\s*//.*$", "", f.read(), flags=re.M))
-        profile_list["ProfileList"].append({"profileName": 2024, "dlna": "yes"})
-        profiles = os.path.join(lab.tmp, "profiles.json")
-        with open(profiles, "w") as f:
-            json.dump(profile_list, f)
-        loaded = []
-        for entry in profile_list["ProfileList"]:
-            name = entry.get("profileName") if isinstance(entry, dict) else None
-            if isinstance(name, (str, int)) and not isinstance(name, bool) and \
-                    str(name) not in loaded:
-                loaded.append(str(name))
         lab.start_server("--config", config, profiles=profiles)
         _, headers, page = admin_curl(lab, ADMIN_URL)
         if '<html lang="de">' not in page or "Passwort" not in page:

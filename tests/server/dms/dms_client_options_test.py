@@ -51,9 +51,6 @@ CLIENTS = {
     "wmp": (("wmp",), ()),
     "roku": (("roku",), ()),
     "wdtvlive": (("wdtvlive",), ()),
-    "transwav": ((), ("transwav",)),
-    "transpcm": ((), ("transpcm",)),
-    "transmkv": ((), ("transmkv",)),
     "photoforcebgthumb": ((), ("photoforcebgthumb",)),
     # Not a comparison: the control point's client, which sees a cover and subtitles.
     "controlpoint": ((), ("videoalbart", "videosrt")),
@@ -327,8 +324,7 @@ def main():
             v[0]: {"title": ("clip", "clip.mp4")}, v[1]: {"title": ("other", "other.mp4")}})
         # Types and options without effect in calyx-dms change nothing.
         for name in ("customizesymbol", "sendvsmetadata", "xlibdlnamodule", "nodlna", "xbox",
-                     "msclient", "wmp", "roku", "wdtvlive", "transwav", "transpcm", "transmkv",
-                     "photoforcebgthumb"):
+                     "msclient", "wmp", "roku", "wdtvlive", "photoforcebgthumb"):
             expect(name, diff(name), {})
 
         # CaptionInfo.sec: asked for with the media request, answered to videosrt clients.

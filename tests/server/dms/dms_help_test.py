@@ -24,7 +24,7 @@ def main():
     for option in ("--config", "--interface", "--port", "--friendly-name", "--language",
                    "--profiles", "--database", "--log", "--log-level", "--deny-new-clients", "--no-discovery",
                    "--save-interval", "--admin-address", "--admin-port", "--admin-password-hash",
-                   "--hash-password"):
+                   "--hash-password", "--transcodes", "--transcoder"):
         if option not in result.stdout:
             fail("--help does not mention " + option)
     # --hash-password needs no other setting; an empty password is refused.

@@ -1,0 +1,104 @@
+#include "transcoder/muxer.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+namespace calyx_transcoder {
+
+namespace {
+
+constexpr int kBufferBytes = 64 * 1024;
+constexpr auto kFlushPeriod = std::chrono::milliseconds(50);
+
+// AVIO's write callback: the whole buffer reaches the pipe, or the reader is gone.
+int WriteAll(void* opaque, uint8_t* data, int size) {
+    const int fd = *static_cast<int*>(opaque);
+    int done = 0;
+    while (done < size) {
+        ssize_t n = write(fd, data + done, static_cast<size_t>(size - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return AVERROR(n < 0 ? errno : EIO);
+        done += static_cast<int>(n);
+    }
+    return size;
+}
+
+}  // namespace
+
+Muxer::~Muxer() {
+    if (io_ != nullptr) {
+        av_freep(&io_->buffer);
+        avio_context_free(&io_);
+    }
+    avformat_free_context(context_);
+}
+
+bool Muxer::Open(const std::string& format, int fd, std::string& error) {
+    fd_ = fd;
+    int rc = avformat_alloc_output_context2(&context_, nullptr, format.c_str(), nullptr);
+    if (rc < 0) {
+        error = "no muxer for " + format + ": " + AvErrorText(rc);
+        return false;
+    }
+    auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
+    io_ = buffer ? avio_alloc_context(buffer, kBufferBytes, 1, &fd_, nullptr, WriteAll, nullptr)
+                 : nullptr;
+    if (io_ == nullptr) {
+        av_free(buffer);
+        error = "out of memory";
+        return false;
+    }
+    io_->seekable = 0;  // a pipe: the muxer never goes back to patch a header
+    context_->pb = io_;
+    context_->flags |= AVFMT_FLAG_CUSTOM_IO;
+    context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_MAKE_NON_NEGATIVE;
+    return true;
+}
+
+bool Muxer::Start(std::string& error) {
+    int rc = avformat_write_header(context_, nullptr);
+    if (rc < 0) {
+        error = "cannot write the header: " + AvErrorText(rc);
+        return false;
+    }
+    avio_flush(io_);
+    flushed_ = std::chrono::steady_clock::now();
+    if (io_->error < 0) {
+        error = kReaderGone;
+        return false;
+    }
+    return true;
+}
+
+bool Muxer::Write(AVPacket* packet, std::string& error) {
+    int rc = av_interleaved_write_frame(context_, packet);
+    if (rc >= 0) {
+        auto now = std::chrono::steady_clock::now();
+        if (now - flushed_ >= kFlushPeriod) {
+            avio_flush(io_);
+            flushed_ = now;
+        }
+        rc = io_->error;
+    }
+    if (rc < 0) {
+        error = rc == AVERROR(EPIPE) ? kReaderGone : "cannot write: " + AvErrorText(rc);
+        return false;
+    }
+    return true;
+}
+
+bool Muxer::Finish(std::string& error) {
+    int rc = av_write_trailer(context_);
+    avio_flush(io_);
+    if (rc >= 0)
+        rc = io_->error;
+    if (rc < 0) {
+        error = "cannot finish the stream: " + AvErrorText(rc);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace calyx_transcoder
