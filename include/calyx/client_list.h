@@ -210,6 +210,12 @@ struct ProfileIDStep {
 CALYX_EXPORT std::vector<ProfileIDStep> ExplainOrigProfileName(const DMSClientList& list,
                                                                const Json::Value& entry);
 
+/// Every key that a member of a "profileID" of the identification records names
+/// ("open_user-agent", "modelName", ...), sorted, each once: the keys of a client entry
+/// that matching reads, so a host need record nothing else. Empty when no records are
+/// loaded. Reads the records only; call it while no other thread loads the list.
+CALYX_EXPORT std::vector<std::string> ProfileIDKeys(const DMSClientList& list);
+
 /// The fields of a UPnP device description that a host passes to UpdateKeys with
 /// "HandleDiscovery" (element name = entry key): "deviceType", "friendlyName",
 /// "manufacturer", "manufacturerURL", "modelDescription", "modelName", "modelNumber",

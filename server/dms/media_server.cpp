@@ -15,14 +15,15 @@
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "calyx/platform.h"
-#include "clients/access_gate.h"
 #include "clients/client_list_keeper.h"
 #include "clients/client_sightings.h"
 #include "clients/renderer_watch.h"
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
+#include "containment.h"
 #include "content/catalog.h"
 #include "content/query_workers.h"
+#include "content/statement_timeout.h"
 #include "database_setting.h"
 #include "http/media_http.h"
 #include "library_session.h"
@@ -97,16 +98,24 @@ int RunMediaServer(const Options& options) {
     if (!session.Start(error))
         return Fail(error);
 
-    // One connection for the main loop (update ids, media files) and one per query worker.
-    std::vector<DatabaseConnection> connections(1 + options.queryThreads);
-    for (const DatabaseConnection& connection : connections)
-        if (!connection.conn)
-            return Fail("cannot connect to the media index database \"calyx\" as \"admin\"");
+    // One connection for the main loop (update ids, media files) and one per query worker;
+    // the workers' statements end at the statement timeout.
+    DatabaseConnection mainConnection;
+    std::optional<std::vector<DatabaseConnection>> workerConnections;
+    {
+        StatementTimeoutForNewConnections timeout(options.limits.statementTimeout);
+        workerConnections.emplace(options.queryThreads);
+    }
+    bool connected = mainConnection.conn != nullptr;
+    for (const DatabaseConnection& connection : *workerConnections)
+        connected = connected && connection.conn;
+    if (!connected)
+        return Fail("cannot connect to the media index database \"calyx\" as \"admin\"");
     StampCache stamps;
-    Catalog catalog(connections[0].conn, stamps);
+    Catalog catalog(mainConnection.conn, stamps);
     std::vector<Catalog> workerCatalogs;
-    for (size_t i = 1; i < connections.size(); ++i)
-        workerCatalogs.emplace_back(connections[i].conn, stamps);
+    for (const DatabaseConnection& connection : *workerConnections)
+        workerCatalogs.emplace_back(connection.conn, stamps);
     // Made before the UPnP context: requests still streaming when it goes stop their
     // workers through it.
     const long cores = sysconf(_SC_NPROCESSORS_ONLN);
@@ -143,7 +152,9 @@ int RunMediaServer(const Options& options) {
     // visit travels with its request and counts as a sighting of its client.
     ClientSightings sightings;
     RequestVisits visits(sightings);
-    AccessGate gate(gupnp_context_get_server(context.get()), session.clients(), visits);
+    // The head of each request is judged before its body is read: Host, sizes, access.
+    Containment containment(gupnp_context_get_server(context.get()), session.clients(),
+                            ClientListPath(), visits, options.limits);
 
     GObjectPtr<GUPnPRootDevice> device(gupnp_root_device_new(context.get(), kDescriptionPath + 1,
                                                              scratch.path().c_str(), &gerror));
@@ -169,7 +180,7 @@ int RunMediaServer(const Options& options) {
 
     std::optional<RendererWatch> renderers;
     if (options.discoverRenderers)
-        renderers.emplace(context.get(), session.clients());
+        renderers.emplace(context.get(), session.clients(), &containment.cap());
     ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
     // The settings page, only when a password hash is configured (there is no default).
     std::optional<AdminServer> admin;

@@ -42,6 +42,7 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     app.add_option("--transcoder", o.transcoder,
                    "The transcoding worker program (default: calyx-transcode beside calyx-dms, "
                    "else the installed one)");
+    AddLimitOptions(app, o.limits);
     AddAdminOptions(app, o.admin);
     try {
         app.parse(argc, argv);
@@ -51,6 +52,7 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     }
     if (config->count() > 0)
         o.admin.configFile = config->as<std::string>();
+    o.admin.hostNames = o.limits.hostNames;
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "admin/admin_options.h"
+#include "limit_options.h"
 
 namespace calyx_dms {
 
@@ -25,6 +26,7 @@ struct Options {
     std::string transcoder;     // the calyx-transcode program ("" = beside calyx-dms, or installed)
     // The settings page: off unless a password hash is configured.
     AdminSettings admin;
+    LimitSettings limits;
 };
 
 // Reads the flags (and the file named by --config). Prints help or an error and returns

@@ -12,6 +12,12 @@ void AddAdminOptions(CLI::App& app, AdminSettings& o) {
     app.add_option("--admin-password-hash", o.passwordHash,
                    "Password hash of the settings page, made by --hash-password (the page "
                    "is off without it)");
+    app.add_flag("--admin-allow-remote", o.allowRemote,
+                 "Let the settings page listen on an address other than loopback (it is plain "
+                 "HTTP: prefer an SSH tunnel)");
+    app.add_option("--admin-login-interval", o.loginInterval,
+                   "Seconds in which the settings page accepts at most 10 password guesses")
+        ->check(CLI::Range(1u, 86400u));
     app.add_flag_callback(
         "--hash-password",
         [&o] {

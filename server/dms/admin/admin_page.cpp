@@ -50,6 +50,40 @@ std::string SortLink(const ClientsPageView& view, const std::string& key) {
     return href;
 }
 
+// The address of page `page` of the table as it is sorted and filtered now.
+std::string PageLink(const ClientsPageView& view, size_t page) {
+    std::string href = "/?page=" + std::to_string(page);
+    if (!view.sort.empty())
+        href += "&sort=" + Calyx::URLEncode(view.sort);
+    if (!view.filter.empty())
+        href += "&q=" + Calyx::URLEncode(view.filter);
+    return href;
+}
+
+std::string Pager(const Calyx::DMSStringBundle& texts, const ClientsPageView& view) {
+    if (view.pages <= 1)
+        return "";
+    std::string html = "<nav class=\"pages\">";
+    if (view.page > 1)
+        html += "<a rel=\"prev\" href=\"" + Html(PageLink(view, view.page - 1)) + "\">" +
+                T(texts, "previous_page") + "</a> ";
+    html += "<span>" + T(texts, "page") + " " + std::to_string(view.page) + " / " +
+            std::to_string(view.pages) + "</span>";
+    if (view.page < view.pages)
+        html += " <a rel=\"next\" href=\"" + Html(PageLink(view, view.page + 1)) + "\">" +
+                T(texts, "next_page") + "</a>";
+    return html + "</nav>\n";
+}
+
+// The forms that remove several entries at once; the rows' boxes belong to the first.
+std::string BulkForms(const Calyx::DMSStringBundle& texts, const ClientsPageView& view) {
+    return "<div class=\"bulk\"><form id=\"bulk\" method=\"post\" action=\"/clients/remove\">" +
+           CsrfField(view.csrf) + "<button class=\"remove\">" + T(texts, "remove_selected") +
+           "</button></form> <form method=\"post\" action=\"/clients/remove-undecided\">" +
+           CsrfField(view.csrf) + "<button class=\"remove\">" + T(texts, "remove_undecided") +
+           "</button></form></div>\n";
+}
+
 std::string Heading(const Calyx::DMSStringBundle& texts, const ClientsPageView& view) {
     static const char* const kLabels[] = {"device_name",     "mac_address", "ip_address",
                                           "matched_profile", "user_choice", "access",
@@ -95,9 +129,13 @@ std::string Row(const Calyx::DMSStringBundle& texts, const ClientsPageView& view
     html += Cell(texts, "access", row.allowed ? "access allowed" : "access denied",
                  texts.Translate(row.allowed ? "allowed" : "denied"));
     html += Cell(texts, "last_seen", "seen", LastSeenText(row.lastSeen));
-    html += "<td class=\"actions\"><form method=\"post\" action=\"/client\">" +
-            CsrfField(view.csrf) + "<input type=\"hidden\" name=\"mac\" value=\"" + Html(row.mac) +
-            "\">" + ProfileSelect(texts, view, row) + "<button name=\"action\" value=\"profile\">" +
+    html +=
+        "<td class=\"actions\"><label class=\"select\"><input type=\"checkbox\" "
+        "name=\"mac\" form=\"bulk\" value=\"" +
+        Html(row.mac) + "\"> " + T(texts, "select_client") + "</label>";
+    html += "<form method=\"post\" action=\"/client\">" + CsrfField(view.csrf) +
+            "<input type=\"hidden\" name=\"mac\" value=\"" + Html(row.mac) + "\">" +
+            ProfileSelect(texts, view, row) + "<button name=\"action\" value=\"profile\">" +
             T(texts, "apply") + "</button>";
     html += row.allowed
                 ? "<button name=\"action\" value=\"deny\">" + T(texts, "deny") + "</button>"
@@ -165,6 +203,7 @@ std::string RenderClientsPage(const Calyx::DMSStringBundle& texts, const Clients
     html += "</tbody></table>\n";
     if (view.rows.empty())
         html += "<p class=\"empty\">" + T(texts, "no_clients") + "</p>\n";
+    html += Pager(texts, view) + BulkForms(texts, view);
     return html + "</main></body></html>\n";
 }
 

@@ -22,7 +22,7 @@ struct LibraryPanel {
 };
 
 struct ClientsPageView {
-    std::vector<ClientRow> rows;        // already filtered and sorted
+    std::vector<ClientRow> rows;        // the page's rows, already filtered and sorted
     std::vector<std::string> profiles;  // names for the drop-down, in list order
     std::string sort;
     std::string filter;
@@ -30,6 +30,9 @@ struct ClientsPageView {
     std::string notice;
     bool denyNewClients = false;
     LibraryPanel library;
+    size_t page = 1;   // which page of rows this is (from 1)
+    size_t pages = 1;  // how many there are
+    size_t total = 0;  // rows on all pages
 };
 
 std::string RenderLoginPage(const Calyx::DMSStringBundle& texts, const std::string& notice);

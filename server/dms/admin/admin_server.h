@@ -7,6 +7,7 @@
 #include <libsoup/soup.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,9 +15,13 @@
 #include "admin/admin_options.h"
 #include "admin/admin_page.h"
 #include "admin/admin_sessions.h"
+#include "admin/login_throttle.h"
 #include "calyx/client_list.h"
 #include "calyx/i18n.h"
 #include "clients/client_sightings.h"
+#include "clients/early_gate.h"
+#include "clients/log_limiter.h"
+#include "clients/own_hosts.h"
 
 namespace calyx_dms {
 
@@ -30,7 +35,8 @@ public:
     AdminServer(const AdminServer&) = delete;
     AdminServer& operator=(const AdminServer&) = delete;
 
-    // Starts listening; false with `error` set when the address or port cannot be used or
+    // Starts listening; false with `error` set when the address or port cannot be used,
+    // the address is not a loopback address and --admin-allow-remote was not given, or
     // the configured password hash is not one --hash-password makes.
     bool Start(unsigned mediaPort, std::string& error);
     // The address to open in a browser, once started.
@@ -47,6 +53,10 @@ public:
 
 private:
     void ShowClients(SoupServerMessage* msg, AdminSession& session);
+    // Whether a change may come from where the request's Origin says (a page of another
+    // site may post forms here; a browser names that site in Origin).
+    bool OriginMatches(SoupServerMessage* msg) const;
+    void RemoveClients(AdminSession& session, const std::vector<std::string>& macs, bool undecided);
     void LogIn(SoupServerMessage* msg);
     void ChangeClientFromForm(AdminSession& session, const std::string& mac,
                               const std::string& action, const std::string& profile);
@@ -61,6 +71,11 @@ private:
     SoupServer* server_ = nullptr;
     std::function<LibraryPanel()> libraryView_;
     std::function<void()> rescan_;
+    OwnHostsCache hosts_;
+    LogLimiter log_;
+    LoginThrottle throttle_;
+    // Bounds the page's requests before their bodies are read, as on the media port.
+    std::unique_ptr<EarlyGate> early_;
 };
 
 }  // namespace calyx_dms

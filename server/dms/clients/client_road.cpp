@@ -4,6 +4,8 @@
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "calyx/host.h"
+#include "clients/client_cap.h"
+#include "clients/identification_headers.h"
 #include "common/library_clock.h"
 
 namespace calyx_dms {
@@ -36,7 +38,8 @@ std::map<std::string, std::string> RequestHeaderKeys(SoupMessageHeaders* headers
 }
 
 std::unique_ptr<ClientVisit> VisitClient(Calyx::DMSClientList& list, RequestKind kind,
-                                         const std::string& ip, SoupMessageHeaders* headers) {
+                                         const std::string& ip, SoupMessageHeaders* headers,
+                                         const ClientRecording& recording) {
     auto visit = std::make_unique<ClientVisit>();
     visit->ip = ip;
     std::map<std::string, std::string> keys = RequestHeaderKeys(headers);
@@ -46,20 +49,27 @@ std::unique_ptr<ClientVisit> VisitClient(Calyx::DMSClientList& list, RequestKind
 
     LibraryTimer timer(visit->libraryNanos);
     visit->mac = Calyx::GetMACAddressFromARPTable(ip);
-    bool known = false;
+    visit->allowed = !list.m_denyNewClients;
     if (!visit->mac.empty()) {
-        if (kind != RequestKind::kOther)
-            list.UpdateKeys(SourceOf(kind), visit->mac, ip, keys);
         Json::Value entry;
-        if (Calyx::ClientListEntry(list, visit->mac, entry)) {
-            known = true;
-            visit->allowed =
-                entry["isAccess"].isBool() ? entry["isAccess"].asBool() : !list.m_denyNewClients;
-            visit->profileName = list.FindKey(visit->mac, "profileName");
+        const bool known = Calyx::ClientListEntry(list, visit->mac, entry);
+        if (known && entry["isAccess"].isBool())
+            visit->allowed = entry["isAccess"].asBool();
+        if (kind != RequestKind::kOther || (!known && !visit->allowed)) {
+            // Without access nothing the client sends is kept; with it, only what
+            // identification reads, each value cut.
+            std::map<std::string, std::string> recorded;
+            if (visit->allowed && kind != RequestKind::kOther)
+                recorded = recording.filter
+                               ? recording.filter->Select(
+                                     keys, kind == RequestKind::kControl ? "browse_" : "open_")
+                               : keys;
+            if (list.UpdateKeys(SourceOf(kind), visit->mac, ip, recorded) && !known &&
+                recording.cap)
+                recording.cap->OnNewEntry();
         }
+        visit->profileName = list.FindKey(visit->mac, "profileName");
     }
-    if (!known)
-        visit->allowed = !list.m_denyNewClients;
     visit->checker = std::make_unique<Calyx::DMSClientChecker>(
         visit->userAgent,
         visit->profileName.empty() ? Calyx::kDefaultProfileName : visit->profileName, false);

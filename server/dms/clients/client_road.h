@@ -41,10 +41,24 @@ struct ClientVisit {
 // never records them (DMSClientList::UpdateKeys drops them), and nothing else keeps these.
 std::map<std::string, std::string> RequestHeaderKeys(SoupMessageHeaders* headers);
 
-// Follows the road for a request from `ip` with `headers`. A client whose address is not
-// in the ARP table cannot be recorded: it is allowed unless new clients are denied.
+class ClientCap;
+class IdentificationHeaders;
+
+// What the server records of a client: the headers identification can use and a cap on
+// the number of entries.
+struct ClientRecording {
+    const IdentificationHeaders* filter = nullptr;  // null: every header as received
+    ClientCap* cap = nullptr;                       // null: no cap
+};
+
+// Follows the road for a request from `ip` with `headers`. A client with access has the
+// headers that `recording` lets through recorded; a client without access (denied, or
+// new while new clients are denied) only its MAC and address, so the owner can allow it.
+// A client whose address is not in the ARP table cannot be recorded: it is allowed
+// unless new clients are denied.
 std::unique_ptr<ClientVisit> VisitClient(Calyx::DMSClientList& list, RequestKind kind,
-                                         const std::string& ip, SoupMessageHeaders* headers);
+                                         const std::string& ip, SoupMessageHeaders* headers,
+                                         const ClientRecording& recording);
 
 }  // namespace calyx_dms
 

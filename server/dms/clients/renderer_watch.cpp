@@ -1,61 +1,141 @@
 #include "clients/renderer_watch.h"
 
-#include <map>
-#include <string>
+#include <arpa/inet.h>
+#include <upnp/ixml.h>
+
+#include <string.h>
+
+#include <memory>
 
 #include "calyx/client_list.h"
 #include "calyx/core.h"
 #include "calyx/host.h"
+#include "clients/client_cap.h"
+#include "clients/identification_headers.h"
 
 namespace calyx_dms {
 
 namespace {
 
 const char kRendererType[] = "urn:schemas-upnp-org:device:MediaRenderer:1";
+// GSSDP's message kinds (its "message-received" signal): a search answer, an announcement.
+const int kSearchAnswer = 1;
+const int kAnnouncement = 2;
+// Senders remembered at most; an older one is forgotten first.
+const size_t kMaxSenders = 1024;
 
-// The host of the description's URL: the address the renderer answers on.
-std::string HostOf(const char* location) {
-    GUri* uri = location ? g_uri_parse(location, G_URI_FLAGS_NONE, nullptr) : nullptr;
-    std::string host = uri && g_uri_get_host(uri) ? g_uri_get_host(uri) : "";
-    if (uri)
-        g_uri_unref(uri);
-    return host;
+bool SameAddress(const std::string& a, const std::string& b) {
+    unsigned char x[16] = {};
+    unsigned char y[16] = {};
+    if (inet_pton(AF_INET, a.c_str(), x) == 1)
+        return inet_pton(AF_INET, b.c_str(), y) == 1 && memcmp(x, y, 4) == 0;
+    if (inet_pton(AF_INET6, a.c_str(), x) == 1)
+        return inet_pton(AF_INET6, b.c_str(), y) == 1 && memcmp(x, y, 16) == 0;
+    return false;
+}
+
+struct DocumentDeleter {
+    void operator()(IXML_Document* doc) const { ixmlDocument_free(doc); }
+};
+
+void MessageReceived(GSSDPClient*, const char* from, guint, int type, SoupMessageHeaders* headers,
+                     gpointer self) {
+    static_cast<RendererWatch*>(self)->OnMessage(from, type, headers);
 }
 
 }  // namespace
 
-RendererWatch::RendererWatch(GUPnPContext* context, Calyx::DMSClientList& list)
-    : controlPoint_(gupnp_control_point_new(context, kRendererType)), list_(list) {
-    g_signal_connect(controlPoint_, "device-proxy-available",
-                     G_CALLBACK(+[](GUPnPControlPoint*, GUPnPDeviceProxy* proxy, gpointer self) {
-                         static_cast<RendererWatch*>(self)->OnRenderer(proxy);
-                     }),
-                     this);
-    gssdp_resource_browser_set_active(GSSDP_RESOURCE_BROWSER(controlPoint_), TRUE);
+bool LocationOfSender(const std::string& location, const std::string& sender) {
+    GUri* uri = g_uri_parse(location.c_str(), G_URI_FLAGS_NONE, nullptr);
+    if (!uri)
+        return false;
+    const bool ok = g_strcmp0(g_uri_get_scheme(uri), "http") == 0 && g_uri_get_host(uri) &&
+                    !g_uri_get_userinfo(uri) && SameAddress(g_uri_get_host(uri), sender);
+    g_uri_unref(uri);
+    return ok;
+}
+
+RendererWatch::RendererWatch(GUPnPContext* context, Calyx::DMSClientList& list, ClientCap* cap)
+    : client_(GSSDP_CLIENT(context)),
+      browser_(gssdp_resource_browser_new(GSSDP_CLIENT(context), kRendererType)),
+      list_(list),
+      cap_(cap) {
+    handler_ = g_signal_connect(client_, "message-received", G_CALLBACK(MessageReceived), this);
+    gssdp_resource_browser_set_active(browser_, TRUE);
 }
 
 RendererWatch::~RendererWatch() {
-    g_object_unref(controlPoint_);
+    g_signal_handler_disconnect(client_, handler_);
+    g_object_unref(browser_);
 }
 
-void RendererWatch::OnRenderer(GUPnPDeviceProxy* proxy) {
-    GUPnPDeviceInfo* info = GUPNP_DEVICE_INFO(proxy);
-    const std::string ip = HostOf(gupnp_device_info_get_location(info));
-    const std::string mac = Calyx::GetMACAddressFromARPTable(ip);
+void RendererWatch::OnMessage(const char* from, int type, SoupMessageHeaders* headers) {
+    if (!from || !headers || (type != kSearchAnswer && type != kAnnouncement))
+        return;
+    const char* target = soup_message_headers_get_one(headers, type == kAnnouncement ? "NT" : "ST");
+    const char* nts = soup_message_headers_get_one(headers, "NTS");
+    const char* location = soup_message_headers_get_one(headers, "Location");
+    if (!target || strcmp(target, kRendererType) != 0 || !location ||
+        (type == kAnnouncement && (!nts || strcmp(nts, "ssdp:alive") != 0)))
+        return;
+    const std::string sender = from;
+    if (!LocationOfSender(location, sender)) {
+        if (Calyx::DMSLOGGetLevel() > 1)
+            Calyx::DMSPrintf(Calyx::DMSLOG_DEBUG,
+                             "calyx-dms: renderer at %s names a description elsewhere; not "
+                             "fetched\n",
+                             sender.c_str());
+        return;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    auto last = lastFetch_.find(sender);
+    if (last != lastFetch_.end() &&
+        now - last->second < std::chrono::seconds(kRendererFetchSeconds))
+        return;
+    if (last == lastFetch_.end() && lastFetch_.size() >= kMaxSenders) {
+        auto oldest = lastFetch_.begin();
+        for (auto it = lastFetch_.begin(); it != lastFetch_.end(); ++it)
+            if (it->second < oldest->second)
+                oldest = it;
+        lastFetch_.erase(oldest);
+    }
+    lastFetch_[sender] = now;
+    fetcher_.Fetch(location, [this, sender](bool ok, const std::string& body) {
+        if (ok)
+            OnDescription(sender, body);
+        else if (Calyx::DMSLOGGetLevel() >= 1)
+            Calyx::DMSPrintf(Calyx::DMSLOG_INFO,
+                             "calyx-dms: description of the renderer at %s not read (failed, "
+                             "too slow or over %zu bytes)\n",
+                             sender.c_str(), kMaxDescriptionBytes);
+    });
+}
+
+void RendererWatch::OnDescription(const std::string& ip, const std::string& body) {
+    IXML_Document* parsed = nullptr;
+    if (ixmlParseBufferEx(body.c_str(), &parsed) != IXML_SUCCESS)
+        return;
+    std::unique_ptr<IXML_Document, DocumentDeleter> doc(parsed);
     std::map<std::string, std::string> fields;
     for (const std::string& field : Calyx::DeviceDescriptionFields()) {
-        char* value = gupnp_device_info_get_description_value(info, field.c_str());
-        if (value && *value)
+        bool found = false;
+        std::string value = Calyx::XMLGetFirstDocumentItem(doc.get(), field.c_str(), &found);
+        if (found && !value.empty())
             fields[field] = value;
-        g_free(value);
     }
-    if (mac.empty() || !list_.UpdateKeys("HandleDiscovery", mac, ip, fields)) {
+    const std::string mac = Calyx::GetMACAddressFromARPTable(ip);
+    unsigned index = 0;
+    const bool known = !mac.empty() && list_.VerifyMacIsExist(mac, index);
+    if (mac.empty() ||
+        !list_.UpdateKeys("HandleDiscovery", mac, ip, IdentificationHeaders::CutFields(fields))) {
         if (Calyx::DMSLOGGetLevel() >= 1)
             Calyx::DMSPrintf(Calyx::DMSLOG_INFO,
                              "calyx-dms: renderer at %s not recorded (no hardware address)\n",
                              ip.c_str());
         return;
     }
+    if (!known && cap_)
+        cap_->OnNewEntry();
     if (Calyx::DMSLOGGetLevel() >= 1)
         Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: renderer %s (%s) is \"%s\"\n", mac.c_str(),
                          ip.c_str(), list_.FindKey(mac, "profileName").c_str());

@@ -11,10 +11,16 @@ namespace calyx_dms {
 // The properties Search understands, for GetSearchCapabilities.
 const char* SearchCapabilities();
 
+// The bounds of a Search: criteria longer than this many bytes, or with more relations,
+// are refused (UPnP error 708) before they become SQL.
+constexpr size_t kMaxCriteriaBytes = 4096;
+constexpr size_t kMaxCriteriaRelations = 32;
+
 // Translates `criteria` ("*", or relations joined by "and"/"or" with parentheses) into a
 // condition on the rows of `table`. Relations: upnp:class "=" and "derivedfrom";
 // dc:title, dc:creator, upnp:artist, upnp:album, upnp:genre with "=", "!=", "contains",
-// "doesNotContain", "startsWith" and "exists". False for anything else.
+// "doesNotContain", "startsWith" and "exists". False for anything else, and beyond the
+// bounds above.
 bool CriteriaToSql(const std::string& criteria, Calyx::MEDIA_TABLE_TYPE table, std::string& sql);
 
 // "+dc:title,-dc:date" as an ORDER BY list (id breaks ties); false for other properties.

@@ -118,11 +118,11 @@ def main():
         # stack's 64 KiB limit are cut off without an answer ("" below); nothing is served.
         for data, wanted in ((b"GARBAGE\r\n\r\n", ("400",)),
                              (b"GET / HTTP/9.9\r\n\r\n", ("505",)),
-                             (b"GET /" + b"a" * 1000 + b" HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n",
+                             (b"GET /" + b"a" * 1000 + b" HTTP/1.1\r\nHost: 10.77.0.1\r\nConnection: close\r\n\r\n",
                               ("414",)),
-                             (b"GET /description.xml HTTP/1.1\r\nHost: x\r\nX: " + b"a" * 200000 +
+                             (b"GET /description.xml HTTP/1.1\r\nHost: 10.77.0.1\r\nX: " + b"a" * 200000 +
                               b"\r\n\r\n", ("", "400", "413", "431")),
-                             (b"GET /" + b"a" * 100000 + b" HTTP/1.1\r\nHost: x\r\n\r\n",
+                             (b"GET /" + b"a" * 100000 + b" HTTP/1.1\r\nHost: 10.77.0.1\r\n\r\n",
                               ("", "400", "414"))):
             line, raw = raw_status(client, data)
             parts = line.split()
@@ -132,7 +132,7 @@ def main():
             status, result = browse(client, lab)
             if status != 200:
                 fail("not serving after a malformed request %r: %d" % (data[:30], status))
-        line, raw = raw_status(client, b"POST /ContentDirectory/control HTTP/1.1\r\nHost: x\r\n"
+        line, raw = raw_status(client, b"POST /ContentDirectory/control HTTP/1.1\r\nHost: 10.77.0.1\r\n"
                                        b"Content-Length: 99999999999\r\n\r\n<s:Envelope>")
         if line and line.split()[1][0] not in "45":
             fail("a body shorter than its absurd Content-Length was answered: %r" % line)

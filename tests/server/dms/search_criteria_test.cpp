@@ -59,6 +59,23 @@ TEST(SearchCriteria, RefusesWhatItDoesNotKnow) {
     }
 }
 
+TEST(SearchCriteria, BoundedInLengthAndRelations) {
+    std::string sql;
+    auto relations = [](size_t count) {
+        std::string text;
+        for (size_t i = 0; i < count; ++i)
+            text += (i ? " or " : "") + std::string("dc:title = \"t") + std::to_string(i) + "\"";
+        return text;
+    };
+    EXPECT_TRUE(CriteriaToSql(relations(kMaxCriteriaRelations), Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_FALSE(
+        CriteriaToSql(relations(kMaxCriteriaRelations + 1), Calyx::MEDIA_TABLE_MUSIC, sql));
+    const std::string prefix = "dc:title contains \"";
+    const std::string fits(kMaxCriteriaBytes - prefix.size() - 1, 'x');
+    EXPECT_TRUE(CriteriaToSql(prefix + fits + "\"", Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_FALSE(CriteriaToSql(prefix + fits + "x\"", Calyx::MEDIA_TABLE_MUSIC, sql));
+}
+
 TEST(SortCriteria, TitleAndDate) {
     std::string order;
     ASSERT_TRUE(SortToSql("", order));
