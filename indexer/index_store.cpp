@@ -403,6 +403,15 @@ bool IndexStore::WriteFolderCover(int64_t folderId, const std::string& indexedPa
          to_string(c.coverHeight), c.coverThumbnail, c.coverSmall});
 }
 
+bool IndexStore::FolderCoverFile(int64_t folderId, std::string& indexedPath) {
+    ResultPtr result(Run("SELECT COALESCE(cover_file, '') FROM directory WHERE id = $1",
+                         {std::to_string(folderId)}));
+    if (!result)
+        return false;
+    indexedPath = PQntuples(result.get()) == 1 ? PQgetvalue(result.get(), 0, 0) : "";
+    return true;
+}
+
 bool IndexStore::VideoPathsIn(int64_t folderId, std::vector<std::string>& paths) {
     ResultPtr result(
         Run("SELECT path FROM video WHERE parent_id = $1", {std::to_string(folderId)}));

@@ -96,6 +96,8 @@ public:
     // the file `indexedPath` of that size and time; with a null `cover`, the folder has none.
     bool WriteFolderCover(int64_t folderId, const std::string& indexedPath, int64_t size,
                           int64_t mtime, const ProbedMedia* cover);
+    // The cover file the index names for folder `folderId` ("" when none).
+    bool FolderCoverFile(int64_t folderId, std::string& indexedPath);
     // The indexed paths of the videos the index holds in folder `folderId`.
     bool VideoPathsIn(int64_t folderId, std::vector<std::string>& paths);
     // Inserts the subtitle (existingId 0) or rewrites the row `existingId`.

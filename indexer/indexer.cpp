@@ -377,7 +377,8 @@ private:
     }
 
     bool WriteFiles() {
-        ChooseCovers();
+        if (!ChooseCovers())
+            return false;
         std::vector<ProbeJob> jobs;
         for (size_t i = 0; i < walk_.files.size(); ++i) {
             const WalkedFile& file = walk_.files[i];
@@ -465,8 +466,10 @@ private:
 
     bool IsCoverName(const std::string& path) const { return CoverRank(path) < coverNames_.size(); }
 
-    // Each folder's cover: the file whose name comes first in the cover names.
-    void ChooseCovers() {
+    // Each folder's cover: the file whose name comes first in the cover names. A run over
+    // changed paths sees some files of a folder only: the cover the index names stays when
+    // it is still there and comes first.
+    bool ChooseCovers() {
         folderCover_.assign(walk_.folders.size(), kNoFile);
         for (size_t i = 0; i < walk_.files.size(); ++i) {
             const size_t rank = CoverRank(walk_.files[i].path);
@@ -475,6 +478,22 @@ private:
                 (chosen == kNoFile || rank < CoverRank(walk_.files[chosen].path)))
                 chosen = i;
         }
+        if (options_.changedPaths.empty())
+            return true;
+        for (size_t folder = 0; folder < folderCover_.size(); ++folder) {
+            const size_t chosen = folderCover_[folder];
+            std::string current;
+            if (chosen == kNoFile || folderIds_[folder] == 0)
+                continue;
+            if (!store_.FolderCoverFile(folderIds_[folder], current))
+                return false;
+            struct stat info {};
+            if (!current.empty() && current != walk_.files[chosen].indexed &&
+                CoverRank(current) < CoverRank(walk_.files[chosen].path) &&
+                stat(DecodeIndexedPath(current).c_str(), &info) == 0)
+                folderCover_[folder] = kNoFile;
+        }
+        return true;
     }
 
     // Records a folder's cover file (a file that was a row of its own before loses it).

@@ -103,6 +103,15 @@ TEST_F(Extras, AGoneCoverGivesWayToTheNextAndThenToNone) {
     EXPECT_EQ(Count("photo"), 0);
 }
 
+TEST_F(Extras, ARunOverALesserCoverKeepsTheBetterOne) {
+    // The watch reports folder.png alone: Cover.JPG, still there, stays the cover.
+    options_.changedPaths = {root_ + "/album/folder.png"};
+    calyx_indexer::IndexSummary second = Index({root_});
+    EXPECT_EQ(second.failed, 0u);
+    EXPECT_EQ(RowOf("directory", root_ + "/album")["cover_file"], root_ + "/album/Cover.JPG");
+    EXPECT_EQ(Count("photo"), 0);
+}
+
 TEST_F(Extras, LargePhotosAndOtherTypesGetALargeJpeg) {
     CopyInto({MediaFile("photo/picture.png"), MediaFile("photo/picture.jpg")}, root_ + "/films");
     Index({root_});

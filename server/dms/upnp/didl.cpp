@@ -141,6 +141,7 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
         transcodes = TranscodesFor(entry, *visit_.checker);
     }
     std::vector<Resource> alternatives;
+    alternatives.reserve(transcodes.size());
     for (const TranscodeOffer& offer : transcodes)
         alternatives.push_back(TranscodedRes(offer, info));
     const std::vector<Resource> res =
