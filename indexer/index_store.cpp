@@ -50,15 +50,41 @@ std::string LikeBelow(const std::string& indexedPath) {
 
 // The columns an item row writes, in the order of ItemValues.
 constexpr const char* kItemColumns[] = {
-    "parent_id",      "path",           "title",         "artist",
-    "album",          "genre",          "mime_type",     "filesize",
-    "duration",       "audio_bitrate",  "frame_bitrate", "video_bitrate",
-    "frame_rate_num", "frame_rate_den", "samplerate",    "channel",
-    "resolutionx",    "resolutiony",    "video_codec",   "container_type",
-    "audio_codec",    "track",          "year",          "rotation",
-    "date",           "mdate",          "thumbnail",     "cover_original",
-    "cover_mime",     "cover_width",    "cover_height",  "cover_thumbnail",
-    "cover_small",    "large",
+    "parent_id",
+    "path",
+    "title",
+    "artist",
+    "album",
+    "genre",
+    "mime_type",
+    "filesize",
+    "duration",
+    "audio_bitrate",
+    "frame_bitrate",
+    "video_bitrate",
+    "frame_rate_num",
+    "frame_rate_den",
+    "samplerate",
+    "channel",
+    "resolutionx",
+    "resolutiony",
+    "video_codec",
+    "container_type",
+    "audio_codec",
+    "track",
+    "year",
+    "rotation",
+    "date",
+    "mdate",
+    "thumbnail",
+    "bits_per_sample",
+    "cover_original",
+    "cover_mime",
+    "cover_width",
+    "cover_height",
+    "cover_thumbnail",
+    "cover_small",
+    "large",
 };
 constexpr size_t kItemColumnCount = sizeof kItemColumns / sizeof kItemColumns[0];
 
@@ -92,6 +118,7 @@ std::vector<std::string> ItemValues(const ItemRow& row) {
             m.date,
             to_string(row.mtime),
             m.thumbnail,
+            to_string(m.bitsPerSample),
             m.coverOriginal,
             m.coverMime,
             to_string(m.coverWidth),
@@ -155,6 +182,7 @@ bool IndexStore::Open(const std::string& conninfo) {
 
 PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>& params) {
     std::vector<const char*> values;
+    values.reserve(params.size());
     for (const std::string& param : params)
         values.push_back(param.c_str());
     PGresult* result = PQexecParams(conn_, sql.c_str(), static_cast<int>(values.size()), nullptr,
@@ -211,6 +239,11 @@ bool IndexStore::WriteMediaFolder(const std::string& indexedPath, int64_t missin
         "$3) ON CONFLICT (path) DO UPDATE SET missing_since = EXCLUDED.missing_since, "
         "mount_point = EXCLUDED.mount_point",
         {indexedPath, std::to_string(missingSince), mountPoint ? "true" : "false"});
+}
+
+bool IndexStore::RecordMediaFolder(const std::string& indexedPath) {
+    return RunCommand("INSERT INTO media_folder (path) VALUES ($1) ON CONFLICT (path) DO NOTHING",
+                      {indexedPath});
 }
 
 bool IndexStore::DeleteMediaFolder(const std::string& indexedPath) {

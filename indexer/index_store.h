@@ -78,6 +78,9 @@ public:
                          bool& mountPoint);
     // Records a media folder as present (`missingSince` 0) or missing since then.
     bool WriteMediaFolder(const std::string& indexedPath, int64_t missingSince, bool mountPoint);
+    // Records `indexedPath` as a media folder the index was filled from (kept as it is
+    // when already recorded).
+    bool RecordMediaFolder(const std::string& indexedPath);
     bool DeleteMediaFolder(const std::string& indexedPath);
     // Hides (or shows again) every row at and under `indexedPath`; `changed` counts them.
     bool SetHiddenUnder(const std::string& indexedPath, bool hidden, size_t& changed);

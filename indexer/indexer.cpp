@@ -140,12 +140,18 @@ public:
         if (options_.forgetAfterSeconds >= 0 && !CheckMediaFolders(present))
             return Fail("writing the media index failed: " + store_.error());
         if (options_.changedPaths.empty()) {
-            walk_ = WalkFolders(present, options_.thumbnailDir);
+            walk_ = WalkFolders(present, options_.thumbnailDir, options_.followLinks);
             for (const WalkProblem& problem : walk_.problems)
                 AddFailure(problem.indexed, problem.reason);
             walk_.problems.clear();
             if (walk_.roots.empty() && !(present.empty() && options_.forgetAfterSeconds >= 0))
                 return Fail("no folder to index could be read");
+            // The index records the folders it was filled from: the media server serves
+            // only files inside them.
+            if (options_.forgetAfterSeconds < 0)
+                for (const std::string& root : walk_.roots)
+                    if (!store_.RecordMediaFolder(root))
+                        return Fail("writing the media index failed: " + store_.error());
             if (!store_.LoadRows(rows_))
                 return Fail("cannot read the media index: " + store_.error());
         } else if (!PlanChanges(present)) {
@@ -308,7 +314,8 @@ private:
                 }
                 parent = anchor->second;
             }
-            WalkPath(walk_, start, parent, options_.thumbnailDir);
+            WalkPath(walk_, start, parent, options_.thumbnailDir,
+                     LinkPolicy{options_.folders, options_.followLinks});
         }
         return true;
     }

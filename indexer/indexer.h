@@ -68,6 +68,9 @@ struct IndexOptions {
     // point found on its parent's device) has its rows hidden, recorded in media_folder,
     // shown again when it returns and deleted once it has been gone this many seconds.
     long long forgetAfterSeconds = -1;
+    // Index files whose symbolic links lead out of `folders` (off: such links are left
+    // out, and the media server refuses to serve them).
+    bool followLinks = false;
 };
 
 struct FailedFile {

@@ -89,6 +89,10 @@ void ReadAudio(const AVStream* stream, ProbedMedia& media) {
     media.channels = parameters->ch_layout.nb_channels;
     media.sampleRate = parameters->sample_rate;
     media.audioBitrate = BitRate(parameters->bit_rate);
+    // Lossless codecs say how many bits their samples carry; PCM codecs imply it.
+    media.bitsPerSample = parameters->bits_per_raw_sample > 0
+                              ? parameters->bits_per_raw_sample
+                              : av_get_bits_per_sample(parameters->codec_id);
 }
 
 void ReadTags(const AVFormatContext* format, const AVStream* audio, ProbedMedia& media) {

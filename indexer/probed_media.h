@@ -21,8 +21,9 @@ struct ProbedMedia {
     int frameRateNum = 0, frameRateDen = 0;
     int64_t videoBitrate = 0, audioBitrate = 0, frameBitrate = 0;
     int channels = 0, sampleRate = 0;
-    int duration = 0;  // whole seconds, rounded to nearest
-    int rotation = 0;  // degrees clockwise, 0..359
+    int bitsPerSample = 0;  // of the audio samples (0: unknown, or a lossy codec)
+    int duration = 0;       // whole seconds, rounded to nearest
+    int rotation = 0;       // degrees clockwise, 0..359
     std::string title, artist, album, genre;
     int track = 0, year = 0;
     std::string date;       // "YYYY-MM-DD hh:mm:ss" or empty

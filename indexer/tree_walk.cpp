@@ -20,7 +20,14 @@ namespace {
 
 class Walker {
 public:
-    Walker(WalkResult& result, std::string skip) : result_(result), skip_(std::move(skip)) {}
+    Walker(WalkResult& result, std::string skip, LinkPolicy links)
+        : result_(result), skip_(std::move(skip)), links_(std::move(links)) {
+        for (std::string& root : links_.roots) {
+            char resolved[PATH_MAX];
+            if (realpath(root.c_str(), resolved) != nullptr)
+                root = resolved;
+        }
+    }
 
     void WalkRoot(const std::string& root) {
         char resolved[PATH_MAX];
@@ -41,6 +48,8 @@ public:
     }
 
     void WalkUnder(const std::string& path, size_t parent) {
+        if (!LinkAllowed(path))
+            return;
         struct stat info {};
         if (stat(path.c_str(), &info) != 0) {
             if (errno != ENOENT && errno != ENOTDIR)
@@ -56,6 +65,24 @@ public:
     }
 
 private:
+    // False for a symbolic link whose target lies outside every media folder, unless
+    // links may lead out of them.
+    bool LinkAllowed(const std::string& path) const {
+        struct stat info {};
+        if (links_.followLinks || lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode))
+            return true;
+        char resolved[PATH_MAX];
+        if (realpath(path.c_str(), resolved) == nullptr)
+            return true;  // a dangling link: stat says it is gone
+        const std::string target = resolved;
+        for (const std::string& root : links_.roots)
+            if (root == "/" || target == root ||
+                (target.size() > root.size() && target.compare(0, root.size(), root) == 0 &&
+                 target[root.size()] == '/'))
+                return true;
+        return false;
+    }
+
     void Problem(const std::string& path, const std::string& reason) {
         result_.problems.push_back({EncodeIndexedPath(path), reason});
     }
@@ -85,6 +112,8 @@ private:
         std::vector<std::pair<std::string, struct stat>> subfolders;
         for (const std::string& name : names) {
             const std::string child = prefix + name;
+            if (!LinkAllowed(child))
+                continue;
             struct stat childInfo {};
             if (stat(child.c_str(), &childInfo) != 0) {
                 if (errno != ENOENT)  // vanished since the listing: simply gone
@@ -107,6 +136,7 @@ private:
     WalkResult& result_;
     std::string skip_;
     std::set<std::pair<dev_t, ino_t>> visited_;
+    LinkPolicy links_;
 };
 
 // The thumbnail cache, with links resolved; empty when there is none.
@@ -117,14 +147,16 @@ std::string ResolvedSkip(const std::string& skip) {
 
 }  // namespace
 
-void WalkPath(WalkResult& result, const std::string& path, size_t parent, const std::string& skip) {
-    Walker walker(result, ResolvedSkip(skip));
+void WalkPath(WalkResult& result, const std::string& path, size_t parent, const std::string& skip,
+              const LinkPolicy& links) {
+    Walker walker(result, ResolvedSkip(skip), links);
     walker.WalkUnder(path, parent);
 }
 
-WalkResult WalkFolders(const std::vector<std::string>& roots, const std::string& skip) {
+WalkResult WalkFolders(const std::vector<std::string>& roots, const std::string& skip,
+                       bool followLinks) {
     WalkResult result;
-    Walker walker(result, ResolvedSkip(skip));
+    Walker walker(result, ResolvedSkip(skip), LinkPolicy{roots, followLinks});
     for (const std::string& root : roots)
         walker.WalkRoot(root);
     return result;

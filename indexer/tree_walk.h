@@ -39,16 +39,28 @@ struct WalkResult {
     std::vector<std::string> roots;     // indexed paths of the folders walked
 };
 
-// Walks each folder of `roots` (made absolute; symbolic links followed, each folder once).
-// Names starting with "." and the folder `skip` (the thumbnail cache) are left out.
-// A root that is not a readable folder is a problem, not a walked root.
-WalkResult WalkFolders(const std::vector<std::string>& roots, const std::string& skip);
+// How symbolic links under the media folders are treated: a link whose target lies
+// outside every folder of `roots` is left out unless `followLinks` (links inside them are
+// followed, each folder once).
+struct LinkPolicy {
+    std::vector<std::string> roots;  // the media folders (made absolute, links resolved)
+    bool followLinks = false;
+};
+
+// Walks each folder of `roots` (made absolute; each folder once; links as `followLinks`
+// says, see LinkPolicy). Names starting with "." and the folder `skip` (the thumbnail
+// cache) are left out. A root that is not a readable folder is a problem, not a walked
+// root.
+WalkResult WalkFolders(const std::vector<std::string>& roots, const std::string& skip,
+                       bool followLinks = false);
 
 // Adds what is at `path` (absolute, links resolved) now to `result`: a folder is walked
 // whole as a child of result.folders[parent] (kNoFolder: as a root of its own), a regular
 // file becomes a file of result.folders[parent]. A path that is gone, or is neither,
-// adds nothing. `skip` as for WalkFolders.
-void WalkPath(WalkResult& result, const std::string& path, size_t parent, const std::string& skip);
+// adds nothing. `skip` as for WalkFolders; links under it as `links` says (its default,
+// no roots and following links, leaves nothing out).
+void WalkPath(WalkResult& result, const std::string& path, size_t parent, const std::string& skip,
+              const LinkPolicy& links = LinkPolicy{{}, true});
 
 }  // namespace calyx_indexer
 

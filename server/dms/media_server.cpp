@@ -25,6 +25,7 @@
 #include "content/query_workers.h"
 #include "content/statement_timeout.h"
 #include "database_setting.h"
+#include "http/connection_policy.h"
 #include "http/media_http.h"
 #include "library_session.h"
 #include "transcode/transcode_http.h"
@@ -52,9 +53,12 @@ public:
     ~ScratchDirectory() {
         if (path_.empty())
             return;
-        for (const char* name :
-             {"description.xml", "ContentDirectory.xml", "ConnectionManager.xml"})
-            g_remove((path_ + "/" + name).c_str());
+        // Only the server writes here: the descriptions and the device icons.
+        if (GDir* dir = g_dir_open(path_.c_str(), 0, nullptr)) {
+            while (const char* name = g_dir_read_name(dir))
+                g_remove((path_ + "/" + name).c_str());
+            g_dir_close(dir);
+        }
         g_rmdir(path_.c_str());
     }
     const std::string& path() const { return path_; }
@@ -152,6 +156,8 @@ int RunMediaServer(const Options& options) {
     // visit travels with its request and counts as a sighting of its client.
     ClientSightings sightings;
     RequestVisits visits(sightings);
+    // First of all, every answer follows the request's connection wishes (a refusal too).
+    ConnectionPolicy connectionPolicy(gupnp_context_get_server(context.get()));
     // The head of each request is judged before its body is read: Host, sizes, access.
     Containment containment(gupnp_context_get_server(context.get()), session.clients(),
                             ClientListPath(), visits, options.limits);
@@ -175,7 +181,8 @@ int RunMediaServer(const Options& options) {
                                       session.texts(), baseUrl, identity.friendlyName);
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
-    ServeMedia(context.get(), catalog);
+    ServedFiles servedFiles(mainConnection.conn, options.limits.followLinks);
+    ServeMedia(context.get(), catalog, servedFiles);
     ServeTranscodes(context.get(), catalog, transcodes);
 
     std::optional<RendererWatch> renderers;
@@ -184,10 +191,12 @@ int RunMediaServer(const Options& options) {
     ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
     // The settings page, only when a password hash is configured (there is no default).
     std::optional<AdminServer> admin;
+    std::optional<ConnectionPolicy> adminConnectionPolicy;
     if (!options.admin.passwordHash.empty()) {
         admin.emplace(session.clients(), session.texts(), sightings, options.admin);
         if (!admin->Start(gupnp_context_get_port(context.get()), error))
             return Fail(error);
+        adminConnectionPolicy.emplace(admin->Server());
         std::cout << "calyx-dms: settings page at " << admin->Url() << std::endl;
     }
 

@@ -120,6 +120,8 @@ void AddIndexCommand(CLI::App& app) {
     cmd->add_option("--thumbnails", o->run.thumbnailDir,
                     "Thumbnail cache folder (default: $XDG_CACHE_HOME/calyx/thumbnails)");
     cmd->add_flag("--no-thumbnails", o->noThumbnails, "Make no thumbnails");
+    cmd->add_flag("--follow-links", o->run.followLinks,
+                  "Index files whose symbolic links lead out of the folders (off: left out)");
     cmd->add_flag("--quiet,-q", o->quiet, "No progress output");
     cmd->add_flag("--json", o->json, "Print the summary as JSON");
     cmd->footer(

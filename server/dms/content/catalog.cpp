@@ -36,6 +36,31 @@ bool ParseId(const std::string& text, long long& id) {
 
 }  // namespace
 
+bool FetchEntry(Calyx::MediaDB& db, Entry& entry) {
+    if (!db.FetchMediaItem(entry.info))
+        return false;
+    entry.bitsPerSample = db.FetchFieldAsInt("bits_per_sample");
+    entry.subtitle = false;
+    ReadItemExtras(db, entry.table, entry.info.id, entry.extras);
+    return true;
+}
+
+const char* SqlTableOf(Calyx::MEDIA_TABLE_TYPE table) {
+    switch (table) {
+        case Calyx::MEDIA_TABLE_MUSIC:
+            return "music";
+        case Calyx::MEDIA_TABLE_VIDEO:
+            return "video";
+        case Calyx::MEDIA_TABLE_DIRECTORY:
+            return "directory";
+        case Calyx::MEDIA_TABLE_PLAYLIST:
+            return "playlist";
+        case Calyx::MEDIA_TABLE_PHOTO:
+            break;
+    }
+    return "photo";
+}
+
 bool ParseObjectId(const std::string& text, ObjectId& out) {
     if (text == "0") {
         out = ObjectId{};
@@ -105,8 +130,6 @@ std::string FormatObjectId(const ObjectId& id) {
 
 namespace {
 
-// Condition of every read: hidden rows belong to a media folder that is gone for now.
-const char kShown[] = "NOT hidden";
 // A subtitle is shown as an item while its video is.
 const char kShownSubtitle[] = "video_path IN (SELECT path FROM video WHERE NOT hidden)";
 
@@ -135,7 +158,7 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
     if (count >= 0)
         return count;
     Calyx::MediaDB db(table, conn_);
-    db.AddCondition(kShown);
+    db.AddCondition(kShownRows);
     db.AddCondition(condition);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
         return -1;
@@ -171,16 +194,15 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
             continue;
         }
         Calyx::MediaDB db(listing.table, conn_);
-        db.AddCondition(kShown);
+        db.AddCondition(kShownRows);
         db.AddCondition(listing.condition);
         if (db.Select(ItemColumns(listing.table), orderBy, static_cast<int>(first),
                       static_cast<int>(wanted), "") < 0)
             return -1;
         entry->table = listing.table;
         while (db.NextRow()) {
-            if (!db.FetchMediaItem(entry->info))
+            if (!FetchEntry(db, *entry))
                 continue;
-            ReadItemExtras(db, listing.table, entry->info.id, entry->extras);
             row(*entry);
             ++handed;
         }
@@ -190,17 +212,13 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
 
 int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
     Calyx::MediaDB db(table, conn_);
-    db.AddCondition(kShown);
+    db.AddCondition(kShownRows);
     db.AddCondition("id = " + std::to_string(id));
     int rows = db.Select(ItemColumns(table), "", 0, 1, "");
     if (rows < 0)
         return -1;
     entry.table = table;
-    entry.subtitle = false;
-    if (rows == 0 || !db.NextRow() || !db.FetchMediaItem(entry.info))
-        return 0;
-    ReadItemExtras(db, table, id, entry.extras);
-    return 1;
+    return rows > 0 && db.NextRow() && FetchEntry(db, entry) ? 1 : 0;
 }
 
 long long Catalog::CountSubtitles(const std::string& condition) {

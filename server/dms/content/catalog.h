@@ -33,6 +33,9 @@ std::string ContainerIdOf(Calyx::MEDIA_TABLE_TYPE table);
 char TableLetter(Calyx::MEDIA_TABLE_TYPE table);
 bool TableOfLetter(char letter, Calyx::MEDIA_TABLE_TYPE& table);
 
+// Condition of every read: hidden rows belong to a media folder that is gone for now.
+inline constexpr char kShownRows[] = "NOT hidden";
+
 // One source of children: the rows of `table` that pass `condition` (SQL, may be ""), or
 // with `subtitles` the subtitle files of videos that pass it.
 struct Listing {
@@ -41,21 +44,30 @@ struct Listing {
     bool subtitles = false;
 };
 
+// The SQL name of a table of the index ("music", "video", "photo", "directory", "playlist").
+const char* SqlTableOf(Calyx::MEDIA_TABLE_TYPE table);
+
 // A container whose update id changed, as ContainerUpdateIDs names it.
 struct ContainerUpdate {
     std::string container;
     long long updateId;
 };
 
-// A row of the index with the table it came from and what the index holds beside it. A
-// subtitle shown as an item has `subtitle` set, the video table, its id, folder, path and
-// size in `info` and its facts as the one entry of `extras.subtitles`.
+// A row of the index with the table it came from, the columns the record has no field
+// for, and what the index holds beside it. A subtitle shown as an item has `subtitle` set,
+// the video table, its id, folder, path and size in `info` and its facts as the one entry
+// of `extras.subtitles`.
 struct Entry {
     Calyx::MEDIA_TABLE_TYPE table;
     ZEVO_MEDIA_INFO info;
+    int bitsPerSample = 0;  // of the audio samples (0: unknown or a lossy codec)
     ItemExtras extras;
     bool subtitle = false;
 };
+
+// The current row of `db` (a Select of ItemColumns(entry.table)) into `entry.info`, the
+// columns beyond the record and the row's extras; false when the row cannot be read.
+bool FetchEntry(Calyx::MediaDB& db, Entry& entry);
 
 // The last SystemUpdateID read, and the row counts and container update ids seen since,
 // shared by the catalogs of every connection: the update id is read at most once per
@@ -94,12 +106,20 @@ public:
     long long Page(const std::vector<Listing>& listings, const std::string& orderBy,
                    long long offset, long long limit, const std::function<void(const Entry&)>& row,
                    long long& total);
+    // The rows of all `listings` as one list in `orderBy` order (over the columns title,
+    // date and id; ties between tables in table order): a folder's songs, videos and photos
+    // together. Counts, paging and the result as for Page.
+    long long MergedPage(const std::vector<Listing>& listings, const std::string& orderBy,
+                         long long offset, long long limit,
+                         const std::function<void(const Entry&)>& row, long long& total);
     // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
     // the update id is next read, so a count may be up to a stamp period old. Hidden rows
     // (of a media folder that is gone for the moment) are never counted, listed or found.
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
-    // The row `id` of `table` (hidden rows left out) with its extras. 0 when there is
-    // none, -1 when the query fails, 1 found.
+    // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
+    int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
+    // The same, with the columns beyond the record and the row's extras; `entry.table` is
+    // set to `table`.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry);
     // The subtitle file `id`, as Entry describes it; as Find.
     int FindSubtitle(long long id, Entry& entry);

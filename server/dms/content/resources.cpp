@@ -84,6 +84,8 @@ bool IsPhoto(const Entry& entry) {
 // Whether the client is to see a candidate of this kind (before the original's place is
 // settled).
 bool Wanted(const Resource& r, const ClientVisit& visit) {
+    if (r.role == Resource::Role::kOriginal)
+        return true;  // the file, or the form that stands in its place
     switch (r.kind) {
         case Resource::Kind::kThumbnail:
             return HasOption(visit, Calyx::Agent::AGENT_CAPOPT_XMRES);
@@ -219,7 +221,6 @@ std::vector<Resource> ChooseResources(const Entry& entry, std::vector<Resource> 
             if (r.kind == Resource::Kind::kFile && r.features.find("DLNA.ORG_PN=JPEG_") != 0) {
                 Resource replacement = *large;
                 replacement.role = r.role;
-                replacement.kind = Resource::Kind::kFile;
                 r = std::move(replacement);
                 candidates.erase(large);
                 break;

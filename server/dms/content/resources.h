@@ -38,6 +38,9 @@ struct Resource {
     std::string features;  // fourth field ("DLNA.ORG_PN=...;DLNA.ORG_OP=..." or "*")
     // Attributes of the element in print order (duration, size, resolution, ...).
     std::vector<std::pair<std::string, std::string>> attributes;
+    // Attributes already escaped, each with a leading blank, printed after `attributes`
+    // (the DIDL writer's metadata of the file's own res).
+    std::string rawAttributes;
 };
 
 // A picture announced as upnp:albumArtURI, with its dlna:profileID.

@@ -20,7 +20,8 @@ const Column kTextColumns[] = {
     {"upnp:album", "album"}, {"upnp:genre", "genre"},
 };
 
-const Column kSortColumns[] = {{"dc:title", "title"}, {"dc:date", "date"}};
+// Titles sort by the index's title collation (case, accents and numbers as people expect).
+const Column kSortColumns[] = {{"dc:title", "title COLLATE calyx_title"}, {"dc:date", "date"}};
 
 const char* ColumnOf(const Column* begin, const Column* end, const std::string& property) {
     for (const Column* c = begin; c != end; ++c)
@@ -180,7 +181,7 @@ bool SortToSql(const std::string& sortCriteria, std::string& orderBy) {
             return false;
         orderBy += std::string(column) + (descending ? " DESC, " : " ASC, ");
     }
-    orderBy += orderBy.empty() ? "title ASC, id ASC" : "id ASC";
+    orderBy += orderBy.empty() ? "title COLLATE calyx_title ASC, id ASC" : "id ASC";
     return true;
 }
 

@@ -24,7 +24,17 @@ enum class ExtraKind { kCover, kLarge, kSubtitle };
 
 struct ExtraHandler {
     Catalog* catalog;
+    ServedFiles* files;
     ExtraKind kind;
+};
+
+// A file to send: where it is, whether it lies in the media folders (else in the cache of
+// pictures the indexer made), and how it is announced.
+struct ExtraFile {
+    std::string path;
+    bool media = false;
+    long long size = 0, mtime = 0;  // as indexed, for a media file (0: not compared)
+    FileAnnouncement announce;
 };
 
 void Fail(SoupServerMessage* msg, guint status) {
@@ -47,7 +57,9 @@ std::string Stem(const std::string& name) {
 
 // "<letter>/<id>/<form>" of a cover URL: the file it names, and how it is announced.
 int CoverFile(Catalog& catalog, const std::vector<std::string>& parts, const ClientVisit& visit,
-              std::string& file, FileAnnouncement& announce) {
+              ExtraFile& out) {
+    std::string& file = out.path;
+    FileAnnouncement& announce = out.announce;
     Calyx::MEDIA_TABLE_TYPE table = Calyx::MEDIA_TABLE_DIRECTORY;
     long long id = 0;
     if (parts.size() != 3 || parts[0].size() != 1 || !ParseNumber(parts[1], id) ||
@@ -69,6 +81,7 @@ int CoverFile(Catalog& catalog, const std::vector<std::string>& parts, const Cli
                             ";" + kInteractiveFlags;
     } else if (form == "orig") {
         file = cover.original;
+        out.media = parts[0] == "d";  // a folder's cover file; a song's picture is extracted
         announce.contentType = cover.mime;
         const std::string pn = PictureProfile(cover.mime, cover.width, cover.height);
         announce.features =
@@ -77,8 +90,9 @@ int CoverFile(Catalog& catalog, const std::vector<std::string>& parts, const Cli
     return file.empty() ? 0 : 1;
 }
 
-int LargeFile(Catalog& catalog, const std::vector<std::string>& parts, std::string& file,
-              FileAnnouncement& announce) {
+int LargeFile(Catalog& catalog, const std::vector<std::string>& parts, ExtraFile& out) {
+    std::string& file = out.path;
+    FileAnnouncement& announce = out.announce;
     long long id = 0;
     if (parts.size() != 2 || parts[0] != "p" || !ParseNumber(Stem(parts[1]), id))
         return 0;
@@ -94,7 +108,9 @@ int LargeFile(Catalog& catalog, const std::vector<std::string>& parts, std::stri
 }
 
 int SubtitleFile(Catalog& catalog, const std::vector<std::string>& parts, const ClientVisit& visit,
-                 std::string& file, FileAnnouncement& announce) {
+                 ExtraFile& out) {
+    std::string& file = out.path;
+    FileAnnouncement& announce = out.announce;
     long long id = 0;
     if (parts.size() != 1 || !ParseNumber(Stem(parts[0]), id) || visit.checker->m_isMusicOnly)
         return 0;
@@ -103,6 +119,8 @@ int SubtitleFile(Catalog& catalog, const std::vector<std::string>& parts, const 
     if (found <= 0)
         return found;
     file = FilePathOf(entry->info);
+    out.media = true;
+    out.size = entry->info.filesize;
     announce.interactive = true;
     announce.contentType = SubtitleMime(entry->extras.subtitles.front().format);
     return 1;
@@ -124,30 +142,36 @@ void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, g
     if (rest.find("//") != std::string::npos || rest.empty() || rest.back() == '/')
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
     const std::vector<std::string> parts = Calyx::StringExplode(rest, "/");
-    std::string file;
-    FileAnnouncement announce;
+    ExtraFile extra;
     int found = 0;
     switch (handler->kind) {
         case ExtraKind::kCover:
-            found = CoverFile(*handler->catalog, parts, *visit, file, announce);
+            found = CoverFile(*handler->catalog, parts, *visit, extra);
             break;
         case ExtraKind::kLarge:
-            found = LargeFile(*handler->catalog, parts, file, announce);
+            found = LargeFile(*handler->catalog, parts, extra);
             break;
         case ExtraKind::kSubtitle:
-            found = SubtitleFile(*handler->catalog, parts, *visit, file, announce);
+            found = SubtitleFile(*handler->catalog, parts, *visit, extra);
             break;
     }
     if (found < 0)
         return Fail(msg, SOUP_STATUS_SERVICE_UNAVAILABLE);
     if (found == 0)
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
-    SendFile(msg, file, announce, head);
+    struct stat st;
+    unsigned refused = 0;
+    const int fd = extra.media
+                       ? handler->files->OpenMedia(extra.path, extra.size, extra.mtime, st, refused)
+                       : ServedFiles::OpenThumbnail(extra.path, st, refused);
+    if (fd < 0)
+        return Fail(msg, refused);
+    SendFile(msg, fd, st, extra.announce, head);
 }
 
 }  // namespace
 
-void ServeExtraFiles(GUPnPContext* context, Catalog& catalog) {
+void ServeExtraFiles(GUPnPContext* context, Catalog& catalog, ServedFiles& files) {
     const struct {
         const char* prefix;
         ExtraKind kind;
@@ -158,7 +182,7 @@ void ServeExtraFiles(GUPnPContext* context, Catalog& catalog) {
         std::string prefix = h.prefix;
         prefix.pop_back();  // the handler path has no trailing "/"
         gupnp_context_add_server_handler(
-            context, FALSE, prefix.c_str(), Serve, new ExtraHandler{&catalog, h.kind},
+            context, FALSE, prefix.c_str(), Serve, new ExtraHandler{&catalog, &files, h.kind},
             [](gpointer data) { delete static_cast<ExtraHandler*>(data); });
     }
 }

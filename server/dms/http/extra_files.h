@@ -8,11 +8,14 @@
 #include <libgupnp/gupnp.h>
 
 #include "content/catalog.h"
+#include "http/served_file.h"
 
 namespace calyx_dms {
 
-// Adds the three handlers to `context`; `catalog` must outlive it.
-void ServeExtraFiles(GUPnPContext* context, Catalog& catalog);
+// Adds the three handlers to `context`; `catalog` and `files` must outlive it. Pictures the
+// indexer made are opened as thumbnails are, files of the media folders (a cover file, a
+// subtitle) as media are.
+void ServeExtraFiles(GUPnPContext* context, Catalog& catalog, ServedFiles& files);
 
 }  // namespace calyx_dms
 

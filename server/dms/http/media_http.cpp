@@ -16,6 +16,7 @@
 #include "content/resources.h"
 #include "http/byte_range.h"
 #include "http/extra_files.h"
+#include "http/served_file.h"
 
 namespace calyx_dms {
 
@@ -93,7 +94,8 @@ void AnnounceCaption(SoupServerMessage* msg, const Entry& entry, const ClientVis
                                  url.c_str());
 }
 
-void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool thumbnail) {
+void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, ServedFiles& files,
+                bool thumbnail) {
     bool head = false;
     if (!AcceptGetOrHead(msg, head))
         return;
@@ -107,27 +109,35 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, bool
     int found = catalog.Find(entry->table, id, *entry);
     if (found < 0)
         return Fail(msg, SOUP_STATUS_SERVICE_UNAVAILABLE);
-    std::string file = thumbnail ? std::string(entry->info.thumbnail) : FilePathOf(entry->info);
+    const ZEVO_MEDIA_INFO& info = entry->info;
+    std::string file = thumbnail ? std::string(info.thumbnail) : FilePathOf(info);
     if (found == 0 || file.empty() || (thumbnail && entry->table == Calyx::MEDIA_TABLE_MUSIC))
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
+    struct stat st;
+    unsigned refused = 0;
+    const int fd = thumbnail ? ServedFiles::OpenThumbnail(file, st, refused)
+                             : files.OpenMedia(file, info.filesize, info.mdate, st, refused);
+    if (fd < 0)
+        return Fail(msg, refused);
     FileAnnouncement announce;
     announce.interactive = thumbnail || entry->table == Calyx::MEDIA_TABLE_PHOTO;
-    announce.contentType = thumbnail ? "image/jpeg" : MimeOf(entry->info);
+    announce.contentType = thumbnail ? "image/jpeg" : MimeOf(info);
     announce.features = thumbnail ? std::string("DLNA.ORG_PN=JPEG_TN;") + kInteractiveFlags
                                   : DlnaFeatures(*entry, *visit);
     if (!thumbnail && entry->table == Calyx::MEDIA_TABLE_VIDEO)
         AnnounceCaption(msg, *entry, *visit);
-    SendFile(msg, file, announce, head);
+    SendFile(msg, fd, st, announce, head);
 }
 
 struct Handler {
     Catalog* catalog;
+    ServedFiles* files;
     bool thumbnail;
 };
 
 void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
     Handler* h = static_cast<Handler*>(data);
-    HandleFile(msg, path, *h->catalog, h->thumbnail);
+    HandleFile(msg, path, *h->catalog, *h->files, h->thumbnail);
 }
 
 }  // namespace
@@ -143,14 +153,10 @@ bool AcceptGetOrHead(SoupServerMessage* msg, bool& head) {
     return false;
 }
 
-void SendFile(SoupServerMessage* msg, const std::string& file, const FileAnnouncement& announce,
-              bool head) {
+void SendFile(SoupServerMessage* msg, int fd, const struct stat& st,
+              const FileAnnouncement& announce, bool head) {
     auto transfer = std::make_unique<Transfer>();
-    transfer->fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat st;
-    if (transfer->fd < 0 || fstat(transfer->fd, &st) != 0 || !S_ISREG(st.st_mode))
-        return Fail(msg, SOUP_STATUS_NOT_FOUND);
-
+    transfer->fd = fd;
     SoupMessageHeaders* request = soup_server_message_get_request_headers(msg);
     SoupMessageHeaders* response = soup_server_message_get_response_headers(msg);
     const char* rangeHeader = soup_message_headers_get_one(request, "Range");
@@ -193,15 +199,15 @@ void SendFile(SoupServerMessage* msg, const std::string& file, const FileAnnounc
     SendNextPiece(msg, t);
 }
 
-void ServeMedia(GUPnPContext* context, Catalog& catalog) {
+void ServeMedia(GUPnPContext* context, Catalog& catalog, ServedFiles& files) {
     for (bool thumbnail : {false, true}) {
         std::string prefix = thumbnail ? kThumbPrefix : kMediaPrefix;
         prefix.pop_back();  // the handler path has no trailing "/"
         gupnp_context_add_server_handler(context, FALSE, prefix.c_str(), Serve,
-                                         new Handler{&catalog, thumbnail},
+                                         new Handler{&catalog, &files, thumbnail},
                                          [](gpointer data) { delete static_cast<Handler*>(data); });
     }
-    ServeExtraFiles(context, catalog);
+    ServeExtraFiles(context, catalog, files);
 }
 
 }  // namespace calyx_dms

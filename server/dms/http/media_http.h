@@ -4,16 +4,18 @@
 #define CALYX_DMS_MEDIA_HTTP_H
 
 #include <libgupnp/gupnp.h>
+#include <sys/stat.h>
 
 #include <string>
 
 #include "content/catalog.h"
+#include "http/served_file.h"
 
 namespace calyx_dms {
 
 // Adds the handlers of media, thumbnails, covers, large photos and subtitles to `context`;
-// `catalog` must outlive it.
-void ServeMedia(GUPnPContext* context, Catalog& catalog);
+// `catalog` and `files` must outlive it.
+void ServeMedia(GUPnPContext* context, Catalog& catalog, ServedFiles& files);
 
 // How a file is announced in its response.
 struct FileAnnouncement {
@@ -25,10 +27,10 @@ struct FileAnnouncement {
 // False, with 405 answered, for a method other than GET and HEAD; `head` says which.
 bool AcceptGetOrHead(SoupServerMessage* msg, bool& head);
 
-// Answers with the file at `file` (404 when it is not a regular file that opens): the
-// whole file or a byte range, sent in pieces.
-void SendFile(SoupServerMessage* msg, const std::string& file, const FileAnnouncement& announce,
-              bool head);
+// Answers with the open file `fd` (taken over; `st` its status): the whole file or a byte
+// range, sent in pieces.
+void SendFile(SoupServerMessage* msg, int fd, const struct stat& st,
+              const FileAnnouncement& announce, bool head);
 
 }  // namespace calyx_dms
 

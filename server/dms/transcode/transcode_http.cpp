@@ -8,6 +8,7 @@
 
 #include "calyx/core.h"
 #include "clients/request_visits.h"
+#include "common/body_encoding.h"
 #include "common/server_paths.h"
 #include "content/media_facts.h"
 #include "transcode/time_seek.h"
@@ -90,10 +91,7 @@ void HandleTranscode(SoupServerMessage* msg, const char* path, Catalog& catalog,
         return Fail(msg, SOUP_STATUS_REQUESTED_RANGE_NOT_SATISFIABLE);
     }
     if (head) {
-        soup_message_headers_set_encoding(response,
-                                          soup_server_message_get_http_version(msg) == SOUP_HTTP_1_0
-                                              ? SOUP_ENCODING_EOF
-                                              : SOUP_ENCODING_CHUNKED);
+        StreamWithoutLength(msg);
         soup_server_message_set_status(msg, SOUP_STATUS_OK, nullptr);
         return;
     }

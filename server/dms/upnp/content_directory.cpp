@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <vector>
@@ -182,6 +183,42 @@ long long WritePage(Catalog& catalog, DidlWriter& didl, const std::vector<Listin
         [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, total);
 }
 
+// A folder's page: its subfolders first, then its songs, videos and photos ordered
+// together as one list. The number of rows, or -1 when a query failed.
+long long WriteFolderPage(Catalog& catalog, DidlWriter& didl, long long id,
+                          const ClientVisit& visit, const PageRequest& page,
+                          const std::string& parentId, long long& total) {
+    std::vector<Listing> items = DirectoryListings(id, visit);
+    const std::vector<Listing> folders(items.begin(), items.begin() + 1);
+    items.erase(items.begin());
+    // Subtitle items come last, after the media they belong to.
+    std::vector<Listing> subtitles;
+    for (auto it = items.begin(); it != items.end();) {
+        if (it->subtitles) {
+            subtitles.push_back(*it);
+            it = items.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    const long long handed = WritePage(catalog, didl, folders, page, parentId, total);
+    if (handed < 0 || items.empty())
+        return handed;
+    long long itemTotal = 0;
+    const long long more = catalog.MergedPage(
+        items, page.orderBy, std::max(0LL, page.offset - total), page.limit - handed,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, itemTotal);
+    total += itemTotal;
+    if (more < 0 || subtitles.empty())
+        return more < 0 ? -1 : handed + more;
+    long long subtitleTotal = 0;
+    const long long last = catalog.Page(
+        subtitles, "", std::max(0LL, page.offset - total), page.limit - handed - more,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, subtitleTotal);
+    total += subtitleTotal;
+    return last < 0 ? -1 : handed + more + last;
+}
+
 // The library's share of the request: identification, video profiles and formatting,
 // against everything from the request read to the answer made.
 void LogTiming(const char* action, const ClientVisit& visit, long long returned) {
@@ -355,8 +392,8 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
         } else if (ok && (object.kind == ObjectId::kItem || object.kind == ObjectId::kSubtitle)) {
             return PageAnswer::Error(710, "No such container");
         } else if (ok) {
-            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit), request.page,
-                                 FormatObjectId(object), total);
+            returned = WriteFolderPage(catalog, didl, object.id, visit, request.page,
+                                       FormatObjectId(object), total);
             ok = returned >= 0;
         }
     }

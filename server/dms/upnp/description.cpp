@@ -5,6 +5,7 @@
 #include "calyx/core.h"
 #include "calyx/version.h"
 #include "common/server_paths.h"
+#include "upnp/device_icons.h"
 #include "upnp/scpd.h"
 
 namespace calyx_dms {
@@ -33,7 +34,7 @@ std::string DeviceDescription(const DeviceIdentity& id) {
            Element("modelDescription", "calyx-dms reference media server") +
            Element("modelName", id.modelName) + Element("modelNumber", CALYX_VERSION_STRING) +
            Element("serialNumber", id.serialNumber) + Element("UDN", id.udn) +
-           "<dlna:X_DLNADOC>DMS-1.50</dlna:X_DLNADOC><serviceList>" +
+           "<dlna:X_DLNADOC>DMS-1.50</dlna:X_DLNADOC>" + IconListElement() + "<serviceList>" +
            Service("urn:schemas-upnp-org:service:ContentDirectory:1",
                    "urn:upnp-org:serviceId:ContentDirectory", "/ContentDirectory.xml",
                    kContentDirectoryControl, "/ContentDirectory/events") +
@@ -60,7 +61,8 @@ bool WriteDescriptions(const std::string& directory, const DeviceIdentity& ident
                        std::string& error) {
     return WriteFile(directory + kDescriptionPath, DeviceDescription(identity), error) &&
            WriteFile(directory + "/ContentDirectory.xml", ContentDirectoryScpd(), error) &&
-           WriteFile(directory + "/ConnectionManager.xml", ConnectionManagerScpd(), error);
+           WriteFile(directory + "/ConnectionManager.xml", ConnectionManagerScpd(), error) &&
+           WriteDeviceIcons(directory, error);
 }
 
 }  // namespace calyx_dms

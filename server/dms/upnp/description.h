@@ -1,5 +1,5 @@
-// The device description and the two service descriptions, written into a private
-// directory that the UPnP stack serves.
+// The device description with its icons and the two service descriptions, written into a
+// private directory that the UPnP stack serves.
 #ifndef CALYX_DMS_DESCRIPTION_H
 #define CALYX_DMS_DESCRIPTION_H
 
@@ -15,8 +15,8 @@ struct DeviceIdentity {
     std::string udn;
 };
 
-// Writes "description.xml", "ContentDirectory.xml" and "ConnectionManager.xml" into
-// `directory`. False with `error` set when a file cannot be written.
+// Writes "description.xml", "ContentDirectory.xml", "ConnectionManager.xml" and the
+// device icons into `directory`. False with `error` set when a file cannot be written.
 bool WriteDescriptions(const std::string& directory, const DeviceIdentity& identity,
                        std::string& error);
 

@@ -9,6 +9,7 @@
 #include "common/library_clock.h"
 #include "common/server_paths.h"
 #include "content/media_facts.h"
+#include "upnp/didl_metadata.h"
 
 namespace calyx_dms {
 
@@ -41,7 +42,7 @@ void WriteResources(std::string& out, const std::vector<Resource>& res) {
             "<res protocolInfo=\"http-get:*:" + Escaped(r.mime) + ":" + Escaped(r.features) + "\"";
         for (const auto& [name, value] : r.attributes)
             out += " " + name + "=\"" + Escaped(value) + "\"";
-        out += ">" + Escaped(r.url) + "</res>";
+        out += r.rawAttributes + ">" + Escaped(r.url) + "</res>";
     }
 }
 
@@ -121,18 +122,7 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
     out_ += "<item id=\"" + id + "\" parentID=\"" + Escaped(parentId) +
             "\" restricted=\"1\"><dc:title>" + Title(title) + "</dc:title><upnp:class>" +
             UpnpClassOf(entry.table) + "</upnp:class>";
-    if (info.artist[0])
-        out_ += "<upnp:artist>" + Escaped(info.artist) + "</upnp:artist><dc:creator>" +
-                Escaped(info.artist) + "</dc:creator>";
-    if (info.album[0])
-        out_ += "<upnp:album>" + Escaped(info.album) + "</upnp:album>";
-    if (info.genre[0])
-        out_ += "<upnp:genre>" + Escaped(info.genre) + "</upnp:genre>";
-    {
-        LibraryTimer timer(visit_.libraryNanos);
-        if (info.date[0])
-            out_ += "<dc:date>" + Escaped(Calyx::DMSFormatUPNPDate(info.date)) + "</dc:date>";
-    }
+    out_ += ItemElements(entry, visit_.libraryNanos);
     AlbumArtElements(AlbumArtFor(entry, baseUrl_, visit_));
     // The transcoded forms stand beside the file (xmres) or in its place (ResourcesFor).
     std::vector<TranscodeOffer> transcodes;
@@ -144,8 +134,13 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
     alternatives.reserve(transcodes.size());
     for (const TranscodeOffer& offer : transcodes)
         alternatives.push_back(TranscodedRes(offer, info));
-    const std::vector<Resource> res =
-        ResourcesFor(entry, baseUrl_, visit_, std::move(alternatives));
+    std::vector<Resource> res = ResourcesFor(entry, baseUrl_, visit_, std::move(alternatives));
+    // The file's own res carries what the index knows of it (didl_metadata).
+    for (Resource& r : res)
+        if (r.kind == Resource::Kind::kFile) {
+            r.attributes.clear();
+            r.rawAttributes = ResAttributes(entry, visit_.libraryNanos);
+        }
     WriteResources(out_, res);
     // Samsung's players read a video's subtitles from elements of their own.
     if (visit_.checker->m_isSamsungTV)

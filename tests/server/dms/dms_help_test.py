@@ -24,7 +24,9 @@ def main():
     for option in ("--config", "--interface", "--port", "--friendly-name", "--language",
                    "--profiles", "--database", "--log", "--log-level", "--deny-new-clients", "--no-discovery",
                    "--save-interval", "--admin-address", "--admin-port", "--admin-password-hash",
-                   "--hash-password", "--transcodes", "--transcoder"):
+                   "--hash-password", "--transcodes", "--transcoder", "--host-name",
+                   "--max-clients", "--log-collapse-interval", "--statement-timeout",
+                   "--follow-links", "--admin-allow-remote", "--admin-login-interval"):
         if option not in result.stdout:
             fail("--help does not mention " + option)
     # --hash-password needs no other setting; an empty password is refused.

@@ -187,10 +187,16 @@ class Lab:
             os.path.join(self.source, "sql/media_index.sql"), env=env)
 
     def insert(self, table, **columns):
-        """Inserts one row and returns its id."""
+        """Inserts one row and returns its id. A row naming a file of the lab records the
+        file's folder as a media folder, as the indexer records the folders it was given:
+        the server serves only files inside them."""
         names = ", ".join(columns)
         values = ", ".join(sql_literal(v) for v in columns.values())
         out = self.psql("INSERT INTO %s (%s) VALUES (%s) RETURNING id" % (table, names, values))
+        path = columns.get("path")
+        if path and path.startswith(self.tmp + "/"):
+            self.psql("INSERT INTO media_folder (path) VALUES (%s) ON CONFLICT (path) DO NOTHING"
+                      % sql_literal(encode_path(os.path.dirname(path))))
         return int(out.split()[0])
 
     def make_media(self):
@@ -235,16 +241,17 @@ class Lab:
         return ids
 
     # --- the server --------------------------------------------------------------------
-    def start_server(self, *extra, drop_env=(), log_level=2, profiles=None):
+    def start_server(self, *extra, drop_env=(), log_level=2, profiles=None, env_extra=None):
         """Starts calyx-dms in the server namespace (environment variables in `drop_env`
-        left out; the shipped profile list unless `profiles` names another) and waits
-        until it serves."""
+        left out, those of `env_extra` added; the shipped profile list unless `profiles`
+        names another) and waits until it serves."""
         log = os.path.join(self.tmp, "server.out")
         # TMPDIR: the server's own temporary folder stays in the lab's, even after a kill.
         env = dict(os.environ, CALYX_ROOT=self.root, TMPDIR=self.tmp,
                    PGOPTIONS="-c search_path=%s" % self.schema)
         for name in drop_env:
             env.pop(name, None)
+        env.update(env_extra or {})
         args = ["ip", "netns", "exec", self.server_ns, self.server_binary, "--interface",
                 "br0", "--port", str(PORT), "--profiles",
                 profiles or os.path.join(self.source, "data/profiles.json"), "--log",

@@ -79,9 +79,9 @@ TEST(SearchCriteria, BoundedInLengthAndRelations) {
 TEST(SortCriteria, TitleAndDate) {
     std::string order;
     ASSERT_TRUE(SortToSql("", order));
-    EXPECT_EQ(order, "title ASC, id ASC");
+    EXPECT_EQ(order, "title COLLATE calyx_title ASC, id ASC");
     ASSERT_TRUE(SortToSql("-dc:date,+dc:title", order));
-    EXPECT_EQ(order, "date DESC, title ASC, id ASC");
+    EXPECT_EQ(order, "date DESC, title COLLATE calyx_title ASC, id ASC");
     EXPECT_FALSE(SortToSql("+upnp:artist", order));
     EXPECT_FALSE(SortToSql("+dc:title;DROP TABLE video", order));
 }
