@@ -7,29 +7,30 @@ namespace {
 
 constexpr char kOptionsTest[] = "dms_client_options";
 constexpr char kTranscodeTest[] = "dms_transcode";
+constexpr char kFamiliesTest[] = "dms_device_families";
 
 }  // namespace
 
 const std::vector<DmsEffect>& DmsEffects() {
     static const std::vector<DmsEffect> effects = {
         {"dlna", true,
-         "no change: every client gets DLNA-conformant DIDL-Lite and headers (DLNA.ORG_PN, "
-         "flags), which other UPnP clients read as well",
+         "no change: answers carry the DLNA.ORG_* fields for every client, and clients that do "
+         "not read them ignore them",
          "the same answers", kOptionsTest},
-        {"xbox", true, "no change: the family's needs are given by its profile's options",
-         "the same answers", kOptionsTest},
-        {"msclient", true, "no change: the family's needs are given by its profile's options",
-         "the same answers", kOptionsTest},
-        {"wmp", true, "no change: the family's needs are given by its profile's options",
-         "the same answers", kOptionsTest},
-        {"roku", true, "no change: the family's needs are given by its profile's options",
+        {"xbox", true,
+         "no change: the media receiver registrar, the well-known container ids and the other "
+         "model name are given to every client (see Agent types)",
+         "the same answers", kFamiliesTest},
+        {"msclient", true, "no change: as `xbox`", "the same answers", kFamiliesTest},
+        {"wmp", true, "no change: as `xbox`", "the same answers", kFamiliesTest},
+        {"roku", true,
+         "no change: these players read the standard ContentDirectory answers every client gets",
          "the same answers", kOptionsTest},
         {"musiconly", true,
-         "no Video container and no videos: Browse and Search of them answer 701 and 710, their "
-         "URLs 404",
-         "every container", "dms_sample_clients"},
-        {"wdtvlive", true, "no change: the family's needs are given by its profile's options",
-         "the same answers", kOptionsTest},
+         "no Video and no Photo container, no videos and photos anywhere (701; a Search in them "
+         "710; their URLs 404)",
+         "every container", kFamiliesTest},
+        {"wdtvlive", true, "no change: as `roku`", "the same answers", kOptionsTest},
         {"samsungtv", true,
          "with `videosrt`, a video's subtitles also as `sec:CaptionInfoEx` elements "
          "(`sec:type` the format)",

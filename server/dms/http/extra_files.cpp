@@ -12,6 +12,7 @@
 #include "clients/client_road.h"
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
+#include "content/client_view.h"
 #include "content/media_facts.h"
 #include "content/resources.h"
 #include "http/media_http.h"
@@ -65,7 +66,7 @@ int CoverFile(Catalog& catalog, const std::vector<std::string>& parts, const Cli
     if (parts.size() != 3 || parts[0].size() != 1 || !ParseNumber(parts[1], id) ||
         (parts[0] != "d" && !TableOfLetter(parts[0][0], table)))
         return 0;
-    if (visit.checker->m_isMusicOnly && table == Calyx::MEDIA_TABLE_VIDEO)
+    if (HiddenFrom(visit, table))
         return 0;
     auto entry = std::make_unique<Entry>();
     const int found = catalog.Find(table, id, *entry);
@@ -90,11 +91,13 @@ int CoverFile(Catalog& catalog, const std::vector<std::string>& parts, const Cli
     return file.empty() ? 0 : 1;
 }
 
-int LargeFile(Catalog& catalog, const std::vector<std::string>& parts, ExtraFile& out) {
+int LargeFile(Catalog& catalog, const std::vector<std::string>& parts, const ClientVisit& visit,
+              ExtraFile& out) {
     std::string& file = out.path;
     FileAnnouncement& announce = out.announce;
     long long id = 0;
-    if (parts.size() != 2 || parts[0] != "p" || !ParseNumber(Stem(parts[1]), id))
+    if (parts.size() != 2 || parts[0] != "p" || !ParseNumber(Stem(parts[1]), id) ||
+        HiddenFrom(visit, Calyx::MEDIA_TABLE_PHOTO))
         return 0;
     auto entry = std::make_unique<Entry>();
     const int found = catalog.Find(Calyx::MEDIA_TABLE_PHOTO, id, *entry);
@@ -112,7 +115,8 @@ int SubtitleFile(Catalog& catalog, const std::vector<std::string>& parts, const 
     std::string& file = out.path;
     FileAnnouncement& announce = out.announce;
     long long id = 0;
-    if (parts.size() != 1 || !ParseNumber(Stem(parts[0]), id) || visit.checker->m_isMusicOnly)
+    if (parts.size() != 1 || !ParseNumber(Stem(parts[0]), id) ||
+        HiddenFrom(visit, Calyx::MEDIA_TABLE_VIDEO))
         return 0;
     auto entry = std::make_unique<Entry>();
     const int found = catalog.FindSubtitle(id, *entry);
@@ -149,7 +153,7 @@ void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, g
             found = CoverFile(*handler->catalog, parts, *visit, extra);
             break;
         case ExtraKind::kLarge:
-            found = LargeFile(*handler->catalog, parts, extra);
+            found = LargeFile(*handler->catalog, parts, *visit, extra);
             break;
         case ExtraKind::kSubtitle:
             found = SubtitleFile(*handler->catalog, parts, *visit, extra);
