@@ -148,6 +148,12 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
             if (r.kind == Resource::Kind::kSubtitle)
                 out_ += "<sec:CaptionInfoEx sec:type=\"" + Escaped(Calyx::FileGetFileExt(r.url)) +
                         "\">" + Escaped(r.url) + "</sec:CaptionInfoEx>";
+    if (entry.table == Calyx::MEDIA_TABLE_VIDEO) {
+        auto position = resumePositions_.find(info.id);
+        if (position != resumePositions_.end())
+            out_ += "<sec:dcmInfo xmlns:sec=\"http://www.sec.co.kr/\">BM=" +
+                    std::to_string(position->second) + "</sec:dcmInfo>";
+    }
     out_ += "</item>";
 }
 

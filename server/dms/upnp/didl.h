@@ -4,6 +4,8 @@
 #define CALYX_DMS_DIDL_H
 
 #include <string>
+#include <unordered_map>
+#include <utility>
 
 #include <vector>
 
@@ -26,6 +28,11 @@ public:
     void Folder(const Entry& entry, const std::string& parentId, const std::string& title);
     // An item of a media row, or of a subtitle file (Entry::subtitle).
     void Item(const Entry& entry, const std::string& parentId);
+    // Video id -> seconds: videos with a position carry it as `sec:dcmInfo` "BM=<seconds>",
+    // where Samsung televisions read the point to resume from.
+    void SetResumePositions(std::unordered_map<long long, long long> positions) {
+        resumePositions_ = std::move(positions);
+    }
     // The whole document; the writer is done afterwards.
     std::string Finish();
 
@@ -39,6 +46,7 @@ private:
     std::string baseUrl_;
     ClientVisit& visit_;
     std::string out_;
+    std::unordered_map<long long, long long> resumePositions_;
 };
 
 }  // namespace calyx_dms
