@@ -33,6 +33,7 @@
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
+#include "upnp/media_receiver_registrar.h"
 #include "upnp/update_events.h"
 
 namespace calyx_dms {
@@ -173,6 +174,10 @@ int RunMediaServer(const Options& options) {
         GUPNP_DEVICE_INFO(device.get()), "urn:schemas-upnp-org:service:ContentDirectory:1"));
     GObjectPtr<GUPnPServiceInfo> cm(gupnp_device_info_get_service(
         GUPNP_DEVICE_INFO(device.get()), "urn:schemas-upnp-org:service:ConnectionManager:1"));
+    GObjectPtr<GUPnPServiceInfo> registrar(
+        gupnp_device_info_get_service(GUPNP_DEVICE_INFO(device.get()), kRegistrarType));
+    if (!cds || !cm || !registrar)
+        return Fail("the device description lacks one of its services");
     const std::string baseUrl = std::string("http://") +
                                 gssdp_client_get_host_ip(GSSDP_CLIENT(context.get())) + ":" +
                                 std::to_string(gupnp_context_get_port(context.get()));
@@ -181,6 +186,24 @@ int RunMediaServer(const Options& options) {
                                       session.texts(), baseUrl, identity.friendlyName);
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
+    ConnectMediaReceiverRegistrar(GUPNP_SERVICE(registrar.get()));
+    // Clients that need another model name get the description that has it, at the same
+    // address (the stack picks the file by the request's User-Agent).
+    GRegex* msAgents =
+        g_regex_new(kMsAgentPattern, G_REGEX_OPTIMIZE, G_REGEX_MATCH_DEFAULT, nullptr);
+    // The stack hosts the description under a path of its own choice (the device's UUID).
+    GUri* described = g_uri_parse(gupnp_device_info_get_location(GUPNP_DEVICE_INFO(device.get())),
+                                  G_URI_FLAGS_NONE, nullptr);
+    bool msHosted = msAgents && described &&
+                    gupnp_context_host_path_for_agent(context.get(),
+                                                      (scratch.path() + kMsDescriptionFile).c_str(),
+                                                      g_uri_get_path(described), msAgents);
+    if (described)
+        g_uri_unref(described);
+    if (msAgents)
+        g_regex_unref(msAgents);
+    if (!msHosted)
+        return Fail("cannot serve the description for Windows Media Player and the Xbox");
     ServedFiles servedFiles(mainConnection.conn, options.limits.followLinks);
     ServeMedia(context.get(), catalog, servedFiles);
     ServeTranscodes(context.get(), catalog, transcodes);

@@ -73,6 +73,13 @@ std::string LikeLiteral(const std::string& value) {
 
 bool Relation(const std::string& property, const std::string& op, const std::string& token,
               Calyx::MEDIA_TABLE_TYPE table, std::string& sql) {
+    if (op == "exists" && property == "@refID") {
+        // No object of this server refers to another.
+        if (token != "true" && token != "false")
+            return false;
+        sql += token == "true" ? "FALSE" : "TRUE";
+        return true;
+    }
     if (op == "exists") {
         const char* column = ColumnOf(std::begin(kTextColumns), std::end(kTextColumns), property);
         if (!column || (token != "true" && token != "false"))
@@ -176,6 +183,9 @@ bool SortToSql(const std::string& sortCriteria, std::string& orderBy) {
     for (const std::string& piece : Calyx::StringExplode(sortCriteria, ", ")) {
         bool descending = piece[0] == '-';
         std::string property = piece[0] == '-' || piece[0] == '+' ? piece.substr(1) : piece;
+        // Every listing is of one table, whose rows share one class: nothing to order.
+        if (property == "upnp:class")
+            continue;
         const char* column = ColumnOf(std::begin(kSortColumns), std::end(kSortColumns), property);
         if (!column)
             return false;

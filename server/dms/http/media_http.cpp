@@ -12,6 +12,7 @@
 #include "clients/client_road.h"
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
+#include "content/client_view.h"
 #include "content/media_facts.h"
 #include "http/byte_range.h"
 #include "http/served_file.h"
@@ -88,7 +89,7 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, Serv
     Entry entry{};
     long long id = 0;
     if (!visit || !ParseMediaPath(path, thumbnail ? kThumbPrefix : kMediaPrefix, entry.table, id) ||
-        (visit->checker->m_isMusicOnly && entry.table == Calyx::MEDIA_TABLE_VIDEO))
+        HiddenFrom(*visit, entry.table))
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
     int found = catalog.Find(entry.table, id, entry.info);
     if (found < 0)

@@ -10,8 +10,10 @@
 #include "calyx/core.h"
 #include "clients/client_road.h"
 #include "clients/request_visits.h"
+#include "content/client_view.h"
 #include "content/media_facts.h"
 #include "content/search_criteria.h"
+#include "content/well_known_ids.h"
 #include "upnp/didl.h"
 
 namespace calyx_dms {
@@ -111,10 +113,6 @@ ClientVisit* ActionVisit(GUPnPServiceAction* action) {
     return visit;
 }
 
-bool Hidden(const ClientVisit& visit, Calyx::MEDIA_TABLE_TYPE table) {
-    return visit.checker->m_isMusicOnly && table == Calyx::MEDIA_TABLE_VIDEO;
-}
-
 std::string DirectoryTitle(const ZEVO_MEDIA_INFO& info) {
     return info.title[0] ? info.title : Calyx::FileGetPathBaseName(FilePathOf(info));
 }
@@ -131,7 +129,7 @@ std::vector<Listing> DirectoryListings(long long id, const ClientVisit& visit) {
         return listings;
     for (Calyx::MEDIA_TABLE_TYPE table :
          {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO})
-        if (!Hidden(visit, table))
+        if (!HiddenFrom(visit, table))
             listings.push_back({table, parent});
     return listings;
 }
@@ -268,7 +266,11 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
 
 void ContentDirectory::Browse(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
-    const std::string objectText = TextArgument(action, "ObjectID");
+    // The Xbox 360 names the object ContainerID, as in Search.
+    std::string objectText = TextArgument(action, "ObjectID");
+    if (objectText.empty())
+        objectText = TextArgument(action, "ContainerID");
+    objectText = OwnContainerId(objectText);
     const std::string flag = TextArgument(action, "BrowseFlag");
     if (!visit || (flag != "BrowseMetadata" && flag != "BrowseDirectChildren")) {
         gupnp_service_action_return_error(action, 402, "Invalid Args");
@@ -278,7 +280,7 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
     request.metadata = flag == "BrowseMetadata";
     if (!ReadPageArguments(action, request.page))
         return;
-    if (!ParseObjectId(objectText, request.object) || Hidden(*visit, request.object.table)) {
+    if (!ParseObjectId(objectText, request.object) || HiddenFrom(*visit, request.object.table)) {
         gupnp_service_action_return_error(action, 701, "No such object");
         return;
     }
@@ -304,7 +306,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
     if (object.kind == ObjectId::kRoot) {
         std::vector<const RootChild*> children;
         for (const RootChild& child : kRootChildren)
-            if (!Hidden(visit, child.table))
+            if (!HiddenFrom(visit, child.table))
                 children.push_back(&child);
         if (request.metadata) {
             didl.Container("0", "-1", rootTitle_, static_cast<long long>(children.size()),
@@ -371,7 +373,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
 
 void ContentDirectory::Search(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
-    const std::string containerText = TextArgument(action, "ContainerID");
+    const std::string containerText = OwnContainerId(TextArgument(action, "ContainerID"));
     const std::string criteria = TextArgument(action, "SearchCriteria");
     PageRequest page;
     if (!visit) {
@@ -382,14 +384,14 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
         return;
     ObjectId container;
     if (!ParseObjectId(containerText, container) || container.kind == ObjectId::kItem ||
-        Hidden(*visit, container.table)) {
+        HiddenFrom(*visit, container.table)) {
         gupnp_service_action_return_error(action, 710, "No such container");
         return;
     }
     std::vector<Listing> listings;
     for (Calyx::MEDIA_TABLE_TYPE table :
          {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO}) {
-        if (Hidden(*visit, table) ||
+        if (HiddenFrom(*visit, table) ||
             (container.kind == ObjectId::kTable && container.table != table))
             continue;
         std::string condition;

@@ -135,4 +135,27 @@ std::string ConnectionManagerScpd() {
         });
 }
 
+std::string MediaReceiverRegistrarScpd() {
+    return Scpd(
+        {
+            {"IsAuthorized",
+             {{"DeviceID", false, "A_ARG_TYPE_DeviceID"}, {"Result", true, "A_ARG_TYPE_Result"}}},
+            {"RegisterDevice",
+             {{"RegistrationReqMsg", false, "A_ARG_TYPE_RegistrationReqMsg"},
+              {"RegistrationRespMsg", true, "A_ARG_TYPE_RegistrationRespMsg"}}},
+            {"IsValidated",
+             {{"DeviceID", false, "A_ARG_TYPE_DeviceID"}, {"Result", true, "A_ARG_TYPE_Result"}}},
+        },
+        {
+            {"A_ARG_TYPE_DeviceID", "string", false, {}},
+            {"A_ARG_TYPE_Result", "int", false, {}},
+            {"A_ARG_TYPE_RegistrationReqMsg", "bin.base64", false, {}},
+            {"A_ARG_TYPE_RegistrationRespMsg", "bin.base64", false, {}},
+            {"AuthorizationGrantedUpdateID", "ui4", true, {}},
+            {"AuthorizationDeniedUpdateID", "ui4", true, {}},
+            {"ValidationSucceededUpdateID", "ui4", true, {}},
+            {"ValidationRevokedUpdateID", "ui4", true, {}},
+        });
+}
+
 }  // namespace calyx_dms

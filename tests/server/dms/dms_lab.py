@@ -356,7 +356,9 @@ def encode_path(path):
 
 
 SERVICES = {"ContentDirectory": "urn:schemas-upnp-org:service:ContentDirectory:1",
-            "ConnectionManager": "urn:schemas-upnp-org:service:ConnectionManager:1"}
+            "ConnectionManager": "urn:schemas-upnp-org:service:ConnectionManager:1",
+            "X_MS_MediaReceiverRegistrar":
+                "urn:microsoft.com:service:X_MS_MediaReceiverRegistrar:1"}
 
 
 def soap_envelope(service, action, arguments):
