@@ -206,7 +206,7 @@ int RunMediaServer(const Options& options) {
         return Fail("cannot serve the description for Windows Media Player and the Xbox");
     ServedFiles servedFiles(mainConnection.conn, options.limits.followLinks);
     ServeMedia(context.get(), catalog, servedFiles);
-    ServeTranscodes(context.get(), catalog, transcodes);
+    ServeTranscodes(context.get(), catalog, transcodes, servedFiles);
 
     std::optional<RendererWatch> renderers;
     if (options.discoverRenderers)

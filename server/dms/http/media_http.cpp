@@ -14,8 +14,8 @@
 #include "common/server_paths.h"
 #include "content/client_view.h"
 #include "content/media_facts.h"
+#include "content/served_file.h"
 #include "http/byte_range.h"
-#include "http/served_file.h"
 
 namespace calyx_dms {
 
