@@ -89,6 +89,8 @@ public:
     // `conn` (borrowed) serves every query of this catalog, one thread at a time; `stamps`
     // (borrowed) may be shared between threads.
     Catalog(DBConnect* conn, StampCache& stamps) : conn_(conn), stamps_(&stamps) {}
+    // The connection, for the server's own table (bookmarks) on the same thread.
+    DBConnect* Connection() const { return conn_; }
 
     // Rows of the listings one after another, ordered by `orderBy` within each: the total
     // count in `total`, and the rows from `offset` on, at most `limit`, handed to `row` one

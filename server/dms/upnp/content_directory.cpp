@@ -10,6 +10,7 @@
 #include "calyx/core.h"
 #include "clients/client_road.h"
 #include "clients/request_visits.h"
+#include "content/bookmarks.h"
 #include "content/client_view.h"
 #include "content/media_facts.h"
 #include "content/search_criteria.h"
@@ -299,6 +300,12 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                           ? catalog.SystemUpdateId()
                           : catalog.ContainerUpdateId(FormatObjectId(object));
     DidlWriter didl(baseUrl_, visit);
+    if (visit.checker->m_isSamsungTV) {
+        // Without the bookmark table (not created) the answer has no positions.
+        std::unordered_map<long long, long long> positions;
+        if (BookmarksOf(catalog.Connection(), visit.mac, positions))
+            didl.SetResumePositions(std::move(positions));
+    }
     long long returned = 0;
     long long total = 0;
     bool ok = true;

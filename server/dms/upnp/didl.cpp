@@ -104,6 +104,12 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
             out_ += " resolution=\"" + std::to_string(width) + "x" + std::to_string(height) + "\"";
         out_ += ">" + Escaped(thumb) + "</res>";
     }
+    if (entry.table == Calyx::MEDIA_TABLE_VIDEO) {
+        auto position = resumePositions_.find(info.id);
+        if (position != resumePositions_.end())
+            out_ += "<sec:dcmInfo xmlns:sec=\"http://www.sec.co.kr/\">BM=" +
+                    std::to_string(position->second) + "</sec:dcmInfo>";
+    }
     out_ += "</item>";
 }
 

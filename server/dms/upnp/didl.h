@@ -4,6 +4,8 @@
 #define CALYX_DMS_DIDL_H
 
 #include <string>
+#include <unordered_map>
+#include <utility>
 
 #include "clients/client_road.h"
 #include "content/catalog.h"
@@ -22,6 +24,11 @@ public:
     void Container(const std::string& id, const std::string& parentId, const std::string& title,
                    long long childCount, const char* upnpClass);
     void Item(const Entry& entry, const std::string& parentId);
+    // Video id -> seconds: videos with a position carry it as `sec:dcmInfo` "BM=<seconds>",
+    // where Samsung televisions read the point to resume from.
+    void SetResumePositions(std::unordered_map<long long, long long> positions) {
+        resumePositions_ = std::move(positions);
+    }
     // The whole document; the writer is done afterwards.
     std::string Finish();
 
@@ -33,6 +40,7 @@ private:
     std::string baseUrl_;
     ClientVisit& visit_;
     std::string out_;
+    std::unordered_map<long long, long long> resumePositions_;
 };
 
 }  // namespace calyx_dms
