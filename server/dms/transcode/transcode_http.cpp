@@ -80,7 +80,7 @@ void HandleTranscode(SoupServerMessage* msg, const char* path, Catalog& catalog,
     if (!visit || !ParseTranscodePath(path, entry.table, id, target) ||
         (visit->checker->m_isMusicOnly && entry.table == Calyx::MEDIA_TABLE_VIDEO))
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
-    const int found = catalog.Find(entry.table, id, entry.info);
+    const int found = catalog.Find(entry.table, id, entry);
     if (found < 0)
         return Fail(msg, SOUP_STATUS_SERVICE_UNAVAILABLE);
     const std::string file = FilePathOf(entry.info);

@@ -7,14 +7,14 @@
 #include <unordered_map>
 #include <utility>
 
+#include <vector>
+
 #include "clients/client_road.h"
 #include "content/catalog.h"
+#include "content/resources.h"
 #include "transcode/transcode_choice.h"
 
 namespace calyx_dms {
-
-// The longer side of announced thumbnails (DLNA JPEG_TN).
-inline constexpr int kThumbnailSide = 160;
 
 class DidlWriter {
 public:
@@ -22,7 +22,11 @@ public:
     DidlWriter(std::string baseUrl, ClientVisit& visit);
 
     void Container(const std::string& id, const std::string& parentId, const std::string& title,
-                   long long childCount, const char* upnpClass);
+                   long long childCount, const char* upnpClass,
+                   const std::vector<AlbumArt>& art = {});
+    // A directory row as a storage folder, with its album art.
+    void Folder(const Entry& entry, const std::string& parentId, const std::string& title);
+    // An item of a media row, or of a subtitle file (Entry::subtitle).
     void Item(const Entry& entry, const std::string& parentId);
     // Video id -> seconds: videos with a position carry it as `sec:dcmInfo` "BM=<seconds>",
     // where Samsung televisions read the point to resume from.
@@ -34,8 +38,10 @@ public:
 
 private:
     std::string Title(const std::string& text);
-    // One transcoded form of the item `info`, as a <res>.
-    void TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info);
+    void SubtitleItem(const Entry& entry, const std::string& parentId);
+    void AlbumArtElements(const std::vector<AlbumArt>& art);
+    // One transcoded form of the item `info`, as a res that takes the file's place.
+    Resource TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info);
 
     std::string baseUrl_;
     ClientVisit& visit_;
