@@ -11,6 +11,7 @@ extern "C" {
 
 #include "calyx/media_names.h"
 #include "indexer/av_handles.h"
+#include "indexer/cover_art.h"
 #include "indexer/indexed_path.h"
 #include "indexer/indexer.h"
 #include "indexer/media_dates.h"
@@ -110,6 +111,7 @@ void ReadTags(const AVFormatContext* format, const AVStream* audio, ProbedMedia&
 // A photo's date taken and orientation, from the EXIF tags the JPEG decoder exports.
 void ReadPhoto(AVFormatContext* format, int streamIndex, const std::string& thumbnailPath,
                ProbedMedia& media) {
+    const AVCodecID codec = format->streams[streamIndex]->codecpar->codec_id;
     FramePtr picture = DecodeFirstPicture(format, streamIndex);
     if (!picture)
         return;
@@ -126,6 +128,7 @@ void ReadPhoto(AVFormatContext* format, int streamIndex, const std::string& thum
         media.rotation = RotationOfExifOrientation(atoi(orientation->value));
     if (!thumbnailPath.empty() && WriteJpegThumbnail(*picture, thumbnailPath).empty())
         media.thumbnail = thumbnailPath;
+    WriteLargeForm(*picture, codec, thumbnailPath, media);
 }
 
 void ReadVideoThumbnail(AVFormatContext* format, int streamIndex, const std::string& thumbnailPath,
@@ -188,6 +191,8 @@ ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnail
         ReadAudio(audioStream, media);
 
     std::string mimeCodec;
+    if (media.kind != MediaKind::kPhoto && picture >= 0)
+        ReadAttachedCover(*format->streams[picture], thumbnailPath, media);
     if (media.kind == MediaKind::kVideo) {
         ReadVideo(format->streams[video], media);
         ReadVideoThumbnail(format.get(), video, thumbnailPath, media);

@@ -1,4 +1,4 @@
--- Media index schema, version 2.
+-- Media index schema, version 3.
 --
 -- Five tables, one per kind of entry: music, video, photo, playlist and directory. All
 -- have the same columns: "id" and one column for each field of the media item record
@@ -15,7 +15,7 @@
 -- equality, LIKE and ILIKE on titles are unchanged; only ORDER BY ... COLLATE uses it.
 --
 -- Tables are created in the first schema of the search path. Loading the file again
--- changes nothing; loading it over version 1 adds what version 2 added.
+-- changes nothing; loading it over version 1 or 2 adds what the later versions added.
 
 BEGIN;
 
@@ -150,5 +150,58 @@ BEGIN
     END IF;
 END
 $$;
+
+-- Version 3: covers, the large form of photos, and subtitle files. The columns go into
+-- every table, so that the five keep one set of columns.
+DO $$
+DECLARE
+    t text;
+BEGIN
+    FOREACH t IN ARRAY ARRAY['music', 'video', 'photo', 'playlist', 'directory'] LOOP
+        EXECUTE format($columns$
+            ALTER TABLE %I
+                ADD COLUMN IF NOT EXISTS cover_original  text,    -- the cover as it was
+                ADD COLUMN IF NOT EXISTS cover_mime      text,
+                ADD COLUMN IF NOT EXISTS cover_width     integer,
+                ADD COLUMN IF NOT EXISTS cover_height    integer,
+                ADD COLUMN IF NOT EXISTS cover_thumbnail text,    -- JPEG, longer side 160
+                ADD COLUMN IF NOT EXISTS cover_small     text,    -- JPEG, longer side 480
+                ADD COLUMN IF NOT EXISTS cover_file      text,    -- directory: its cover file
+                ADD COLUMN IF NOT EXISTS cover_size      bigint,  -- ... its size and time
+                ADD COLUMN IF NOT EXISTS cover_mtime     bigint,
+                ADD COLUMN IF NOT EXISTS large           text     -- photo: JPEG, side 1920
+            $columns$, t);
+    END LOOP;
+END
+$$;
+
+-- Subtitle files beside videos. video_path is the indexed path of the video in the same
+-- folder whose file name the subtitle's begins with ("Film.srt", "Film.en.srt"), or ''.
+CREATE TABLE IF NOT EXISTS subtitle (
+    id         bigserial PRIMARY KEY,
+    parent_id  bigint NOT NULL DEFAULT 0,
+    path       text   NOT NULL,
+    video_path text   NOT NULL DEFAULT '',
+    language   text   NOT NULL DEFAULT '',  -- "en" of "Film.en.srt"; '' when none
+    format     text   NOT NULL,             -- srt, ass, ssa, sub, smi or vtt
+    filesize   bigint,
+    mdate      bigint
+);
+CREATE UNIQUE INDEX IF NOT EXISTS subtitle_path_idx ON subtitle (path);
+CREATE INDEX IF NOT EXISTS subtitle_video_idx ON subtitle (video_path, language, id);
+CREATE INDEX IF NOT EXISTS subtitle_parent_idx ON subtitle (parent_id, path);
+
+-- An index of an earlier version knows no covers nor large photos: its files are probed
+-- again.
+DO $$
+BEGIN
+    IF (SELECT max(version) FROM media_index_version) < 3 THEN
+        UPDATE music SET mdate = 0;
+        UPDATE video SET mdate = 0;
+        UPDATE photo SET mdate = 0;
+    END IF;
+END
+$$;
+UPDATE media_index_version SET version = 3 WHERE version < 3;
 
 COMMIT;

@@ -21,6 +21,7 @@
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
 #include "containment.h"
+#include "content/bookmarks.h"
 #include "content/catalog.h"
 #include "content/query_workers.h"
 #include "content/statement_timeout.h"
@@ -34,6 +35,7 @@
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
 #include "upnp/media_receiver_registrar.h"
+#include "upnp/samsung_actions.h"
 #include "upnp/update_events.h"
 
 namespace calyx_dms {
@@ -116,6 +118,12 @@ int RunMediaServer(const Options& options) {
         connected = connected && connection.conn;
     if (!connected)
         return Fail("cannot connect to the media index database \"calyx\" as \"admin\"");
+    // The server's own table (bookmarks); without it everything else still works.
+    if (!ApplyServerSchema(mainConnection.conn, error)) {
+        std::cerr << "calyx-dms: " << error << "; resume positions are not kept" << std::endl;
+        if (Calyx::DMSLOGGetLevel() >= 0)
+            Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "calyx-dms: %s\n", error.c_str());
+    }
     StampCache stamps;
     Catalog catalog(mainConnection.conn, stamps);
     std::vector<Catalog> workerCatalogs;
@@ -187,6 +195,7 @@ int RunMediaServer(const Options& options) {
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
     ConnectMediaReceiverRegistrar(GUPNP_SERVICE(registrar.get()));
+    ConnectSamsungActions(GUPNP_SERVICE(cds.get()), catalog);
     // Clients that need another model name get the description that has it, at the same
     // address (the stack picks the file by the request's User-Agent).
     GRegex* msAgents =
@@ -206,7 +215,7 @@ int RunMediaServer(const Options& options) {
         return Fail("cannot serve the description for Windows Media Player and the Xbox");
     ServedFiles servedFiles(mainConnection.conn, options.limits.followLinks);
     ServeMedia(context.get(), catalog, servedFiles);
-    ServeTranscodes(context.get(), catalog, transcodes);
+    ServeTranscodes(context.get(), catalog, transcodes, servedFiles);
 
     std::optional<RendererWatch> renderers;
     if (options.discoverRenderers)

@@ -14,6 +14,10 @@ inline constexpr char kRegistrarControl[] = "/X_MS_MediaReceiverRegistrar/contro
 inline constexpr char kMsDescriptionFile[] = "/description-ms.xml";
 inline constexpr char kMediaPrefix[] = "/media/";  // /media/<table letter>/<id>.<ext>
 inline constexpr char kThumbPrefix[] = "/thumb/";  // /thumb/<table letter>/<id>.jpg
+// /cover/<m|v|d>/<id>/<tn.jpg|sm.jpg|orig.<ext>>: the cover held by a row.
+inline constexpr char kCoverPrefix[] = "/cover/";
+inline constexpr char kLargePrefix[] = "/large/";        // /large/p/<id>.jpg
+inline constexpr char kSubtitlePrefix[] = "/subtitle/";  // /subtitle/<id>.<format>
 // /transcode/<table letter>/<id>/<target token>.<ext>
 inline constexpr char kTranscodePrefix[] = "/transcode/";
 
@@ -23,9 +27,11 @@ inline bool IsControlPath(const char* path) {
 }
 
 inline bool IsMediaPath(const char* path) {
-    return strncmp(path, kMediaPrefix, strlen(kMediaPrefix)) == 0 ||
-           strncmp(path, kThumbPrefix, strlen(kThumbPrefix)) == 0 ||
-           strncmp(path, kTranscodePrefix, strlen(kTranscodePrefix)) == 0;
+    for (const char* prefix : {kMediaPrefix, kThumbPrefix, kCoverPrefix, kLargePrefix,
+                               kSubtitlePrefix, kTranscodePrefix})
+        if (strncmp(path, prefix, strlen(prefix)) == 0)
+            return true;
+    return false;
 }
 
 }  // namespace calyx_dms

@@ -12,13 +12,15 @@
 
 #include "calyx/media_db.h"
 #include "calyx/types.h"
+#include "content/item_extras.h"
 
 namespace calyx_dms {
 
 // Object ids: "0" the root; "music", "video", "photo" every item of a table; "folders"
-// the top directories; "d<id>" a directory row; "m<id>", "v<id>", "p<id>" an item.
+// the top directories; "d<id>" a directory row; "m<id>", "v<id>", "p<id>" an item;
+// "s<id>" a subtitle file shown as an item (its table is the video table's).
 struct ObjectId {
-    enum Kind { kRoot, kTable, kFolders, kDirectory, kItem } kind = kRoot;
+    enum Kind { kRoot, kTable, kFolders, kDirectory, kItem, kSubtitle } kind = kRoot;
     Calyx::MEDIA_TABLE_TYPE table = Calyx::MEDIA_TABLE_MUSIC;
     long long id = 0;
 };
@@ -34,10 +36,12 @@ bool TableOfLetter(char letter, Calyx::MEDIA_TABLE_TYPE& table);
 // Condition of every read: hidden rows belong to a media folder that is gone for now.
 inline constexpr char kShownRows[] = "NOT hidden";
 
-// One source of children: the rows of `table` that pass `condition` (SQL, may be "").
+// One source of children: the rows of `table` that pass `condition` (SQL, may be ""), or
+// with `subtitles` the subtitle files of videos that pass it.
 struct Listing {
     Calyx::MEDIA_TABLE_TYPE table;
     std::string condition;
+    bool subtitles = false;
 };
 
 // The SQL name of a table of the index ("music", "video", "photo", "directory", "playlist").
@@ -49,16 +53,20 @@ struct ContainerUpdate {
     long long updateId;
 };
 
-// A row of the index with the table it came from, and the columns the record has no
-// field for.
+// A row of the index with the table it came from, the columns the record has no field
+// for, and what the index holds beside it. A subtitle shown as an item has `subtitle` set,
+// the video table, its id, folder, path and size in `info` and its facts as the one entry
+// of `extras.subtitles`.
 struct Entry {
     Calyx::MEDIA_TABLE_TYPE table;
     ZEVO_MEDIA_INFO info;
     int bitsPerSample = 0;  // of the audio samples (0: unknown or a lossy codec)
+    ItemExtras extras;
+    bool subtitle = false;
 };
 
-// The current row of `db` into `entry.info` and the columns beyond the record; false when
-// the row cannot be read.
+// The current row of `db` (a Select of ItemColumns(entry.table)) into `entry.info`, the
+// columns beyond the record and the row's extras; false when the row cannot be read.
 bool FetchEntry(Calyx::MediaDB& db, Entry& entry);
 
 // The last SystemUpdateID read, and the row counts and container update ids seen since,
@@ -89,6 +97,8 @@ public:
     // `conn` (borrowed) serves every query of this catalog, one thread at a time; `stamps`
     // (borrowed) may be shared between threads.
     Catalog(DBConnect* conn, StampCache& stamps) : conn_(conn), stamps_(&stamps) {}
+    // The connection, for the server's own table (bookmarks) on the same thread.
+    DBConnect* Connection() const { return conn_; }
 
     // Rows of the listings one after another, ordered by `orderBy` within each: the total
     // count in `total`, and the rows from `offset` on, at most `limit`, handed to `row` one
@@ -110,8 +120,11 @@ public:
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
     // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
-    // The same, with the columns beyond the record; `entry.table` is set to `table`.
+    // The same, with the columns beyond the record and the row's extras; `entry.table` is
+    // set to `table`.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry);
+    // The subtitle file `id`, as Entry describes it; as Find.
+    int FindSubtitle(long long id, Entry& entry);
     // The stored SystemUpdateID, which only ever grows; -1 when the query fails. Read at
     // most once per kStampSeconds for every connection together.
     long long SystemUpdateId();
@@ -127,6 +140,11 @@ public:
 
 private:
     static constexpr int kStampSeconds = 1;
+    long long CountSubtitles(const std::string& condition);
+    // The subtitle rows that pass `condition`, `offset` on, at most `limit` (0: all), each
+    // handed to `row`; the number handed, or -1.
+    long long SubtitleRows(const std::string& condition, long long offset, long long limit,
+                           const std::function<void(const Entry&)>& row);
     DBConnect* conn_;
     StampCache* stamps_;
 };

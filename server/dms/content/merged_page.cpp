@@ -76,7 +76,8 @@ long long Catalog::MergedPage(const std::vector<Listing>& listings, const std::s
             continue;
         auto db = std::make_unique<Calyx::MediaDB>(listing.table, conn_);
         db->AddCondition("id IN (" + ids + ")");
-        if (db->Select("*", "array_position(ARRAY[" + ids + "]::bigint[], id)", 0, 0, "") < 0)
+        if (db->Select(ItemColumns(listing.table),
+                       "array_position(ARRAY[" + ids + "]::bigint[], id)", 0, 0, "") < 0)
             return -1;
         cursors[letter] = std::move(db);
     }

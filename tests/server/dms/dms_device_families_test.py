@@ -31,7 +31,8 @@ XBOX_360 = ("xbox-360", "00:25:ae:99:a0:01")
 PAIRS = [("musiconly", "02:26:00:00:01:01", "02:26:00:00:01:02"),
          ("xbox", "02:26:00:00:02:01", "02:26:00:00:02:02"),
          ("wmp", "02:26:00:00:03:01", "02:26:00:00:03:02"),
-         ("msclient", "02:26:00:00:04:01", "02:26:00:00:04:02")]
+         ("msclient", "02:26:00:00:04:01", "02:26:00:00:04:02"),
+         ("samsungtv", "02:26:00:00:05:01", "02:26:00:00:05:02")]
 
 
 def profile_list(lab):
@@ -189,6 +190,83 @@ def check_ms_requests(lab, client, rows, kind):
     print("%s: well-known containers and searches answered" % kind)
 
 
+def feature_list(lab, client):
+    status, result = soap_action(client, lab, "ContentDirectory", "X_GetFeatureList", [])
+    return status, result
+
+
+def set_bookmark(lab, client, object_id, seconds):
+    return soap_action(client, lab, "ContentDirectory", "X_SetBookmark", [
+        ("CategoryType", "0"), ("RID", "0"), ("ObjectID", object_id),
+        ("PosSecond", str(seconds))])[0]
+
+
+def resume_positions(lab, client, object_id):
+    """The `sec:dcmInfo` texts of the item in its metadata and in its container's page."""
+    texts = []
+    for status, result in (browse(lab, client, object_id),
+                           soap_action(client, lab, "ContentDirectory", "Browse",
+                                       arguments("video"))):
+        didl = ET.fromstring(answered("browse", status, result)["Result"])
+        item = [e for e in didl if e.get("id") == object_id][0]
+        texts.append(item.findtext("{http://www.sec.co.kr/}dcmInfo"))
+    return texts
+
+
+def check_samsung_features(lab, typed, plain):
+    """X_GetFeatureList names containers that exist, for Samsung televisions only."""
+    status, result = feature_list(lab, typed)
+    features = ET.fromstring(answered("X_GetFeatureList", status, result)["FeatureList"])
+    avs = "{urn:schemas-upnp-org:av:avs}"
+    named = [(c.get("id"), c.get("type")) for c in features.iter(avs + "container")]
+    if named != [("music", "object.item.audioItem"), ("video", "object.item.videoItem"),
+                 ("photo", "object.item.imageItem")]:
+        fail("feature list containers %r" % named)
+    for container, _type in named:
+        status, result = soap_action(typed, lab, "ContentDirectory", "Browse",
+                                     arguments(container, "BrowseMetadata"))
+        if ids_of(answered("feature container", status, result)) != [container]:
+            fail("the feature list's container %s: %r" % (container, result))
+    status, result = feature_list(lab, plain)
+    if status != 500 or result.get("errorCode") != "401":
+        fail("X_GetFeatureList for a client that is no Samsung television: %d %r" %
+             (status, result))
+    print("samsungtv: X_GetFeatureList names music, video and photo")
+
+
+def check_bookmarks(lab, typed, plain, rows, profiles):
+    """A bookmark set by the television comes back as BM=<seconds> on its next Browse,
+    after a restart too; other clients neither set nor see one."""
+    video = "v%d" % rows["video"]
+    if set_bookmark(lab, typed, video, 754) != 200:
+        fail("X_SetBookmark was not answered")
+    if set_bookmark(lab, plain, video, 99) != 500:
+        fail("X_SetBookmark answered a client that is no Samsung television")
+    for bad, status_wanted in (("v999999", 500), ("m%d" % rows["music"], 500)):
+        if set_bookmark(lab, typed, bad, 10) != status_wanted:
+            fail("X_SetBookmark of %s answered" % bad)
+    if resume_positions(lab, typed, video) != ["BM=754", "BM=754"]:
+        fail("resume position %r" % resume_positions(lab, typed, video))
+    if resume_positions(lab, plain, video) != [None, None]:
+        fail("another client sees a resume position: %r" % resume_positions(lab, plain, video))
+    if lab.stop_server() != 0:
+        fail("the server did not stop cleanly")
+    lab.start_server(profiles=profiles)
+    if resume_positions(lab, typed, video) != ["BM=754", "BM=754"]:
+        fail("after a restart: %r" % resume_positions(lab, typed, video))
+    if set_bookmark(lab, typed, video, 0) != 200 or \
+            resume_positions(lab, typed, video) != [None, None]:
+        fail("a position of 0 still resumes: %r" % resume_positions(lab, typed, video))
+    # A bookmark goes with its video's row.
+    other = lab.insert("video", path="/lab/gone.mp4", title="Gone", mime_type="video/mp4")
+    if set_bookmark(lab, typed, "v%d" % other, 30) != 200:
+        fail("X_SetBookmark of a second video")
+    lab.psql("DELETE FROM video WHERE id = %d" % other)
+    if lab.psql("SELECT count(*) FROM bookmark WHERE video_id = %d" % other).strip() != "0":
+        fail("the bookmark of a removed video stayed")
+    print("samsungtv: X_SetBookmark kept per MAC and video, BM=754 after a restart")
+
+
 def main():
     with Lab("families") as lab:
         profiles = profile_list(lab)
@@ -240,6 +318,9 @@ def main():
         if any(k.startswith(("browse_", "open_")) for k in entry):
             fail("the extender sent no request, yet: %r" % entry)
         print("media center extender identified as %r" % entry["profileName"])
+
+        check_samsung_features(lab, *pairs["samsungtv"])
+        check_bookmarks(lab, *pairs["samsungtv"], rows, profiles)
     print("PASS")
 
 

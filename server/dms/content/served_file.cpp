@@ -1,4 +1,4 @@
-#include "http/served_file.h"
+#include "content/served_file.h"
 
 #include <fcntl.h>
 #include <limits.h>
