@@ -398,7 +398,7 @@ int RunMediaServer(const Options& given) {
         return Fail("cannot serve the description for Windows Media Player and the Xbox");
     ServedFiles servedFiles(mainConnection, options.limits.followLinks);
     ServeMedia(context.get(), catalog, servedFiles);
-    ServeTranscodes(context.get(), catalog, transcodes);
+    ServeTranscodes(context.get(), catalog, transcodes, servedFiles);
 
     std::optional<RendererWatch> renderers;
     if (options.discoverRenderers)

@@ -241,5 +241,21 @@ TEST(CliIdentify, KodisRendererDescriptionAloneNamesKodi) {
     EXPECT_EQ(ExpectJson(run.out)["profileName"].asString(), "Kodi (renderer)");
 }
 
+// Debian's Kodi names itself "KodifromDebian/..." on its media requests (upstream builds
+// "Kodi/..."): both are Kodi.
+TEST(CliIdentify, KodisMediaRequestsNameKodiInDebiansAndUpstreamBuilds) {
+    for (const std::string agent :
+         {"KodifromDebian/20.1 (X11; Linux x86_64) Kodi_Fork_Kodi from Debian/1.0 Debian "
+          "GNU/Linux/12 App_Bitness/64 Version/20.1-Debian-package-version:-2:20.1+dfsg-1",
+          "Kodi/21.0 (Windows NT 10.0.19045.0; Win64; x64) App_Bitness/64 Version/21.0"}) {
+        TempDir root;
+        ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
+                               "--mac", "02:00:00:00:00:31", "--ip", "10.0.0.31", "-H",
+                               "User-Agent: " + agent, "--json"});
+        ASSERT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(ExpectJson(run.out)["profileName"].asString(), "Kodi") << agent;
+    }
+}
+
 }  // namespace
 }  // namespace calyx_test

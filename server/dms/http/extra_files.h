@@ -8,7 +8,7 @@
 #include <libgupnp/gupnp.h>
 
 #include "content/catalog.h"
-#include "http/served_file.h"
+#include "content/served_file.h"
 
 namespace calyx_dms {
 

@@ -15,9 +15,9 @@
 #include "content/client_view.h"
 #include "content/media_facts.h"
 #include "content/resources.h"
+#include "content/served_file.h"
 #include "http/byte_range.h"
 #include "http/extra_files.h"
-#include "http/served_file.h"
 
 namespace calyx_dms {
 

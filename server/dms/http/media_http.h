@@ -9,7 +9,7 @@
 #include <string>
 
 #include "content/catalog.h"
-#include "http/served_file.h"
+#include "content/served_file.h"
 
 namespace calyx_dms {
 

@@ -7,6 +7,7 @@ ffmpeg at test time; the server runs with --transcodes 1."""
 
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -84,9 +85,13 @@ def index(lab, folder, media):
     for name, path in media.items():
         table = "music" if path.endswith((".flac", ".mp3")) else "video"
         ids[name] = int(lab.psql("SELECT id FROM %s WHERE path = '%s'" % (table, path)).strip())
-    # Indexed as a video, then spoiled: the server learns it only when it transcodes.
+    # Indexed as a video, then spoiled in place with its size and time kept (a file that
+    # changed since it was indexed is refused before any worker starts): the server
+    # learns it only when it transcodes.
+    indexed = os.stat(media["broken"])
     with open(media["broken"], "r+b") as f:
         f.write(bytes(range(256)) * 64)
+    os.utime(media["broken"], ns=(indexed.st_atime_ns, indexed.st_mtime_ns))
     return ids
 
 
@@ -299,6 +304,25 @@ def main():
         check(not left, "workers 1 s after the client was killed: %s" % left)
         status, _, body = get(pcm, lab, urls["flac"], "-H", "TimeSeekRange.dlna.org: npt=19-")
         check(status == 200 and len(body) == 44100 * 4, "after the kill: %d %d" % (status, len(body)))
+
+        # The originals' link policy holds for transcodes: a source swapped for a link out
+        # of the media folders gets 403, one changed since it was indexed 409, and neither
+        # starts a worker.
+        outside = os.path.join(lab.tmp, "outside.flac")
+        shutil.copyfile(media["flac"], outside)
+        kept = media["flac"] + ".kept"
+        os.rename(media["flac"], kept)
+        os.symlink(outside, media["flac"])
+        status, _, _ = get(pcm, lab, urls["flac"])
+        check(status == 403 and not workers(lab), "a source swapped for a link: %d" % status)
+        os.remove(media["flac"])
+        os.rename(kept, media["flac"])
+        status, _, body = get(pcm, lab, urls["flac"], "-H", "TimeSeekRange.dlna.org: npt=19-")
+        check(status == 200 and len(body) == 44100 * 4, "the source back: %d" % status)
+        with open(media["flac"], "ab") as f:
+            f.write(b"appended")
+        status, _, _ = get(pcm, lab, urls["flac"])
+        check(status == 409 and not workers(lab), "a source changed since indexed: %d" % status)
 
         check(lab.server.poll() is None, "the server is gone")
         check(lab.stop_server() == 0, "the server did not stop cleanly")
