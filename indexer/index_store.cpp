@@ -18,6 +18,8 @@ struct ResultClearer {
 using ResultPtr = std::unique_ptr<PGresult, ResultClearer>;
 
 constexpr const char* kItemTables[] = {"video", "music", "photo", "playlist", "directory"};
+// The columns of pictures made from a row's file, deleted with the row.
+constexpr const char* kDerivedColumns = "cover_original, cover_thumbnail, cover_small, large";
 
 // A LIKE pattern for every path below `indexedPath` ("\" escapes LIKE's own characters).
 std::string LikeBelow(const std::string& indexedPath) {
@@ -32,12 +34,41 @@ std::string LikeBelow(const std::string& indexedPath) {
 
 // The columns an item row writes, in the order of ItemValues.
 constexpr const char* kItemColumns[] = {
-    "parent_id",     "path",          "title",          "artist",         "album",
-    "genre",         "mime_type",     "filesize",       "duration",       "audio_bitrate",
-    "frame_bitrate", "video_bitrate", "frame_rate_num", "frame_rate_den", "samplerate",
-    "channel",       "resolutionx",   "resolutiony",    "video_codec",    "container_type",
-    "audio_codec",   "track",         "year",           "rotation",       "date",
-    "mdate",         "thumbnail",
+    "parent_id",
+    "path",
+    "title",
+    "artist",
+    "album",
+    "genre",
+    "mime_type",
+    "filesize",
+    "duration",
+    "audio_bitrate",
+    "frame_bitrate",
+    "video_bitrate",
+    "frame_rate_num",
+    "frame_rate_den",
+    "samplerate",
+    "channel",
+    "resolutionx",
+    "resolutiony",
+    "video_codec",
+    "container_type",
+    "audio_codec",
+    "track",
+    "year",
+    "rotation",
+    "date",
+    "mdate",
+    "thumbnail",
+    "bits_per_sample",
+    "cover_original",
+    "cover_mime",
+    "cover_width",
+    "cover_height",
+    "cover_thumbnail",
+    "cover_small",
+    "large",
 };
 constexpr size_t kItemColumnCount = sizeof kItemColumns / sizeof kItemColumns[0];
 
@@ -70,7 +101,15 @@ std::vector<std::string> ItemValues(const ItemRow& row) {
             to_string(m.rotation),
             m.date,
             to_string(row.mtime),
-            m.thumbnail};
+            m.thumbnail,
+            to_string(m.bitsPerSample),
+            m.coverOriginal,
+            m.coverMime,
+            to_string(m.coverWidth),
+            to_string(m.coverHeight),
+            m.coverThumbnail,
+            m.coverSmall,
+            m.large};
 }
 
 std::string InsertStatement(const std::string& table) {
@@ -132,6 +171,7 @@ bool IndexStore::Open(const std::string& conninfo,
 
 PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>& params) {
     std::vector<const char*> values;
+    values.reserve(params.size());
     for (const std::string& param : params)
         values.push_back(param.c_str());
     PGresult* result = PQexecParams(conn_, sql.c_str(), static_cast<int>(values.size()), nullptr,
@@ -219,9 +259,9 @@ bool IndexStore::SetHiddenUnder(const std::string& indexedPath, bool hidden, siz
 bool IndexStore::LoadRowsWhere(const std::string& where, const std::vector<std::string>& params,
                                std::unordered_map<std::string, IndexedRow>& rows) {
     for (const char* table : kItemTables) {
-        ResultPtr result(
-            Run(std::string("SELECT id, path, filesize, mdate, thumbnail FROM ") + table + where,
-                params));
+        ResultPtr result(Run(std::string("SELECT id, path, filesize, mdate, thumbnail, ") +
+                                 kDerivedColumns + " FROM " + table + where,
+                             params));
         if (!result)
             return false;
         const int count = PQntuples(result.get());
@@ -233,7 +273,52 @@ bool IndexStore::LoadRowsWhere(const std::string& where, const std::vector<std::
             row.size = strtoll(PQgetvalue(result.get(), i, 2), nullptr, 10);
             row.mtime = strtoll(PQgetvalue(result.get(), i, 3), nullptr, 10);
             row.thumbnail = PQgetvalue(result.get(), i, 4);
+            for (int column = 5; column < 9; ++column)
+                if (!PQgetisnull(result.get(), i, column))
+                    row.derived.emplace_back(PQgetvalue(result.get(), i, column));
         }
+    }
+    // Cover files (a file that was a row of its own before keeps that row here: the run
+    // removes it when it finds the file to be a cover).
+    // The same condition on the cover file's path: `where` is " WHERE <condition on path>".
+    std::string coverWhere = " WHERE cover_file <> ''";
+    if (!where.empty()) {
+        std::string condition = where.substr(where.find("WHERE") + 5);
+        for (size_t at = condition.find("path"); at != std::string::npos;
+             at = condition.find("path", at + 10))
+            condition.replace(at, 4, "cover_file");
+        coverWhere += " AND (" + condition + ")";
+    }
+    ResultPtr covers(Run(std::string("SELECT id, cover_file, cover_size, cover_mtime, ") +
+                             kDerivedColumns + " FROM directory" + coverWhere,
+                         params));
+    if (!covers)
+        return false;
+    for (int i = 0; i < PQntuples(covers.get()); ++i) {
+        auto [found, added] = rows.try_emplace(PQgetvalue(covers.get(), i, 1));
+        if (!added)
+            continue;
+        IndexedRow& row = found->second;
+        row.table = "cover";
+        row.id = strtoll(PQgetvalue(covers.get(), i, 0), nullptr, 10);
+        row.size = strtoll(PQgetvalue(covers.get(), i, 2), nullptr, 10);
+        row.mtime = strtoll(PQgetvalue(covers.get(), i, 3), nullptr, 10);
+        for (int column = 4; column < 8; ++column)
+            if (!PQgetisnull(covers.get(), i, column))
+                row.derived.emplace_back(PQgetvalue(covers.get(), i, column));
+    }
+    ResultPtr subtitles(Run(
+        "SELECT id, path, filesize, mdate, video_path, language FROM subtitle" + where, params));
+    if (!subtitles)
+        return false;
+    for (int i = 0; i < PQntuples(subtitles.get()); ++i) {
+        IndexedRow& row = rows[PQgetvalue(subtitles.get(), i, 1)];
+        row.table = "subtitle";
+        row.id = strtoll(PQgetvalue(subtitles.get(), i, 0), nullptr, 10);
+        row.size = strtoll(PQgetvalue(subtitles.get(), i, 2), nullptr, 10);
+        row.mtime = strtoll(PQgetvalue(subtitles.get(), i, 3), nullptr, 10);
+        row.videoPath = PQgetvalue(subtitles.get(), i, 4);
+        row.language = PQgetvalue(subtitles.get(), i, 5);
     }
     return true;
 }
@@ -327,6 +412,60 @@ bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
     }
     values.push_back(std::to_string(existingId));
     return RunCommand(UpdateStatement(table), values);
+}
+
+bool IndexStore::WriteFolderCover(int64_t folderId, const std::string& indexedPath, int64_t size,
+                                  int64_t mtime, const ProbedMedia* cover) {
+    const ProbedMedia none;
+    const ProbedMedia& c = cover ? *cover : none;
+    using std::to_string;
+    // The folder's songs and videos show its cover; so does the folder in its parent.
+    Touch({DirectoryContainer(folderId), "music", "video"});
+    return RunCommand(
+        "UPDATE directory SET cover_file = $2, cover_size = $3, cover_mtime = $4, "
+        "cover_original = $5, cover_mime = $6, cover_width = $7, cover_height = $8, "
+        "cover_thumbnail = $9, cover_small = $10 WHERE id = $1",
+        {to_string(folderId), cover ? indexedPath : "", to_string(cover ? size : 0),
+         to_string(cover ? mtime : 0), c.coverOriginal, c.coverMime, to_string(c.coverWidth),
+         to_string(c.coverHeight), c.coverThumbnail, c.coverSmall});
+}
+
+bool IndexStore::FolderCoverFile(int64_t folderId, std::string& indexedPath) {
+    ResultPtr result(Run("SELECT COALESCE(cover_file, '') FROM directory WHERE id = $1",
+                         {std::to_string(folderId)}));
+    if (!result)
+        return false;
+    indexedPath = PQntuples(result.get()) == 1 ? PQgetvalue(result.get(), 0, 0) : "";
+    return true;
+}
+
+bool IndexStore::VideoPathsIn(int64_t folderId, std::vector<std::string>& paths) {
+    ResultPtr result(
+        Run("SELECT path FROM video WHERE parent_id = $1", {std::to_string(folderId)}));
+    if (!result)
+        return false;
+    for (int i = 0; i < PQntuples(result.get()); ++i)
+        paths.emplace_back(PQgetvalue(result.get(), i, 0));
+    return true;
+}
+
+bool IndexStore::WriteSubtitle(const SubtitleRow& row, int64_t existingId) {
+    using std::to_string;
+    std::vector<std::string> values = {
+        to_string(row.parentId), row.indexedPath,     row.videoPath, row.language, row.format,
+        to_string(row.size),     to_string(row.mtime)};
+    // Subtitles are res of their video, and items beside it.
+    Touch({DirectoryContainer(row.parentId), "video"});
+    if (existingId == 0)
+        return RunCommand(
+            "INSERT INTO subtitle (parent_id, path, video_path, language, format, filesize, "
+            "mdate) VALUES ($1, $2, $3, $4, $5, $6, $7)",
+            values);
+    values.push_back(to_string(existingId));
+    return RunCommand(
+        "UPDATE subtitle SET parent_id = $1, path = $2, video_path = $3, language = $4, "
+        "format = $5, filesize = $6, mdate = $7 WHERE id = $8",
+        values);
 }
 
 bool IndexStore::Delete(const std::string& table, int64_t id) {

@@ -16,13 +16,27 @@
 
 namespace calyx_indexer {
 
-// What the index holds for one path.
+// What the index holds for one path. A folder's cover file has a row of table "cover"
+// whose id is the folder's; a subtitle file one of table "subtitle".
 struct IndexedRow {
     std::string table;
     int64_t id = 0;
     int64_t size = 0;
     int64_t mtime = 0;
     std::string thumbnail;
+    std::vector<std::string> derived;  // other pictures made from the file (covers, large)
+    std::string videoPath, language;   // subtitle: its video and language
+};
+
+// A subtitle row to write.
+struct SubtitleRow {
+    std::string indexedPath;
+    std::string videoPath;  // indexed path of its video, or ""
+    std::string language;
+    std::string format;
+    int64_t parentId = 0;
+    int64_t size = 0;
+    int64_t mtime = 0;
 };
 
 // A row to write: the probed fields and the file facts.
@@ -86,6 +100,16 @@ public:
     // Inserts the item (existingId 0) or rewrites the row `existingId` of its table.
     bool WriteItem(const ItemRow& row, int64_t existingId);
     bool Delete(const std::string& table, int64_t id);
+    // Records `cover` (a ProbeCoverFile result) as the cover of folder `folderId`, found in
+    // the file `indexedPath` of that size and time; with a null `cover`, the folder has none.
+    bool WriteFolderCover(int64_t folderId, const std::string& indexedPath, int64_t size,
+                          int64_t mtime, const ProbedMedia* cover);
+    // The cover file the index names for folder `folderId` ("" when none).
+    bool FolderCoverFile(int64_t folderId, std::string& indexedPath);
+    // The indexed paths of the videos the index holds in folder `folderId`.
+    bool VideoPathsIn(int64_t folderId, std::vector<std::string>& paths);
+    // Inserts the subtitle (existingId 0) or rewrites the row `existingId`.
+    bool WriteSubtitle(const SubtitleRow& row, int64_t existingId);
 
     const std::string& error() const { return error_; }
 

@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "calyx/core.h"
+#include "calyx/host.h"
 #include "indexer/index_store.h"
 #include "indexer/media_probe.h"
 #include "indexer/tree_walk.h"
@@ -61,6 +62,31 @@ std::string TitleOfFile(const std::string& indexedPath) {
     std::string name = BaseName(indexedPath);
     const size_t dot = name.rfind('.');
     return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
+}
+
+constexpr size_t kNoFile = static_cast<size_t>(-1);
+
+bool IsSubtitle(const std::string& path) {
+    const std::string ext = Extension(path);
+    for (const char* format : kSubtitleFormats)
+        if (ext == format)
+            return true;
+    return false;
+}
+
+// A language as subtitle names carry it: "en", "eng", "pt-BR", "zh-Hant".
+bool IsLanguageTag(const std::string& text) {
+    size_t letters = 0;
+    while (letters < text.size() && isalpha(static_cast<unsigned char>(text[letters])))
+        ++letters;
+    if (letters < 2 || letters > 3)
+        return false;
+    if (letters == text.size())
+        return true;
+    const std::string region = text.substr(letters + 1);
+    return text[letters] == '-' && region.size() >= 2 && region.size() <= 4 &&
+           std::all_of(region.begin(), region.end(),
+                       [](char c) { return isalnum(static_cast<unsigned char>(c)) != 0; });
 }
 
 bool IsPlaylist(const std::string& path) {
@@ -115,6 +141,7 @@ public:
                                                       })
                                                 : nullptr))
             return Fail(store_.error());
+        LoadCoverNames();
         std::vector<std::string> present = options_.folders;
         if (options_.forgetAfterSeconds >= 0 && !CheckMediaFolders(present))
             return Fail("writing the media index failed: " + store_.error());
@@ -420,24 +447,49 @@ private:
     }
 
     bool WriteFiles() {
+        if (!ChooseCovers())
+            return false;
         std::vector<ProbeJob> jobs;
         for (size_t i = 0; i < walk_.files.size(); ++i) {
             const WalkedFile& file = walk_.files[i];
             seen_.insert(file.indexed);
             auto found = rows_.find(file.indexed);
-            if (found != rows_.end() && found->second.table != "directory" &&
-                found->second.size == file.size && found->second.mtime == file.mtime) {
-                if (KindWanted(file, found->second.table)) {
-                    ++summary_.unchanged;
-                } else {  // its folder no longer takes this kind
-                    if (!Write([&] { return RemoveRow(found->second); }))
-                        return false;
-                    ++summary_.removed;
-                }
+            const bool cover = folderCover_[file.folder] == i;
+            if (IsSubtitle(file.path)) {
+                subtitles_.push_back(i);  // written once the videos are known
+                continue;
+            }
+            if (!cover && IsCoverName(file.path)) {
+                // A second cover of the folder: neither a cover nor a photo of its own.
+                if (found != rows_.end() && found->second.table != "cover" &&
+                    !Write([&] { return RemoveRow(found->second); }))
+                    return false;
                 FileDone(file);
                 continue;
             }
-            if (IsPlaylist(file.path)) {
+            if (found != rows_.end() && found->second.table != "directory" &&
+                (found->second.table == "cover") == cover &&
+                (!cover || found->second.id == folderIds_[file.folder]) &&
+                found->second.size == file.size && found->second.mtime == file.mtime &&
+                !KindWanted(file, found->second.table) && found->second.table != "cover") {
+                // Its folder no longer takes this kind.
+                if (!Write([&] { return RemoveRow(found->second); }))
+                    return false;
+                ++summary_.removed;
+                FileDone(file);
+                continue;
+            }
+            if (found != rows_.end() && found->second.table != "directory" &&
+                (found->second.table == "cover") == cover &&
+                (!cover || found->second.id == folderIds_[file.folder]) &&
+                found->second.size == file.size && found->second.mtime == file.mtime) {
+                ++summary_.unchanged;
+                if (found->second.table == "video")
+                    videos_.insert(file.indexed);
+                FileDone(file);
+                continue;
+            }
+            if (IsPlaylist(file.path) && !cover) {
                 ProbedMedia playlist;
                 playlist.kind = MediaKind::kPlaylist;
                 playlist.container = Extension(file.path);
@@ -447,10 +499,11 @@ private:
                 continue;
             }
             jobIndex_.push_back(i);
-            jobs.push_back(
-                {file.path, options_.thumbnailDir.empty()
+            jobs.push_back({file.path,
+                            options_.thumbnailDir.empty()
                                 ? ""
-                                : options_.thumbnailDir + "/" + ThumbnailName(file.indexed)});
+                                : options_.thumbnailDir + "/" + ThumbnailName(file.indexed),
+                            cover});
         }
         bool written = true;
         const bool ran = pool_.Run(
@@ -460,7 +513,9 @@ private:
                     options_.onProbeStart(walk_.files[jobIndex_[job]].indexed, worker);
             },
             [&](size_t job, ProbedMedia& media) {
-                written = written && Store(walk_.files[jobIndex_[job]], media);
+                written =
+                    written && (jobs[job].coverFile ? StoreCover(walk_.files[jobIndex_[job]], media)
+                                                    : Store(walk_.files[jobIndex_[job]], media));
                 if (!written)
                     pool_.Cancel();  // the index cannot take more: stop probing
             });
@@ -468,7 +523,142 @@ private:
             poolError_ = pool_.error();
             return false;
         }
-        return written && CommitNow();
+        return written && WriteSubtitles() && CommitNow();
+    }
+
+    // The file names that make a picture its folder's cover, lower-cased, best first.
+    void LoadCoverNames() {
+        std::vector<std::string> names = options_.coverNames;
+        if (names.empty())
+            Calyx::GetCoverList(names);
+        if (names.empty())
+            names = DefaultCoverNames();
+        for (std::string& name : names)
+            coverNames_.push_back(Calyx::StringToLower(name));
+    }
+
+    // The rank of the file's name among the cover names, or the number of names.
+    size_t CoverRank(const std::string& path) const {
+        const std::string name = Calyx::StringToLower(BaseName(path));
+        size_t rank = 0;
+        while (rank < coverNames_.size() && coverNames_[rank] != name)
+            ++rank;
+        return rank;
+    }
+
+    bool IsCoverName(const std::string& path) const { return CoverRank(path) < coverNames_.size(); }
+
+    // Each folder's cover: the file whose name comes first in the cover names. A run over
+    // changed paths sees some files of a folder only: the cover the index names stays when
+    // it is still there and comes first.
+    bool ChooseCovers() {
+        folderCover_.assign(walk_.folders.size(), kNoFile);
+        for (size_t i = 0; i < walk_.files.size(); ++i) {
+            const size_t rank = CoverRank(walk_.files[i].path);
+            size_t& chosen = folderCover_[walk_.files[i].folder];
+            if (rank < coverNames_.size() &&
+                (chosen == kNoFile || rank < CoverRank(walk_.files[chosen].path)))
+                chosen = i;
+        }
+        if (options_.changedPaths.empty())
+            return true;
+        for (size_t folder = 0; folder < folderCover_.size(); ++folder) {
+            const size_t chosen = folderCover_[folder];
+            std::string current;
+            if (chosen == kNoFile || folderIds_[folder] == 0)
+                continue;
+            if (!store_.FolderCoverFile(folderIds_[folder], current))
+                return false;
+            struct stat info {};
+            if (!current.empty() && current != walk_.files[chosen].indexed &&
+                CoverRank(current) < CoverRank(walk_.files[chosen].path) &&
+                stat(DecodeIndexedPath(current).c_str(), &info) == 0)
+                folderCover_[folder] = kNoFile;
+        }
+        return true;
+    }
+
+    // Records a folder's cover file (a file that was a row of its own before loses it).
+    bool StoreCover(const WalkedFile& file, const ProbedMedia& media) {
+        auto found = rows_.find(file.indexed);
+        const IndexedRow* old = found == rows_.end() ? nullptr : &found->second;
+        const int64_t folderId = folderIds_[file.folder];
+        bool ok = true;
+        if (old != nullptr && old->table != "cover")
+            ok = Write([&] { return RemoveRow(*old); });
+        else if (old != nullptr)
+            RemoveDerived(*old, media);
+        if (!media.failure.empty())
+            AddFailure(file.indexed, media.failure);
+        coverWritten_.insert(folderId);
+        ok = ok && Write([&] {
+                 return store_.WriteFolderCover(folderId, file.indexed, file.size, file.mtime,
+                                                media.failure.empty() ? &media : nullptr);
+             });
+        FileDone(file);
+        return ok;
+    }
+
+    // Subtitle rows, each linked to the video of its folder whose name it begins with. A
+    // run over changed paths knows the folder's other videos from the index only.
+    bool WriteSubtitles() {
+        std::set<int64_t> asked;
+        for (size_t i : subtitles_) {
+            const int64_t folderId = folderIds_[walk_.files[i].folder];
+            if (!options_.changedPaths.empty() && asked.insert(folderId).second) {
+                std::vector<std::string> known;
+                if (!store_.VideoPathsIn(folderId, known))
+                    return false;
+                videos_.insert(known.begin(), known.end());
+            }
+        }
+        for (size_t i : subtitles_) {
+            const WalkedFile& file = walk_.files[i];
+            SubtitleRow row;
+            row.indexedPath = file.indexed;
+            row.format = Extension(file.path);
+            row.parentId = folderIds_[file.folder];
+            row.size = file.size;
+            row.mtime = file.mtime;
+            const std::string folder = walk_.folders[file.folder].indexed + "/";
+            const std::string stem = TitleOfFile(file.indexed);  // "Film.en" of "Film.en.srt"
+            size_t dot = stem.rfind('.');
+            if (dot != std::string::npos && !IsLanguageTag(stem.substr(dot + 1)))
+                dot = std::string::npos;  // "Film.part1.srt" belongs to "Film.part1" only
+            for (auto video = videos_.lower_bound(folder);
+                 video != videos_.end() && video->compare(0, folder.size(), folder) == 0; ++video) {
+                if (video->find('/', folder.size()) != std::string::npos)
+                    continue;  // in a subfolder
+                const std::string videoStem = TitleOfFile(*video);
+                if (videoStem == stem) {
+                    row.videoPath = *video;
+                    row.language.clear();
+                    break;
+                }
+                if (dot != std::string::npos && dot > 0 && videoStem == stem.substr(0, dot)) {
+                    row.videoPath = *video;
+                    row.language = stem.substr(dot + 1);
+                }
+            }
+            if (row.videoPath.empty() && dot != std::string::npos && dot > 0)
+                row.language = stem.substr(dot + 1);
+            auto found = rows_.find(file.indexed);
+            const IndexedRow* old = found == rows_.end() ? nullptr : &found->second;
+            if (old != nullptr && old->table == "subtitle" && old->size == row.size &&
+                old->mtime == row.mtime && old->videoPath == row.videoPath &&
+                old->language == row.language) {
+                FileDone(file);
+                continue;
+            }
+            if (old != nullptr && old->table != "subtitle" &&
+                !Write([&] { return RemoveRow(*old); }))
+                return false;  // a file that was indexed as something else before
+            const int64_t existing = old != nullptr && old->table == "subtitle" ? old->id : 0;
+            if (!Write([&] { return store_.WriteSubtitle(row, existing); }))
+                return false;
+            FileDone(file);
+        }
+        return true;
     }
 
     // Writes (or, for a file that is not media, removes) the row of one probed file.
@@ -499,19 +689,36 @@ private:
             const bool sameTable = old != nullptr && old->table == MediaTableName(media.kind);
             if (old != nullptr && old->thumbnail != media.thumbnail)
                 RemoveThumbnail(old->thumbnail);  // the file no longer has that picture
+            if (old != nullptr)
+                RemoveDerived(*old, media);
             if (old != nullptr && !sameTable)
                 ok = Write([&] { return RemoveRow(*old); });
             ok = ok && Write([&] { return store_.WriteItem(row, sameTable ? old->id : 0); });
             ++(old != nullptr ? summary_.changed : summary_.added);
+            if (media.kind == MediaKind::kVideo)
+                videos_.insert(file.indexed);
         }
         FileDone(file);
         return ok;
     }
 
-    // Deletes a row and the thumbnail it pointed to.
+    // Deletes a row and the pictures made from its file. A cover row only clears its
+    // folder's cover.
     bool RemoveRow(const IndexedRow& row) {
         RemoveThumbnail(row.thumbnail);
+        for (const std::string& picture : row.derived)
+            RemoveThumbnail(picture);
+        if (row.table == "cover")
+            return store_.WriteFolderCover(row.id, "", 0, 0, nullptr);
         return store_.Delete(row.table, row.id);
+    }
+
+    // The pictures of `old` that the new probe result no longer names.
+    void RemoveDerived(const IndexedRow& old, const ProbedMedia& media) {
+        for (const std::string& picture : old.derived)
+            if (picture != media.coverOriginal && picture != media.coverThumbnail &&
+                picture != media.coverSmall && picture != media.large)
+                RemoveThumbnail(picture);
     }
 
     // Only thumbnails in this run's cache are ours to delete.
@@ -535,11 +742,14 @@ private:
                 walked = walked || IsUnder(path, root);
             for (const std::string& folder : incomplete)
                 spared = spared || IsUnder(path, folder);
-            if (!walked || spared)
+            if (!walked || spared || (row.table == "cover" && coverWritten_.count(row.id) != 0))
                 continue;
             if (!Write([&] { return RemoveRow(row); }))
                 return false;
-            ++(row.table == "directory" ? summary_.foldersRemoved : summary_.removed);
+            if (row.table == "directory")
+                ++summary_.foldersRemoved;
+            else if (row.table != "cover" && row.table != "subtitle")
+                ++summary_.removed;
         }
         return CommitNow();
     }
@@ -575,6 +785,11 @@ private:
     std::map<std::string, std::string> rootTitles_;                  // indexed root -> title
     std::map<std::string, const std::set<std::string>*> rootKinds_;  // indexed root -> kinds
     std::vector<size_t> jobIndex_;  // job number -> index in walk_.files
+    std::vector<std::string> coverNames_;
+    std::vector<size_t> folderCover_;           // folder -> index of its cover file, or kNoFile
+    std::unordered_set<int64_t> coverWritten_;  // folders whose cover this run wrote
+    std::vector<size_t> subtitles_;             // indexes in walk_.files of subtitle files
+    std::set<std::string> videos_;              // indexed paths of the videos, new and old
     IndexSummary summary_;
     std::string poolError_;
     double started_ = 0, lastReport_ = 0, transactionStarted_ = 0;

@@ -53,6 +53,9 @@ struct IndexOptions {
     int probeTimeoutSeconds = 10;      // a worker busy longer on one file is killed
     int workers = 0;                   // 0: one per processor
     std::string thumbnailDir;          // empty: no thumbnails are made
+    // File names (any case) that make a picture its folder's cover rather than a photo,
+    // best first. Empty: those of Calyx::GetCoverList, else DefaultCoverNames().
+    std::vector<std::string> coverNames;
     std::function<void(const IndexProgress&)> progress;  // may be empty
     // Called just before a file is handed to the worker process `worker`; may be empty.
     std::function<void(const std::string& path, pid_t worker)> onProbeStart;
@@ -104,6 +107,13 @@ struct IndexSummary {
     std::vector<FailedFile> failures;  // the first ones, in the order met
     double seconds = 0;
 };
+
+// Subtitle files recorded beside videos, by extension (any case).
+inline constexpr const char* kSubtitleFormats[] = {"srt", "ass", "ssa", "sub", "smi", "vtt"};
+
+// The cover file names used when the settings name none: cover.jpg, folder.jpg,
+// cover.png, folder.png, front.jpg, albumart.jpg.
+std::vector<std::string> DefaultCoverNames();
 
 // Runs one indexing run. Never throws.
 IndexSummary RunIndex(const IndexOptions& options);

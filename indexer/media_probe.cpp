@@ -11,6 +11,7 @@ extern "C" {
 
 #include "calyx/media_names.h"
 #include "indexer/av_handles.h"
+#include "indexer/cover_art.h"
 #include "indexer/indexed_path.h"
 #include "indexer/indexer.h"
 #include "indexer/media_dates.h"
@@ -88,6 +89,10 @@ void ReadAudio(const AVStream* stream, ProbedMedia& media) {
     media.channels = parameters->ch_layout.nb_channels;
     media.sampleRate = parameters->sample_rate;
     media.audioBitrate = BitRate(parameters->bit_rate);
+    // Lossless codecs say how many bits their samples carry; PCM codecs imply it.
+    media.bitsPerSample = parameters->bits_per_raw_sample > 0
+                              ? parameters->bits_per_raw_sample
+                              : av_get_bits_per_sample(parameters->codec_id);
 }
 
 void ReadTags(const AVFormatContext* format, const AVStream* audio, ProbedMedia& media) {
@@ -106,6 +111,7 @@ void ReadTags(const AVFormatContext* format, const AVStream* audio, ProbedMedia&
 // A photo's date taken and orientation, from the EXIF tags the JPEG decoder exports.
 void ReadPhoto(AVFormatContext* format, int streamIndex, const std::string& thumbnailPath,
                ProbedMedia& media) {
+    const AVCodecID codec = format->streams[streamIndex]->codecpar->codec_id;
     FramePtr picture = DecodeFirstPicture(format, streamIndex);
     if (!picture)
         return;
@@ -122,6 +128,7 @@ void ReadPhoto(AVFormatContext* format, int streamIndex, const std::string& thum
         media.rotation = RotationOfExifOrientation(atoi(orientation->value));
     if (!thumbnailPath.empty() && WriteJpegThumbnail(*picture, thumbnailPath).empty())
         media.thumbnail = thumbnailPath;
+    WriteLargeForm(*picture, codec, thumbnailPath, media);
 }
 
 void ReadVideoThumbnail(AVFormatContext* format, int streamIndex, const std::string& thumbnailPath,
@@ -184,6 +191,8 @@ ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnail
         ReadAudio(audioStream, media);
 
     std::string mimeCodec;
+    if (media.kind != MediaKind::kPhoto && picture >= 0)
+        ReadAttachedCover(*format->streams[picture], thumbnailPath, media);
     if (media.kind == MediaKind::kVideo) {
         ReadVideo(format->streams[video], media);
         ReadVideoThumbnail(format.get(), video, thumbnailPath, media);

@@ -70,4 +70,8 @@ std::string MediaMimeType(const std::string& kind, const std::string& container,
     return "application/octet-stream";
 }
 
+std::vector<std::string> DefaultCoverNames() {
+    return {"cover.jpg", "folder.jpg", "cover.png", "folder.png", "front.jpg", "albumart.jpg"};
+}
+
 }  // namespace calyx_indexer

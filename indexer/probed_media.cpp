@@ -18,7 +18,9 @@ void VisitFields(Media& m, Visitor&& visit) {
     visit(m.width), visit(m.height), visit(m.frameRateNum), visit(m.frameRateDen);
     visit(m.videoBitrate), visit(m.audioBitrate), visit(m.frameBitrate);
     visit(m.channels), visit(m.sampleRate), visit(m.duration), visit(m.rotation);
-    visit(m.track), visit(m.year);
+    visit(m.track), visit(m.year), visit(m.bitsPerSample);
+    visit(m.coverOriginal), visit(m.coverMime), visit(m.coverWidth), visit(m.coverHeight);
+    visit(m.coverThumbnail), visit(m.coverSmall), visit(m.large);
 }
 
 struct Writer {

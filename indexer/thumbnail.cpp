@@ -1,4 +1,5 @@
-// Thumbnails: decode one picture with libavcodec, scale it with libswscale, encode a JPEG.
+// Thumbnails and other scaled forms: decode one picture with libavcodec, scale it with
+// libswscale, encode a JPEG.
 #include "indexer/thumbnail.h"
 
 extern "C" {
@@ -56,9 +57,42 @@ FramePtr DecodeFirstPicture(AVFormatContext* format, int streamIndex) {
     return DecodeFrom(format, decoder.get(), streamIndex);
 }
 
+FramePtr DecodePicturePacket(const AVCodecParameters& parameters, const AVPacket& packet) {
+    const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
+    if (codec == nullptr || packet.size <= 0)
+        return nullptr;
+    CodecPtr decoder(avcodec_alloc_context3(codec));
+    if (!decoder || avcodec_parameters_to_context(decoder.get(), &parameters) < 0)
+        return nullptr;
+    decoder->thread_count = 1;
+    FramePtr frame(av_frame_alloc());
+    if (!frame || avcodec_open2(decoder.get(), codec, nullptr) < 0 ||
+        avcodec_send_packet(decoder.get(), &packet) < 0)
+        return nullptr;
+    avcodec_send_packet(decoder.get(), nullptr);  // drain: the packet is the whole picture
+    return avcodec_receive_frame(decoder.get(), frame.get()) == 0 ? std::move(frame) : nullptr;
+}
+
 std::string WriteJpegThumbnail(const AVFrame& picture, const std::string& path) {
+    return WriteJpegScaled(picture, path, kThumbnailSide);
+}
+
+std::string WriteWholeFile(const std::string& path, const void* data, size_t size) {
+    const std::string temporary = path + ".part" + std::to_string(getpid());
+    FILE* file = fopen(temporary.c_str(), "wb");
+    if (file == nullptr)
+        return "cannot write " + temporary;
+    const bool written = size == 0 || fwrite(data, 1, size, file) == size;
+    if (fclose(file) != 0 || !written || rename(temporary.c_str(), path.c_str()) != 0) {
+        unlink(temporary.c_str());
+        return "cannot write " + path;
+    }
+    return "";
+}
+
+std::string WriteJpegScaled(const AVFrame& picture, const std::string& path, int maxSide) {
     int width = 0, height = 0;
-    Calyx::DMSGetThumbnailRes(picture.width, picture.height, &width, &height, kThumbnailSide);
+    Calyx::DMSGetThumbnailRes(picture.width, picture.height, &width, &height, maxSide);
     if (picture.width <= 0 || picture.height <= 0 || width <= 0 || height <= 0)
         return "picture has no size";
 
@@ -100,17 +134,7 @@ std::string WriteJpegThumbnail(const AVFrame& picture, const std::string& path) 
     if ((rc = avcodec_receive_packet(encoder.get(), jpeg.get())) < 0)
         return AvErrorText(rc);
 
-    const std::string temporary = path + ".part" + std::to_string(getpid());
-    FILE* file = fopen(temporary.c_str(), "wb");
-    if (file == nullptr)
-        return "cannot write " + temporary;
-    const bool written = fwrite(jpeg->data, 1, static_cast<size_t>(jpeg->size), file) ==
-                         static_cast<size_t>(jpeg->size);
-    if (fclose(file) != 0 || !written || rename(temporary.c_str(), path.c_str()) != 0) {
-        unlink(temporary.c_str());
-        return "cannot write " + path;
-    }
-    return "";
+    return WriteWholeFile(path, jpeg->data, static_cast<size_t>(jpeg->size));
 }
 
 }  // namespace calyx_indexer

@@ -1,4 +1,4 @@
-// The first picture of a stream, and the small JPEG made from it.
+// The first picture of a stream, and the scaled JPEGs made from it.
 #ifndef CALYX_INDEXER_THUMBNAIL_H
 #define CALYX_INDEXER_THUMBNAIL_H
 
@@ -16,9 +16,20 @@ constexpr int kThumbnailSide = 160;
 // metadata carries the EXIF tags (DateTimeOriginal, Orientation, ...).
 FramePtr DecodeFirstPicture(AVFormatContext* format, int streamIndex);
 
-// Writes `picture` scaled to fit kThumbnailSide as a JPEG file at `path` (through a
-// temporary file, so a reader never sees half a thumbnail). Empty on success, else why not.
+// Decodes the picture held whole in one packet (an attached picture: a cover in a song or
+// video file). Null when it cannot be decoded.
+FramePtr DecodePicturePacket(const AVCodecParameters& parameters, const AVPacket& packet);
+
+// Writes `picture` scaled so that its longer side is at most `maxSide` (never enlarged) as
+// a JPEG file at `path` (through a temporary file, so a reader never sees half a picture).
+// Empty on success, else why not.
+std::string WriteJpegScaled(const AVFrame& picture, const std::string& path, int maxSide);
+
+// WriteJpegScaled to kThumbnailSide.
 std::string WriteJpegThumbnail(const AVFrame& picture, const std::string& path);
+
+// Writes `size` bytes to `path` through a temporary file. Empty on success, else why not.
+std::string WriteWholeFile(const std::string& path, const void* data, size_t size);
 
 }  // namespace calyx_indexer
 

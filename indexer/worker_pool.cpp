@@ -17,6 +17,7 @@ extern "C" {
 
 #include <algorithm>
 
+#include "indexer/cover_art.h"
 #include "indexer/media_probe.h"
 #include "indexer/worker_channel.h"
 
@@ -51,8 +52,13 @@ std::string ExitReason(int status) {
         signal(crash, SIG_DFL);
     av_log_set_level(AV_LOG_QUIET);  // reasons travel back in the result, not on stderr
     std::string payload, path, thumbnail;
-    while (ReceiveMessage(fd, payload) && UnpackPair(payload, path, thumbnail)) {
-        const ProbedMedia media = ProbeMediaFile(path, thumbnail);
+    // The second field is the job's kind ("M" media, "C" cover file) and the thumbnail path.
+    while (ReceiveMessage(fd, payload) && UnpackPair(payload, path, thumbnail) &&
+           !thumbnail.empty()) {
+        const bool cover = thumbnail[0] == 'C';
+        thumbnail.erase(0, 1);
+        const ProbedMedia media =
+            cover ? ProbeCoverFile(path, thumbnail) : ProbeMediaFile(path, thumbnail);
         if (!SendMessage(fd, SerializeProbedMedia(media)))
             break;
     }
@@ -126,7 +132,8 @@ void WorkerPool::Dispatch(Worker& worker, size_t index, const ProbeJob& job,
     worker.busy = true;
     worker.job = index;
     worker.deadlineMs = NowMs() + 1000LL * timeoutSeconds_;
-    if (!SendMessage(worker.fd, PackPair(job.path, job.thumbnailPath)))
+    if (!SendMessage(worker.fd,
+                     PackPair(job.path, (job.coverFile ? "C" : "M") + job.thumbnailPath)))
         Replace(worker, "", true, done);  // it died before taking the job
 }
 

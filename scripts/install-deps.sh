@@ -29,6 +29,8 @@ TEST_PACKAGES=(
     ffmpeg exiv2
     # tests of calyx-dms with real clients on namespaced networks
     gir1.2-gupnp-1.6 python3-gi curl iproute2
+    # a real UPnP client of calyx-dms in the tests: VLC with its UPnP discovery
+    vlc-bin vlc-plugin-base
     # the settings page of calyx-dms in a real (headless) browser
     chromium chromium-driver python3-selenium
 )

@@ -1,17 +1,33 @@
--- Media index schema, version 2.
+-- Media index schema, version 3.
 --
 -- Five tables, one per kind of entry: music, video, photo, playlist and directory. All
 -- have the same columns: "id" and one column for each field of the media item record
 -- (ZEVO_MEDIA_INFO), under the field's own name, so that a row fills a record by name,
--- and "hidden" (rows of a media folder that is gone for the moment).
+-- "hidden" (rows of a media folder that is gone for the moment), and the columns the
+-- record has no field for, which readers fetch by name (bits_per_sample); columns added
+-- later are added to tables made before them.
 --
 -- Update ids: one global counter and one per browsable container, which only ever grow.
 -- Every writer calls calyx_index_changed() in the transaction of its change.
 --
+-- Titles sort with the collation calyx_title: case-insensitive, accent-aware and numeric
+-- ("track 2" before "Track 10") whatever the cluster's locale. It is deterministic, so
+-- equality, LIKE and ILIKE on titles are unchanged; only ORDER BY ... COLLATE uses it.
+--
 -- Tables are created in the first schema of the search path. Loading the file again
--- changes nothing; loading it over version 1 adds what version 2 added.
+-- changes nothing; loading it over version 1 or 2 adds what the later versions added.
 
 BEGIN;
+
+-- A PostgreSQL built without ICU still loads the schema; titles then sort by the
+-- database's own collation.
+DO $$
+BEGIN
+    CREATE COLLATION IF NOT EXISTS calyx_title (provider = icu, locale = 'und-u-ks-level2-kn-true');
+EXCEPTION WHEN feature_not_supported OR invalid_parameter_value THEN
+    CREATE COLLATION IF NOT EXISTS calyx_title FROM "default";
+END
+$$;
 
 CREATE TABLE IF NOT EXISTS media_index_version (
     version integer NOT NULL
@@ -60,15 +76,20 @@ BEGIN
             ) $columns$, t);
         -- Version 2: rows under a media folder that is gone are hidden until it returns.
         EXECUTE format('ALTER TABLE %I ADD COLUMN IF NOT EXISTS hidden boolean NOT NULL DEFAULT false', t);
+        EXECUTE format('ALTER TABLE %I ADD COLUMN IF NOT EXISTS bits_per_sample integer', t);
         -- Browsing: an entry by its path (equality and ordering), a folder's entries by
-        -- path prefix (LIKE '/dir/%'), a folder's children by title, and listings
-        -- ordered by title, date taken or modification time (id breaks ties).
+        -- path prefix (LIKE '/dir/%'), a folder's children in title order, and listings
+        -- ordered by title, date taken or modification time (id breaks ties). The title
+        -- indexes of the first schema sorted by the cluster's collation: replaced.
         EXECUTE format('CREATE UNIQUE INDEX IF NOT EXISTS %I ON %I (path)', t || '_path_idx', t);
         EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (path text_pattern_ops)',
                        t || '_path_prefix_idx', t);
-        EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (parent_id, title)',
-                       t || '_parent_title_idx', t);
-        EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (title, id)', t || '_title_idx', t);
+        EXECUTE format('DROP INDEX IF EXISTS %I', t || '_parent_title_idx');
+        EXECUTE format('DROP INDEX IF EXISTS %I', t || '_title_idx');
+        EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (parent_id, title COLLATE calyx_title, id)',
+                       t || '_parent_title_sort_idx', t);
+        EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (title COLLATE calyx_title, id)',
+                       t || '_title_sort_idx', t);
         EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (date, id)', t || '_date_idx', t);
         EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (mdate, id)', t || '_mdate_idx', t);
     END LOOP;
@@ -129,5 +150,58 @@ BEGIN
     END IF;
 END
 $$;
+
+-- Version 3: covers, the large form of photos, and subtitle files. The columns go into
+-- every table, so that the five keep one set of columns.
+DO $$
+DECLARE
+    t text;
+BEGIN
+    FOREACH t IN ARRAY ARRAY['music', 'video', 'photo', 'playlist', 'directory'] LOOP
+        EXECUTE format($columns$
+            ALTER TABLE %I
+                ADD COLUMN IF NOT EXISTS cover_original  text,    -- the cover as it was
+                ADD COLUMN IF NOT EXISTS cover_mime      text,
+                ADD COLUMN IF NOT EXISTS cover_width     integer,
+                ADD COLUMN IF NOT EXISTS cover_height    integer,
+                ADD COLUMN IF NOT EXISTS cover_thumbnail text,    -- JPEG, longer side 160
+                ADD COLUMN IF NOT EXISTS cover_small     text,    -- JPEG, longer side 480
+                ADD COLUMN IF NOT EXISTS cover_file      text,    -- directory: its cover file
+                ADD COLUMN IF NOT EXISTS cover_size      bigint,  -- ... its size and time
+                ADD COLUMN IF NOT EXISTS cover_mtime     bigint,
+                ADD COLUMN IF NOT EXISTS large           text     -- photo: JPEG, side 1920
+            $columns$, t);
+    END LOOP;
+END
+$$;
+
+-- Subtitle files beside videos. video_path is the indexed path of the video in the same
+-- folder whose file name the subtitle's begins with ("Film.srt", "Film.en.srt"), or ''.
+CREATE TABLE IF NOT EXISTS subtitle (
+    id         bigserial PRIMARY KEY,
+    parent_id  bigint NOT NULL DEFAULT 0,
+    path       text   NOT NULL,
+    video_path text   NOT NULL DEFAULT '',
+    language   text   NOT NULL DEFAULT '',  -- "en" of "Film.en.srt"; '' when none
+    format     text   NOT NULL,             -- srt, ass, ssa, sub, smi or vtt
+    filesize   bigint,
+    mdate      bigint
+);
+CREATE UNIQUE INDEX IF NOT EXISTS subtitle_path_idx ON subtitle (path);
+CREATE INDEX IF NOT EXISTS subtitle_video_idx ON subtitle (video_path, language, id);
+CREATE INDEX IF NOT EXISTS subtitle_parent_idx ON subtitle (parent_id, path);
+
+-- An index of an earlier version knows no covers nor large photos: its files are probed
+-- again.
+DO $$
+BEGIN
+    IF (SELECT max(version) FROM media_index_version) < 3 THEN
+        UPDATE music SET mdate = 0;
+        UPDATE video SET mdate = 0;
+        UPDATE photo SET mdate = 0;
+    END IF;
+END
+$$;
+UPDATE media_index_version SET version = 3 WHERE version < 3;
 
 COMMIT;

@@ -1,10 +1,8 @@
-// The server's limits against hostile clients, as command-line options: the names a
-// request's Host may give, the client list's cap, the log's collapse interval and the
-// query workers' statement timeout.
+// The server's limits against hostile clients (command-line options, read in options.cpp):
+// the names a request's Host may give, the client list's cap, the log's collapse interval,
+// the query workers' statement timeout and whether links may lead out of the media folders.
 #ifndef CALYX_DMS_LIMIT_OPTIONS_H
 #define CALYX_DMS_LIMIT_OPTIONS_H
-
-#include <CLI/CLI.hpp>
 
 #include <string>
 #include <vector>
@@ -18,10 +16,6 @@ struct LimitSettings {
     unsigned statementTimeout = 5000;    // milliseconds per statement of a query worker
     bool followLinks = false;            // serve files whose links lead out of the media folders
 };
-
-// Adds --host-name, --max-clients, --log-collapse-interval, --statement-timeout and
-// --follow-links.
-void AddLimitOptions(CLI::App& app, LimitSettings& limits);
 
 }  // namespace calyx_dms
 

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -24,10 +25,12 @@
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
 #include "containment.h"
+#include "content/bookmarks.h"
 #include "content/catalog.h"
 #include "content/query_workers.h"
 #include "content/statement_timeout.h"
 #include "database_setting.h"
+#include "http/connection_policy.h"
 #include "http/media_http.h"
 #include "indexing/index_scheduler.h"
 #include "indexing/media_folders.h"
@@ -42,6 +45,8 @@
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/description.h"
+#include "upnp/media_receiver_registrar.h"
+#include "upnp/samsung_actions.h"
 #include "upnp/update_events.h"
 #include "watch/media_watch.h"
 
@@ -63,9 +68,12 @@ public:
     ~ScratchDirectory() {
         if (path_.empty())
             return;
-        for (const char* name :
-             {"description.xml", "ContentDirectory.xml", "ConnectionManager.xml"})
-            g_remove((path_ + "/" + name).c_str());
+        // Only the server writes here: the descriptions and the device icons.
+        if (GDir* dir = g_dir_open(path_.c_str(), 0, nullptr)) {
+            while (const char* name = g_dir_read_name(dir))
+                g_remove((path_ + "/" + name).c_str());
+            g_dir_close(dir);
+        }
         g_rmdir(path_.c_str());
     }
     const std::string& path() const { return path_; }
@@ -120,8 +128,10 @@ bool ResolveSettings(Options& o, std::string& error) {
 // database server has come up (retrying every few seconds, saying so once).
 class IndexStarter {
 public:
-    IndexStarter(IndexScheduler& scheduler, std::vector<MediaFolder> folders)
-        : scheduler_(scheduler), folders_(std::move(folders)) {}
+    // `ready` runs once the index can be read, before the indexing starts.
+    IndexStarter(IndexScheduler& scheduler, std::vector<MediaFolder> folders,
+                 std::function<void()> ready)
+        : scheduler_(scheduler), folders_(std::move(folders)), ready_(std::move(ready)) {}
     ~IndexStarter() {
         if (timer_ != 0)
             g_source_remove(timer_);
@@ -156,6 +166,8 @@ private:
         }
         if (!lastError_.empty())
             Say("the media index can be read now");
+        if (ready_)
+            ready_();
         if (!folders_.empty())
             scheduler_.Request(folders_);
         return true;
@@ -163,6 +175,7 @@ private:
 
     IndexScheduler& scheduler_;
     std::vector<MediaFolder> folders_;
+    std::function<void()> ready_;
     std::string lastError_;
     guint timer_ = 0;
 };
@@ -274,6 +287,7 @@ int RunMediaServer(const Options& given) {
     StampCache stamps;
     Catalog catalog(mainConnection, stamps);
     std::vector<Catalog> workerCatalogs;
+    workerCatalogs.reserve(workerConnections.size());
     for (const std::unique_ptr<IndexConnection>& connection : workerConnections)
         workerCatalogs.emplace_back(*connection, stamps);
 
@@ -289,7 +303,19 @@ int RunMediaServer(const Options& given) {
         if (status.state == IndexStatus::kIdle && status.runs > 0)
             std::cout << "calyx-dms: " << status.lastResult << std::endl;
     });
-    IndexStarter starter(scheduler, folders);
+    // The server's own table (bookmarks) next to the index; without it everything else
+    // still works.
+    IndexStarter starter(scheduler, folders, [&mainConnection] {
+        std::string error;
+        DBConnect* conn = mainConnection.Get();
+        if (conn != nullptr && ApplyServerSchema(conn, error))
+            return;
+        if (error.empty())
+            error = "cannot connect: " + mainConnection.failure();
+        std::cerr << "calyx-dms: " << error << "; resume positions are not kept" << std::endl;
+        if (Calyx::DMSLOGGetLevel() >= 0)
+            Calyx::DMSPrintf(Calyx::DMSLOG_ERR, "calyx-dms: %s\n", error.c_str());
+    });
     // The media folders followed as they change: what changed goes to changed-path runs.
     std::optional<MediaWatch> mediaWatch;
     if (!folders.empty()) {
@@ -346,6 +372,8 @@ int RunMediaServer(const Options& given) {
     // visit travels with its request and counts as a sighting of its client.
     ClientSightings sightings;
     RequestVisits visits(sightings);
+    // First of all, every answer follows the request's connection wishes (a refusal too).
+    ConnectionPolicy connectionPolicy(gupnp_context_get_server(context.get()));
     // The head of each request is judged before its body is read: Host, sizes, access.
     Containment containment(gupnp_context_get_server(context.get()), session.clients(),
                             ClientListPath(), visits, options.limits);
@@ -361,6 +389,10 @@ int RunMediaServer(const Options& given) {
         GUPNP_DEVICE_INFO(device.get()), "urn:schemas-upnp-org:service:ContentDirectory:1"));
     GObjectPtr<GUPnPServiceInfo> cm(gupnp_device_info_get_service(
         GUPNP_DEVICE_INFO(device.get()), "urn:schemas-upnp-org:service:ConnectionManager:1"));
+    GObjectPtr<GUPnPServiceInfo> registrar(
+        gupnp_device_info_get_service(GUPNP_DEVICE_INFO(device.get()), kRegistrarType));
+    if (!cds || !cm || !registrar)
+        return Fail("the device description lacks one of its services");
     const std::string baseUrl = std::string("http://") +
                                 gssdp_client_get_host_ip(GSSDP_CLIENT(context.get())) + ":" +
                                 std::to_string(gupnp_context_get_port(context.get()));
@@ -369,9 +401,28 @@ int RunMediaServer(const Options& given) {
                                       session.texts(), baseUrl, identity.friendlyName);
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
+    ConnectMediaReceiverRegistrar(GUPNP_SERVICE(registrar.get()));
+    ConnectSamsungActions(GUPNP_SERVICE(cds.get()), catalog);
+    // Clients that need another model name get the description that has it, at the same
+    // address (the stack picks the file by the request's User-Agent).
+    GRegex* msAgents =
+        g_regex_new(kMsAgentPattern, G_REGEX_OPTIMIZE, G_REGEX_MATCH_DEFAULT, nullptr);
+    // The stack hosts the description under a path of its own choice (the device's UUID).
+    GUri* described = g_uri_parse(gupnp_device_info_get_location(GUPNP_DEVICE_INFO(device.get())),
+                                  G_URI_FLAGS_NONE, nullptr);
+    bool msHosted = msAgents && described &&
+                    gupnp_context_host_path_for_agent(context.get(),
+                                                      (scratch.path() + kMsDescriptionFile).c_str(),
+                                                      g_uri_get_path(described), msAgents);
+    if (described)
+        g_uri_unref(described);
+    if (msAgents)
+        g_regex_unref(msAgents);
+    if (!msHosted)
+        return Fail("cannot serve the description for Windows Media Player and the Xbox");
     ServedFiles servedFiles(mainConnection, options.limits.followLinks);
     ServeMedia(context.get(), catalog, servedFiles);
-    ServeTranscodes(context.get(), catalog, transcodes);
+    ServeTranscodes(context.get(), catalog, transcodes, servedFiles);
 
     std::optional<RendererWatch> renderers;
     if (options.discoverRenderers)
@@ -379,6 +430,7 @@ int RunMediaServer(const Options& given) {
     ClientListKeeper keeper(session.clients(), ClientListPath(), options.saveInterval);
     // The settings page, only when a password hash is configured (there is no default).
     std::optional<AdminServer> admin;
+    std::optional<ConnectionPolicy> adminConnectionPolicy;
     if (!options.admin.passwordHash.empty()) {
         admin.emplace(session.clients(), session.texts(), sightings, options.admin);
         if (!admin->Start(gupnp_context_get_port(context.get()), error))
@@ -400,6 +452,7 @@ int RunMediaServer(const Options& given) {
                 return panel;
             },
             [&scheduler, &folders] { scheduler.Request(folders); });
+        adminConnectionPolicy.emplace(admin->Server());
         std::cout << "calyx-dms: settings page at " << admin->Url() << std::endl;
     }
 

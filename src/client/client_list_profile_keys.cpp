@@ -1,5 +1,8 @@
 // The client entry keys that the identification records name: what a host must record
 // for identification to work, and all it needs to record.
+#include <algorithm>
+#include <exception>
+
 #include "calyx/client_list.h"
 #include "client/client_list_access.h"
 #include "client/client_list_matcher.h"

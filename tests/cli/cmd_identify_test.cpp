@@ -215,5 +215,47 @@ TEST(CliIdentify, RecordedRequestsChooseTheirHandlerByMethod) {
     EXPECT_EQ(out["requests"][1]["handler"].asString(), "WebSerOpen");
 }
 
+// A UPnP stack's generic user agent names no client (VLC's and Kodi's control requests carry
+// only theirs, and other clients send the same): it stays on the Default Profile, and the
+// client is found by its media requests.
+TEST(CliIdentify, GenericUpnpStackAgentsStayOnTheDefaultProfile) {
+    TempDir root;
+    for (const char* agent :
+         {"User-Agent: Linux/6.18.44-fc-v769, UPnP/1.0, Portable SDK for UPnP devices/1.8.4",
+          "User-Agent: UPnP/1.0 DLNADOC/1.50 Platinum/1.0.5.13"}) {
+        ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
+                               "--mac", "02:00:00:00:00:29", "--ip", "10.0.0.29", "--handler",
+                               "HandleActionRequest", "-H", agent, "--json"});
+        ASSERT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(ExpectJson(run.out)["profileName"].asString(), "Default Profile") << agent;
+    }
+}
+
+// Kodi's renderer (off by default) identifies it by its description alone.
+TEST(CliIdentify, KodisRendererDescriptionAloneNamesKodi) {
+    TempDir root;
+    ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
+                           "--mac", "02:00:00:00:00:30", "--ip", "10.0.0.30", "--description",
+                           DataPath("clients/kodi/description.xml"), "--json"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ExpectJson(run.out)["profileName"].asString(), "Kodi (renderer)");
+}
+
+// Debian's Kodi names itself "KodifromDebian/..." on its media requests (upstream builds
+// "Kodi/..."): both are Kodi.
+TEST(CliIdentify, KodisMediaRequestsNameKodiInDebiansAndUpstreamBuilds) {
+    for (const std::string agent :
+         {"KodifromDebian/20.1 (X11; Linux x86_64) Kodi_Fork_Kodi from Debian/1.0 Debian "
+          "GNU/Linux/12 App_Bitness/64 Version/20.1-Debian-package-version:-2:20.1+dfsg-1",
+          "Kodi/21.0 (Windows NT 10.0.19045.0; Win64; x64) App_Bitness/64 Version/21.0"}) {
+        TempDir root;
+        ToolRun run = RunTool({"identify", "--root", root.path(), "-p", DataPath("profiles.json"),
+                               "--mac", "02:00:00:00:00:31", "--ip", "10.0.0.31", "-H",
+                               "User-Agent: " + agent, "--json"});
+        ASSERT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(ExpectJson(run.out)["profileName"].asString(), "Kodi") << agent;
+    }
+}
+
 }  // namespace
 }  // namespace calyx_test

@@ -107,6 +107,12 @@ def main():
               facts.get("streams.stream.0.height") == "120",
               "scaled with AC-3: %s %d %s" % (facts, rc, err))
 
+        # MP2 audio, the third audio encoder of the video targets.
+        status, stream, rc, err = transcode(media["avc"], VIDEO_ARGS % "mp2", "--end", "8")
+        facts = probe(stream, folder)
+        check(rc == 0 and codecs(facts) == ["h264", "mp2"] and
+              abs(duration_of(stream, folder) - 8) < 1, "MP2: %s %d %s" % (facts, rc, err))
+
         # A seek to 30 s starts there: 10 s of the 40 remain.
         status, stream, rc, err = transcode(media["hevc"], VIDEO_ARGS % "aac", "--start", "30")
         check(rc == 0 and status.startswith("ok start=30.000"), "seek: %r %s" % (status, err))

@@ -14,6 +14,7 @@
 #include "calyx/core.h"
 #include "calyx/host.h"
 #include "client_view.h"
+#include "dms_effects.h"
 #include "lint.h"
 #include "requests.h"
 #include "tool.h"
@@ -160,6 +161,34 @@ LintReport LintWithSuggestion(const Json::Value& profileDocument, Json::Value& s
     return LintProfileList(extended);
 }
 
+// What calyx-dms does for a client with this checker, type by type and option by option
+// (+ what it has, - what it lacks), as the table of docs/server.md says; also into
+// out["effects"].
+std::string ExplainEffects(const Calyx::DMSClientChecker& checker, Json::Value& out) {
+    std::set<std::string> has;
+    for (const auto& [name, on] : CheckerFlags(checker))
+        if (on)
+            has.insert(name);
+    for (const std::string& name : Calyx::AgentCapabilityNamesOf(checker.m_capability))
+        has.insert(name);
+    std::string text = "what calyx-dms does for this client (docs/server.md):\n";
+    out["effects"] = Json::Value(Json::arrayValue);
+    for (const DmsEffect& e : DmsEffects()) {
+        const bool on = has.count(e.name) != 0;
+        Json::Value row(Json::objectValue);
+        row["name"] = e.name;
+        row["type"] = e.type;
+        row["has"] = on;
+        row["with"] = e.with;
+        row["without"] = e.without;
+        row["test"] = e.test;
+        out["effects"].append(row);
+        text += std::string("  ") + (on ? "+ " : "- ") + e.name + ": " + (on ? e.with : e.without) +
+                "\n";
+    }
+    return text;
+}
+
 std::string StyledJson(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "\t";
@@ -297,6 +326,7 @@ void RunIdentify(const IdentifyOptions& o) {
         text += rendered.substr(rendered.find('\n') + 1);
         if (!chosen)
             text += "  no record matched: \"Default Profile\"\n";
+        text += ExplainEffects(checker, out);
     }
 
     if (o.suggest) {
@@ -376,7 +406,8 @@ void AddIdentifyCommand(CLI::App& app) {
                     "Device description XML (sent as HandleDiscovery fields)");
     cmd->add_flag("--save", o->save, "Save the client list to its fixed path afterwards");
     cmd->add_flag("--explain", o->explain,
-                  "Show every identification record tried and its first failing member");
+                  "Show every identification record tried and its first failing member, and "
+                  "what calyx-dms does for the client's types and options");
     cmd->add_flag("--suggest", o->suggest,
                   "For an unmatched client, print a profile list entry that would match it");
     cmd->add_flag("--default-dlna", o->defaultDLNA,

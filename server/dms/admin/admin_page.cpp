@@ -203,6 +203,8 @@ std::string RenderClientsPage(const Calyx::DMSStringBundle& texts, const Clients
     html += "</tbody></table>\n";
     if (view.rows.empty())
         html += "<p class=\"empty\">" + T(texts, "no_clients") + "</p>\n";
+    // The client list keys clients by MAC: two programs on one machine share an entry.
+    html += "<p class=\"one-mac\">" + T(texts, "one_entry_per_mac") + "</p>\n";
     html += Pager(texts, view) + BulkForms(texts, view);
     return html + "</main></body></html>\n";
 }

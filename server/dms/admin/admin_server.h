@@ -41,6 +41,8 @@ public:
     bool Start(unsigned mediaPort, std::string& error);
     // The address to open in a browser, once started.
     std::string Url() const;
+    // The HTTP server of the page, once started (null before).
+    SoupServer* Server() const { return server_; }
 
     void Handle(SoupServerMessage* msg, const char* path);
 

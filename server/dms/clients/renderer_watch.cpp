@@ -17,7 +17,9 @@ namespace calyx_dms {
 
 namespace {
 
-const char kRendererType[] = "urn:schemas-upnp-org:device:MediaRenderer:1";
+// Renderers, and the Xbox 360, which announces itself as a media center extender.
+const char* const kWatchedTypes[] = {"urn:schemas-upnp-org:device:MediaRenderer:1",
+                                     "urn:schemas-microsoft-com:device:MediaCenterExtender:1"};
 // GSSDP's message kinds (its "message-received" signal): a search answer, an announcement.
 const int kSearchAnswer = 1;
 const int kAnnouncement = 2;
@@ -56,17 +58,18 @@ bool LocationOfSender(const std::string& location, const std::string& sender) {
 }
 
 RendererWatch::RendererWatch(GUPnPContext* context, Calyx::DMSClientList& list, ClientCap* cap)
-    : client_(GSSDP_CLIENT(context)),
-      browser_(gssdp_resource_browser_new(GSSDP_CLIENT(context), kRendererType)),
-      list_(list),
-      cap_(cap) {
+    : client_(GSSDP_CLIENT(context)), list_(list), cap_(cap) {
     handler_ = g_signal_connect(client_, "message-received", G_CALLBACK(MessageReceived), this);
-    gssdp_resource_browser_set_active(browser_, TRUE);
+    for (const char* type : kWatchedTypes) {
+        browsers_.push_back(gssdp_resource_browser_new(client_, type));
+        gssdp_resource_browser_set_active(browsers_.back(), TRUE);
+    }
 }
 
 RendererWatch::~RendererWatch() {
     g_signal_handler_disconnect(client_, handler_);
-    g_object_unref(browser_);
+    for (GSSDPResourceBrowser* browser : browsers_)
+        g_object_unref(browser);
 }
 
 void RendererWatch::OnMessage(const char* from, int type, SoupMessageHeaders* headers) {
@@ -75,7 +78,10 @@ void RendererWatch::OnMessage(const char* from, int type, SoupMessageHeaders* he
     const char* target = soup_message_headers_get_one(headers, type == kAnnouncement ? "NT" : "ST");
     const char* nts = soup_message_headers_get_one(headers, "NTS");
     const char* location = soup_message_headers_get_one(headers, "Location");
-    if (!target || strcmp(target, kRendererType) != 0 || !location ||
+    bool watched = false;
+    for (const char* type : kWatchedTypes)
+        watched = watched || (target && strcmp(target, type) == 0);
+    if (!watched || !location ||
         (type == kAnnouncement && (!nts || strcmp(nts, "ssdp:alive") != 0)))
         return;
     const std::string sender = from;

@@ -1,7 +1,7 @@
-// Media renderers on the network are identified from their device description as soon
-// as they announce themselves, before they send the server a single request. GSSDP's
-// resource browser looks for them; each description is fetched by the server's own
-// bounded fetch, only from the address that sent the announcement and at most once per
+// Media renderers (and media center extenders: the Xbox 360) on the network are identified from
+// their device description as soon as they announce themselves, before they send the server a
+// single request. GSSDP's resource browser looks for them; each description is fetched by the
+// server's own bounded fetch, only from the address that sent the announcement and at most once per
 // sender in a while, so an announcement cannot make the server download without limit or
 // send requests to other hosts.
 #ifndef CALYX_DMS_CLIENTS_RENDERER_WATCH_H
@@ -12,6 +12,7 @@
 #include <chrono>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "calyx/client_list.h"
 #include "clients/description_fetch.h"
@@ -43,7 +44,7 @@ public:
 
 private:
     GSSDPClient* client_;
-    GSSDPResourceBrowser* browser_;
+    std::vector<GSSDPResourceBrowser*> browsers_;  // one per watched device type
     gulong handler_ = 0;
     Calyx::DMSClientList& list_;
     ClientCap* cap_;

@@ -1,5 +1,6 @@
 #include "content/catalog.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -35,9 +36,39 @@ bool ParseId(const std::string& text, long long& id) {
 
 }  // namespace
 
+bool FetchEntry(Calyx::MediaDB& db, Entry& entry) {
+    if (!db.FetchMediaItem(entry.info))
+        return false;
+    entry.bitsPerSample = db.FetchFieldAsInt("bits_per_sample");
+    entry.subtitle = false;
+    ReadItemExtras(db, entry.table, entry.info.id, entry.extras);
+    return true;
+}
+
+const char* SqlTableOf(Calyx::MEDIA_TABLE_TYPE table) {
+    switch (table) {
+        case Calyx::MEDIA_TABLE_MUSIC:
+            return "music";
+        case Calyx::MEDIA_TABLE_VIDEO:
+            return "video";
+        case Calyx::MEDIA_TABLE_DIRECTORY:
+            return "directory";
+        case Calyx::MEDIA_TABLE_PLAYLIST:
+            return "playlist";
+        case Calyx::MEDIA_TABLE_PHOTO:
+            break;
+    }
+    return "photo";
+}
+
 bool ParseObjectId(const std::string& text, ObjectId& out) {
     if (text == "0") {
         out = ObjectId{};
+        return true;
+    }
+    if (!text.empty() && text[0] == 's' && ParseId(text.substr(1), out.id)) {
+        out.kind = ObjectId::kSubtitle;
+        out.table = Calyx::MEDIA_TABLE_VIDEO;
         return true;
     }
     for (const TableName& t : kTables) {
@@ -88,6 +119,8 @@ std::string FormatObjectId(const ObjectId& id) {
         case ObjectId::kTable:
         case ObjectId::kFolders:
             return ContainerIdOf(id.table);
+        case ObjectId::kSubtitle:
+            return "s" + std::to_string(id.id);
         case ObjectId::kDirectory:
         case ObjectId::kItem:
             break;
@@ -97,8 +130,8 @@ std::string FormatObjectId(const ObjectId& id) {
 
 namespace {
 
-// Condition of every read: hidden rows belong to a media folder that is gone for now.
-const char kShown[] = "NOT hidden";
+// A subtitle is shown as an item while its video is.
+const char kShownSubtitle[] = "video_path IN (SELECT path FROM video WHERE NOT hidden)";
 
 // The first column of the first row of `sql` as a number; -1 when the query fails, 0 for
 // no row.
@@ -128,7 +161,7 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
     if (conn == nullptr)
         return -1;
     Calyx::MediaDB db(table, conn);
-    db.AddCondition(kShown);
+    db.AddCondition(kShownRows);
     db.AddCondition(condition);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
         return -1;
@@ -145,7 +178,8 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
     long long handed = 0;
     auto entry = std::make_unique<Entry>();
     for (const Listing& listing : listings) {
-        long long count = Count(listing.table, listing.condition);
+        long long count = listing.subtitles ? CountSubtitles(listing.condition)
+                                            : Count(listing.table, listing.condition);
         if (count < 0)
             return -1;
         long long first = std::max(0LL, offset - total);
@@ -155,17 +189,25 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
         long long wanted = std::min(limit - handed, count - first);
         if (first >= count || wanted <= 0)
             continue;
+        if (listing.subtitles) {
+            const long long rows = SubtitleRows(listing.condition, first, wanted, row);
+            if (rows < 0)
+                return -1;
+            handed += rows;
+            continue;
+        }
         DBConnect* conn = Conn();
         if (conn == nullptr)
             return -1;
         Calyx::MediaDB db(listing.table, conn);
-        db.AddCondition(kShown);
+        db.AddCondition(kShownRows);
         db.AddCondition(listing.condition);
-        if (db.Select("*", orderBy, static_cast<int>(first), static_cast<int>(wanted), "") < 0)
+        if (db.Select(ItemColumns(listing.table), orderBy, static_cast<int>(first),
+                      static_cast<int>(wanted), "") < 0)
             return -1;
         entry->table = listing.table;
         while (db.NextRow()) {
-            if (!db.FetchMediaItem(entry->info))
+            if (!FetchEntry(db, *entry))
                 continue;
             row(*entry);
             ++handed;
@@ -174,17 +216,79 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
     return handed;
 }
 
-int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info) {
+int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
     Calyx::MediaDB db(table, conn);
-    db.AddCondition(kShown);
+    db.AddCondition(kShownRows);
     db.AddCondition("id = " + std::to_string(id));
-    int rows = db.Select("*", "", 0, 1, "");
+    int rows = db.Select(ItemColumns(table), "", 0, 1, "");
     if (rows < 0)
         return -1;
-    return rows > 0 && db.NextRow() && db.FetchMediaItem(info) ? 1 : 0;
+    entry.table = table;
+    return rows > 0 && db.NextRow() && FetchEntry(db, entry) ? 1 : 0;
+}
+
+long long Catalog::CountSubtitles(const std::string& condition) {
+    const long long stamp = SystemUpdateId();
+    const std::string key = "s" + condition;
+    long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
+    if (count >= 0)
+        return count;
+    DBConnect* conn = Conn();
+    if (conn == nullptr)
+        return -1;
+    Calyx::MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn);
+    if (db.Execute(std::string("SELECT COUNT(id) AS total FROM subtitle WHERE ") + kShownSubtitle +
+                   (condition.empty() ? "" : " AND " + condition)) < 1 ||
+        !db.NextRow())
+        return -1;
+    count = strtoll(db.FetchField("total").c_str(), nullptr, 10);
+    if (stamp >= 0)
+        stamps_->StoreCount(stamp, key, count);
+    return count;
+}
+
+long long Catalog::SubtitleRows(const std::string& condition, long long offset, long long limit,
+                                const std::function<void(const Entry&)>& row) {
+    DBConnect* conn = Conn();
+    if (conn == nullptr)
+        return -1;
+    Calyx::MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn);
+    std::string sql =
+        std::string("SELECT id, parent_id, path, language, format, filesize FROM subtitle WHERE ") +
+        kShownSubtitle + (condition.empty() ? "" : " AND " + condition) + " ORDER BY path, id";
+    if (limit > 0)
+        sql += " LIMIT " + std::to_string(limit);
+    if (offset > 0)
+        sql += " OFFSET " + std::to_string(offset);
+    if (db.Execute(sql) < 0)
+        return -1;
+    auto entry = std::make_unique<Entry>();
+    entry->table = Calyx::MEDIA_TABLE_VIDEO;
+    entry->subtitle = true;
+    long long handed = 0;
+    while (db.NextRow()) {
+        ZEVO_MEDIA_INFO& info = entry->info;
+        info = ZEVO_MEDIA_INFO{};
+        info.id = strtoll(db.FetchField("id").c_str(), nullptr, 10);
+        info.parent_id = strtoll(db.FetchField("parent_id").c_str(), nullptr, 10);
+        info.filesize = strtoll(db.FetchField("filesize").c_str(), nullptr, 10);
+        snprintf(info.path, sizeof info.path, "%s", db.FetchField("path").c_str());
+        entry->extras = ItemExtras{};
+        entry->extras.subtitles.push_back(
+            {info.id, db.FetchField("format"), db.FetchField("language")});
+        row(*entry);
+        ++handed;
+    }
+    return handed;
+}
+
+int Catalog::FindSubtitle(long long id, Entry& entry) {
+    long long found = SubtitleRows("id = " + std::to_string(id), 0, 1,
+                                   [&entry](const Entry& row) { entry = row; });
+    return found < 0 ? -1 : found > 0 ? 1 : 0;
 }
 
 long long StampCache::Recent(std::chrono::steady_clock::duration period) {
@@ -275,7 +379,7 @@ long long Catalog::ContainerUpdateId(const std::string& container) {
         return id;
     // Container names are object ids the server made: letters and digits only.
     id = QueryNumber(Conn(), "SELECT update_id AS value FROM container_update WHERE container = '" +
-                                 container + "'");
+                                container + "'");
     if (id >= 0 && stamp >= 0)
         stamps_->StoreCount(stamp, key, id);
     return id;

@@ -12,14 +12,16 @@
 
 #include "calyx/media_db.h"
 #include "calyx/types.h"
+#include "content/item_extras.h"
 #include "store/index_connection.h"
 
 namespace calyx_dms {
 
 // Object ids: "0" the root; "music", "video", "photo" every item of a table; "folders"
-// the top directories; "d<id>" a directory row; "m<id>", "v<id>", "p<id>" an item.
+// the top directories; "d<id>" a directory row; "m<id>", "v<id>", "p<id>" an item;
+// "s<id>" a subtitle file shown as an item (its table is the video table's).
 struct ObjectId {
-    enum Kind { kRoot, kTable, kFolders, kDirectory, kItem } kind = kRoot;
+    enum Kind { kRoot, kTable, kFolders, kDirectory, kItem, kSubtitle } kind = kRoot;
     Calyx::MEDIA_TABLE_TYPE table = Calyx::MEDIA_TABLE_MUSIC;
     long long id = 0;
 };
@@ -32,11 +34,19 @@ std::string ContainerIdOf(Calyx::MEDIA_TABLE_TYPE table);
 char TableLetter(Calyx::MEDIA_TABLE_TYPE table);
 bool TableOfLetter(char letter, Calyx::MEDIA_TABLE_TYPE& table);
 
-// One source of children: the rows of `table` that pass `condition` (SQL, may be "").
+// Condition of every read: hidden rows belong to a media folder that is gone for now.
+inline constexpr char kShownRows[] = "NOT hidden";
+
+// One source of children: the rows of `table` that pass `condition` (SQL, may be ""), or
+// with `subtitles` the subtitle files of videos that pass it.
 struct Listing {
     Calyx::MEDIA_TABLE_TYPE table;
     std::string condition;
+    bool subtitles = false;
 };
+
+// The SQL name of a table of the index ("music", "video", "photo", "directory", "playlist").
+const char* SqlTableOf(Calyx::MEDIA_TABLE_TYPE table);
 
 // A container whose update id changed, as ContainerUpdateIDs names it.
 struct ContainerUpdate {
@@ -44,11 +54,21 @@ struct ContainerUpdate {
     long long updateId;
 };
 
-// A row of the index with the table it came from.
+// A row of the index with the table it came from, the columns the record has no field
+// for, and what the index holds beside it. A subtitle shown as an item has `subtitle` set,
+// the video table, its id, folder, path and size in `info` and its facts as the one entry
+// of `extras.subtitles`.
 struct Entry {
     Calyx::MEDIA_TABLE_TYPE table;
     ZEVO_MEDIA_INFO info;
+    int bitsPerSample = 0;  // of the audio samples (0: unknown or a lossy codec)
+    ItemExtras extras;
+    bool subtitle = false;
 };
+
+// The current row of `db` (a Select of ItemColumns(entry.table)) into `entry.info`, the
+// columns beyond the record and the row's extras; false when the row cannot be read.
+bool FetchEntry(Calyx::MediaDB& db, Entry& entry);
 
 // The last SystemUpdateID read, and the row counts and container update ids seen since,
 // shared by the catalogs of every connection: the update id is read at most once per
@@ -80,6 +100,9 @@ public:
     // between threads.
     Catalog(IndexConnection& connection, StampCache& stamps)
         : connection_(&connection), stamps_(&stamps) {}
+    // The connection, for the server's own table (bookmarks) on the same thread; null while
+    // the database server cannot be reached.
+    DBConnect* Connection() { return connection_->Get(); }
 
     // Rows of the listings one after another, ordered by `orderBy` within each: the total
     // count in `total`, and the rows from `offset` on, at most `limit`, handed to `row` one
@@ -89,12 +112,23 @@ public:
     long long Page(const std::vector<Listing>& listings, const std::string& orderBy,
                    long long offset, long long limit, const std::function<void(const Entry&)>& row,
                    long long& total);
+    // The rows of all `listings` as one list in `orderBy` order (over the columns title,
+    // date and id; ties between tables in table order): a folder's songs, videos and photos
+    // together. Counts, paging and the result as for Page.
+    long long MergedPage(const std::vector<Listing>& listings, const std::string& orderBy,
+                         long long offset, long long limit,
+                         const std::function<void(const Entry&)>& row, long long& total);
     // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
     // the update id is next read, so a count may be up to a stamp period old. Hidden rows
     // (of a media folder that is gone for the moment) are never counted, listed or found.
     long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
     // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
+    // The same, with the columns beyond the record and the row's extras; `entry.table` is
+    // set to `table`.
+    int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry);
+    // The subtitle file `id`, as Entry describes it; as Find.
+    int FindSubtitle(long long id, Entry& entry);
     // The stored SystemUpdateID, which only ever grows; -1 when the query fails. Read at
     // most once per kStampSeconds for every connection together.
     long long SystemUpdateId();
@@ -110,6 +144,11 @@ public:
 
 private:
     static constexpr int kStampSeconds = 1;
+    long long CountSubtitles(const std::string& condition);
+    // The subtitle rows that pass `condition`, `offset` on, at most `limit` (0: all), each
+    // handed to `row`; the number handed, or -1.
+    long long SubtitleRows(const std::string& condition, long long offset, long long limit,
+                           const std::function<void(const Entry&)>& row);
     // The connection, or null while the database server cannot be reached.
     DBConnect* Conn() { return connection_->Get(); }
 

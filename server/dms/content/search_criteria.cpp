@@ -20,7 +20,8 @@ const Column kTextColumns[] = {
     {"upnp:album", "album"}, {"upnp:genre", "genre"},
 };
 
-const Column kSortColumns[] = {{"dc:title", "title"}, {"dc:date", "date"}};
+// Titles sort by the index's title collation (case, accents and numbers as people expect).
+const Column kSortColumns[] = {{"dc:title", "title COLLATE calyx_title"}, {"dc:date", "date"}};
 
 const char* ColumnOf(const Column* begin, const Column* end, const std::string& property) {
     for (const Column* c = begin; c != end; ++c)
@@ -72,6 +73,13 @@ std::string LikeLiteral(const std::string& value) {
 
 bool Relation(const std::string& property, const std::string& op, const std::string& token,
               Calyx::MEDIA_TABLE_TYPE table, std::string& sql) {
+    if (op == "exists" && property == "@refID") {
+        // No object of this server refers to another.
+        if (token != "true" && token != "false")
+            return false;
+        sql += token == "true" ? "FALSE" : "TRUE";
+        return true;
+    }
     if (op == "exists") {
         const char* column = ColumnOf(std::begin(kTextColumns), std::end(kTextColumns), property);
         if (!column || (token != "true" && token != "false"))
@@ -175,12 +183,15 @@ bool SortToSql(const std::string& sortCriteria, std::string& orderBy) {
     for (const std::string& piece : Calyx::StringExplode(sortCriteria, ", ")) {
         bool descending = piece[0] == '-';
         std::string property = piece[0] == '-' || piece[0] == '+' ? piece.substr(1) : piece;
+        // Every listing is of one table, whose rows share one class: nothing to order.
+        if (property == "upnp:class")
+            continue;
         const char* column = ColumnOf(std::begin(kSortColumns), std::end(kSortColumns), property);
         if (!column)
             return false;
         orderBy += std::string(column) + (descending ? " DESC, " : " ASC, ");
     }
-    orderBy += orderBy.empty() ? "title ASC, id ASC" : "id ASC";
+    orderBy += orderBy.empty() ? "title COLLATE calyx_title ASC, id ASC" : "id ASC";
     return true;
 }
 

@@ -23,7 +23,8 @@ constexpr size_t kMaxCriteriaRelations = 32;
 // bounds above.
 bool CriteriaToSql(const std::string& criteria, Calyx::MEDIA_TABLE_TYPE table, std::string& sql);
 
-// "+dc:title,-dc:date" as an ORDER BY list (id breaks ties); false for other properties.
+// "+dc:title,-dc:date" as an ORDER BY list (id breaks ties; titles in the index's title
+// collation); no criteria sorts by title. False for other properties.
 bool SortToSql(const std::string& sortCriteria, std::string& orderBy);
 
 }  // namespace calyx_dms

@@ -12,9 +12,12 @@
 #include "clients/client_road.h"
 #include "clients/request_visits.h"
 #include "common/server_paths.h"
+#include "content/client_view.h"
 #include "content/media_facts.h"
+#include "content/resources.h"
+#include "content/served_file.h"
 #include "http/byte_range.h"
-#include "http/served_file.h"
+#include "http/extra_files.h"
 
 namespace calyx_dms {
 
@@ -75,37 +78,86 @@ void Fail(SoupServerMessage* msg, guint status) {
     soup_server_message_set_status(msg, status, nullptr);
 }
 
+// The first subtitle of a video, for CaptionInfo.sec (Samsung's players ask for it with
+// the media request).
+void AnnounceCaption(SoupServerMessage* msg, const Entry& entry, const ClientVisit& visit) {
+    SoupMessageHeaders* request = soup_server_message_get_request_headers(msg);
+    const char* asked = soup_message_headers_get_one(request, "getCaptionInfo.sec");
+    if (asked == nullptr || strcmp(asked, "1") != 0 || entry.extras.subtitles.empty() ||
+        !HasOption(visit, Calyx::Agent::AGENT_CAPOPT_VIDEOSRT))
+        return;
+    GUri* uri = soup_server_message_get_uri(msg);
+    const SubtitleFacts& first = entry.extras.subtitles.front();
+    const std::string url = "http://" + std::string(g_uri_get_host(uri)) + ":" +
+                            std::to_string(g_uri_get_port(uri)) + kSubtitlePrefix +
+                            std::to_string(first.id) + "." + first.format;
+    soup_message_headers_replace(soup_server_message_get_response_headers(msg), "CaptionInfo.sec",
+                                 url.c_str());
+}
+
 void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, ServedFiles& files,
                 bool thumbnail) {
-    const char* method = soup_server_message_get_method(msg);
-    bool head = strcmp(method, "HEAD") == 0;
-    if (!head && strcmp(method, "GET") != 0) {
-        soup_message_headers_replace(soup_server_message_get_response_headers(msg), "Allow",
-                                     "GET, HEAD");
-        return Fail(msg, SOUP_STATUS_METHOD_NOT_ALLOWED);
-    }
+    bool head = false;
+    if (!AcceptGetOrHead(msg, head))
+        return;
     ClientVisit* visit = RequestVisits::Of(msg);
-    Entry entry{};
+    auto entry = std::make_unique<Entry>();
     long long id = 0;
-    if (!visit || !ParseMediaPath(path, thumbnail ? kThumbPrefix : kMediaPrefix, entry.table, id) ||
-        (visit->checker->m_isMusicOnly && entry.table == Calyx::MEDIA_TABLE_VIDEO))
+    if (!visit ||
+        !ParseMediaPath(path, thumbnail ? kThumbPrefix : kMediaPrefix, entry->table, id) ||
+        HiddenFrom(*visit, entry->table))
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
-    int found = catalog.Find(entry.table, id, entry.info);
+    int found = catalog.Find(entry->table, id, *entry);
     if (found < 0)
         return Fail(msg, SOUP_STATUS_SERVICE_UNAVAILABLE);
-    std::string file = thumbnail ? std::string(entry.info.thumbnail) : FilePathOf(entry.info);
-    if (found == 0 || file.empty() || (thumbnail && entry.table == Calyx::MEDIA_TABLE_MUSIC))
+    const ZEVO_MEDIA_INFO& info = entry->info;
+    std::string file = thumbnail ? std::string(info.thumbnail) : FilePathOf(info);
+    if (found == 0 || file.empty() || (thumbnail && entry->table == Calyx::MEDIA_TABLE_MUSIC))
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
-
-    auto transfer = std::make_unique<Transfer>();
     struct stat st;
     unsigned refused = 0;
-    transfer->fd = thumbnail
-                       ? ServedFiles::OpenThumbnail(file, st, refused)
-                       : files.OpenMedia(file, entry.info.filesize, entry.info.mdate, st, refused);
-    if (transfer->fd < 0)
+    const int fd = thumbnail ? ServedFiles::OpenThumbnail(file, st, refused)
+                             : files.OpenMedia(file, info.filesize, info.mdate, st, refused);
+    if (fd < 0)
         return Fail(msg, refused);
+    FileAnnouncement announce;
+    announce.interactive = thumbnail || entry->table == Calyx::MEDIA_TABLE_PHOTO;
+    announce.contentType = thumbnail ? "image/jpeg" : MimeOf(info);
+    announce.features = thumbnail ? std::string("DLNA.ORG_PN=JPEG_TN;") + kInteractiveFlags
+                                  : DlnaFeatures(*entry, *visit);
+    if (!thumbnail && entry->table == Calyx::MEDIA_TABLE_VIDEO)
+        AnnounceCaption(msg, *entry, *visit);
+    SendFile(msg, fd, st, announce, head);
+}
 
+struct Handler {
+    Catalog* catalog;
+    ServedFiles* files;
+    bool thumbnail;
+};
+
+void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
+    Handler* h = static_cast<Handler*>(data);
+    HandleFile(msg, path, *h->catalog, *h->files, h->thumbnail);
+}
+
+}  // namespace
+
+bool AcceptGetOrHead(SoupServerMessage* msg, bool& head) {
+    const char* method = soup_server_message_get_method(msg);
+    head = strcmp(method, "HEAD") == 0;
+    if (head || strcmp(method, "GET") == 0)
+        return true;
+    soup_message_headers_replace(soup_server_message_get_response_headers(msg), "Allow",
+                                 "GET, HEAD");
+    Fail(msg, SOUP_STATUS_METHOD_NOT_ALLOWED);
+    return false;
+}
+
+void SendFile(SoupServerMessage* msg, int fd, const struct stat& st,
+              const FileAnnouncement& announce, bool head) {
+    auto transfer = std::make_unique<Transfer>();
+    transfer->fd = fd;
     SoupMessageHeaders* request = soup_server_message_get_request_headers(msg);
     SoupMessageHeaders* response = soup_server_message_get_response_headers(msg);
     const char* rangeHeader = soup_message_headers_get_one(request, "Range");
@@ -116,16 +168,12 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, Serv
                                      ("bytes */" + std::to_string(st.st_size)).c_str());
         return Fail(msg, SOUP_STATUS_REQUESTED_RANGE_NOT_SATISFIABLE);
     }
-    bool image = thumbnail || entry.table == Calyx::MEDIA_TABLE_PHOTO;
-    soup_message_headers_replace(response, "Content-Type",
-                                 thumbnail ? "image/jpeg" : MimeOf(entry.info).c_str());
+    soup_message_headers_replace(response, "Content-Type", announce.contentType.c_str());
     soup_message_headers_replace(response, "transferMode.dlna.org",
-                                 image ? "Interactive" : "Streaming");
-    std::string features = thumbnail ? std::string(
-                                           "DLNA.ORG_PN=JPEG_TN;DLNA.ORG_OP=01;DLNA.ORG_CI=0;"
-                                           "DLNA.ORG_FLAGS=00f00000000000000000000000000000")
-                                     : DlnaFeatures(entry, *visit);
-    soup_message_headers_replace(response, "contentFeatures.dlna.org", features.c_str());
+                                 announce.interactive ? "Interactive" : "Streaming");
+    if (!announce.features.empty())
+        soup_message_headers_replace(response, "contentFeatures.dlna.org",
+                                     announce.features.c_str());
     if (range.result == ByteRange::kPart) {
         std::string contentRange = "bytes " + std::to_string(range.first) + "-" +
                                    std::to_string(range.first + range.length - 1) + "/" +
@@ -152,19 +200,6 @@ void HandleFile(SoupServerMessage* msg, const char* path, Catalog& catalog, Serv
     SendNextPiece(msg, t);
 }
 
-struct Handler {
-    Catalog* catalog;
-    ServedFiles* files;
-    bool thumbnail;
-};
-
-void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
-    Handler* h = static_cast<Handler*>(data);
-    HandleFile(msg, path, *h->catalog, *h->files, h->thumbnail);
-}
-
-}  // namespace
-
 void ServeMedia(GUPnPContext* context, Catalog& catalog, ServedFiles& files) {
     for (bool thumbnail : {false, true}) {
         std::string prefix = thumbnail ? kThumbPrefix : kMediaPrefix;
@@ -173,6 +208,7 @@ void ServeMedia(GUPnPContext* context, Catalog& catalog, ServedFiles& files) {
                                          new Handler{&catalog, &files, thumbnail},
                                          [](gpointer data) { delete static_cast<Handler*>(data); });
     }
+    ServeExtraFiles(context, catalog, files);
 }
 
 }  // namespace calyx_dms

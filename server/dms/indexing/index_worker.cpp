@@ -46,7 +46,7 @@ int RunIndexWorker(int argc, char** argv) {
     for (int i = 2; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--workers" && i + 1 < argc) {
-            options.workers = atoi(argv[++i]);
+            options.workers = static_cast<int>(strtol(argv[++i], nullptr, 10));
         } else if (arg == "--changed" && i + 1 < argc) {
             options.changedPaths.emplace_back(argv[++i]);
         } else if (arg == "--forget-after" && i + 1 < argc) {

@@ -188,7 +188,7 @@ bool WaitChild(pid_t pid, int timeoutMs, int& status) {
         }
         if (NowMs() >= deadline)
             return false;
-        timespec pause{0, 20 * 1000 * 1000};
+        timespec pause{0, 20L * 1000 * 1000};
         nanosleep(&pause, nullptr);
     }
 }

@@ -25,7 +25,7 @@ namespace calyx_dms {
 
 namespace {
 
-constexpr off_t kServerLogLimit = 8 * 1024 * 1024;  // a longer log is moved to server.log.1
+constexpr off_t kServerLogLimit = off_t{8} * 1024 * 1024;  // a longer log is moved to server.log.1
 constexpr int kStopGraceMs = 30000;
 
 bool IsExecutable(const std::string& path) {
@@ -170,7 +170,7 @@ std::string FindServerPrograms(const std::string& requested, std::string& error,
 }
 
 std::string SocketFolderFor(const std::string& clusterFolder, uid_t uid) {
-    const std::string preferred = clusterFolder + "/run";
+    std::string preferred = clusterFolder + "/run";
     if (preferred.size() <= kMaxSocketFolderLength)
         return preferred;
     const char* tmp = getenv("TMPDIR");

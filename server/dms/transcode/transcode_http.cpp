@@ -3,13 +3,16 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 
 #include "calyx/core.h"
 #include "clients/request_visits.h"
+#include "common/body_encoding.h"
 #include "common/server_paths.h"
 #include "content/media_facts.h"
+#include "content/served_file.h"
 #include "transcode/time_seek.h"
 #include "transcode/transcode_choice.h"
 #include "transcode/transcode_stream.h"
@@ -22,6 +25,16 @@ namespace {
 struct Handler {
     Catalog* catalog;
     TranscodeJobs* jobs;
+    ServedFiles* files;
+};
+
+// Closes the checked source file once the worker has its own copy of the descriptor.
+struct InputFile {
+    int fd = -1;
+    ~InputFile() {
+        if (fd >= 0)
+            close(fd);
+    }
 };
 
 // "/transcode/v/12/ts-h264-aac-1920x1080-2.ts" -> video row 12 and its target.
@@ -51,7 +64,7 @@ void Fail(SoupServerMessage* msg, guint status) {
 }
 
 void HandleTranscode(SoupServerMessage* msg, const char* path, Catalog& catalog,
-                     TranscodeJobs& jobs) {
+                     TranscodeJobs& jobs, ServedFiles& files) {
     const char* method = soup_server_message_get_method(msg);
     const bool head = strcmp(method, "HEAD") == 0;
     SoupMessageHeaders* request = soup_server_message_get_request_headers(msg);
@@ -67,13 +80,19 @@ void HandleTranscode(SoupServerMessage* msg, const char* path, Catalog& catalog,
     if (!visit || !ParseTranscodePath(path, entry.table, id, target) ||
         (visit->checker->m_isMusicOnly && entry.table == Calyx::MEDIA_TABLE_VIDEO))
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
-    const int found = catalog.Find(entry.table, id, entry.info);
+    const int found = catalog.Find(entry.table, id, entry);
     if (found < 0)
         return Fail(msg, SOUP_STATUS_SERVICE_UNAVAILABLE);
     const std::string file = FilePathOf(entry.info);
-    struct stat st;
-    if (found == 0 || file.empty() || stat(file.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+    if (found == 0 || file.empty())
         return Fail(msg, SOUP_STATUS_NOT_FOUND);
+    // The same link policy as the originals: inside the media folders, as indexed.
+    InputFile input;
+    struct stat st;
+    unsigned refused = 0;
+    input.fd = files.OpenMedia(file, entry.info.filesize, entry.info.mdate, st, refused);
+    if (input.fd < 0)
+        return Fail(msg, refused);
 
     soup_message_headers_replace(response, "Content-Type", TargetMime(target).c_str());
     soup_message_headers_replace(response, "transferMode.dlna.org", "Streaming");
@@ -90,10 +109,7 @@ void HandleTranscode(SoupServerMessage* msg, const char* path, Catalog& catalog,
         return Fail(msg, SOUP_STATUS_REQUESTED_RANGE_NOT_SATISFIABLE);
     }
     if (head) {
-        soup_message_headers_set_encoding(response,
-                                          soup_server_message_get_http_version(msg) == SOUP_HTTP_1_0
-                                              ? SOUP_ENCODING_EOF
-                                              : SOUP_ENCODING_CHUNKED);
+        StreamWithoutLength(msg);
         soup_server_message_set_status(msg, SOUP_STATUS_OK, nullptr);
         return;
     }
@@ -101,7 +117,7 @@ void HandleTranscode(SoupServerMessage* msg, const char* path, Catalog& catalog,
     StreamStart start;
     std::string error;
     const std::string args = EncoderArgsFor(target, entry.info);
-    switch (jobs.Launch(file, args, seek.start, seek.end, start.pid, start.fd, error)) {
+    switch (jobs.Launch(file, args, seek.start, seek.end, start.pid, start.fd, error, input.fd)) {
         case TranscodeJobs::Start::kBusy:
             soup_message_headers_replace(response, "Retry-After",
                                          std::to_string(kTranscodeRetrySeconds).c_str());
@@ -124,16 +140,17 @@ void HandleTranscode(SoupServerMessage* msg, const char* path, Catalog& catalog,
 
 void Serve(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
     Handler* h = static_cast<Handler*>(data);
-    HandleTranscode(msg, path, *h->catalog, *h->jobs);
+    HandleTranscode(msg, path, *h->catalog, *h->jobs, *h->files);
 }
 
 }  // namespace
 
-void ServeTranscodes(GUPnPContext* context, Catalog& catalog, TranscodeJobs& jobs) {
+void ServeTranscodes(GUPnPContext* context, Catalog& catalog, TranscodeJobs& jobs,
+                     ServedFiles& files) {
     std::string prefix = kTranscodePrefix;
     prefix.pop_back();  // the handler path has no trailing "/"
     gupnp_context_add_server_handler(context, FALSE, prefix.c_str(), Serve,
-                                     new Handler{&catalog, &jobs},
+                                     new Handler{&catalog, &jobs, &files},
                                      [](gpointer data) { delete static_cast<Handler*>(data); });
 }
 

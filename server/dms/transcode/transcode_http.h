@@ -8,6 +8,7 @@
 #include <libgupnp/gupnp.h>
 
 #include "content/catalog.h"
+#include "content/served_file.h"
 #include "transcode/transcode_jobs.h"
 
 namespace calyx_dms {
@@ -15,8 +16,11 @@ namespace calyx_dms {
 // Seconds a client is asked to wait when every transcoding worker is busy.
 inline constexpr int kTranscodeRetrySeconds = 10;
 
-// Adds the handler to `context`; `catalog` and `jobs` must outlive it.
-void ServeTranscodes(GUPnPContext* context, Catalog& catalog, TranscodeJobs& jobs);
+// Adds the handler to `context`; `catalog`, `jobs` and `files` must outlive it. A source
+// file is opened as the originals are (`files`: inside the media folders, unchanged since
+// it was indexed) and handed to the worker open.
+void ServeTranscodes(GUPnPContext* context, Catalog& catalog, TranscodeJobs& jobs,
+                     ServedFiles& files);
 
 }  // namespace calyx_dms
 

@@ -59,7 +59,7 @@ std::string TranscodeJobs::DefaultWorker() {
 
 TranscodeJobs::Start TranscodeJobs::Launch(const std::string& file, const std::string& args,
                                            double start, double end, pid_t& pid, int& fd,
-                                           std::string& error) {
+                                           std::string& error, int input) {
     if (running_.size() >= limit_)
         return Start::kBusy;
     int pipeFds[2];
@@ -67,7 +67,9 @@ TranscodeJobs::Start TranscodeJobs::Launch(const std::string& file, const std::s
         error = std::string("no pipe: ") + strerror(errno);
         return Start::kFailed;
     }
-    std::vector<std::string> words = {worker_, "--input", file, "--args", args};
+    // "/dev/stdin" reopens the file the descriptor names, whatever its path now leads to.
+    std::vector<std::string> words = {worker_, "--input", input >= 0 ? "/dev/stdin" : file,
+                                      "--args", args};
     if (start > 0) {
         words.push_back("--start");
         words.push_back(Seconds(start));
@@ -82,11 +84,14 @@ TranscodeJobs::Start TranscodeJobs::Launch(const std::string& file, const std::s
         argv.push_back(word.data());
     argv.push_back(nullptr);
 
-    // The child gets the pipe as its output, nothing to read, the server's error output, and
-    // no other descriptor (sockets, the database connections).
+    // The child gets the pipe as its output, the checked file or nothing to read, the
+    // server's error output, and no other descriptor (sockets, the database connections).
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (input >= 0)
+        posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+    else
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
     posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     // Signals the server ignores or blocks must not reach the worker so.

@@ -22,11 +22,14 @@ public:
 
     enum class Start { kStarted, kBusy, kFailed };
     // Starts a worker transcoding `file` as `args` say from `start` seconds to `end`
-    // (negative: the end). kStarted gives its pid and the read end of its output (a
-    // non-blocking pipe, which the caller closes); kBusy when `limit` workers run; kFailed
-    // with `error` when the program cannot be started. Main loop thread only.
+    // (negative: the end). With `input` (an open descriptor of the file, which the caller
+    // keeps and closes) the worker reads exactly that file as its standard input and never
+    // opens `file` by name, so a file swapped after the caller checked it is not read.
+    // kStarted gives its pid and the read end of its output (a non-blocking pipe, which the
+    // caller closes); kBusy when `limit` workers run; kFailed with `error` when the program
+    // cannot be started. Main loop thread only.
     Start Launch(const std::string& file, const std::string& args, double start, double end,
-                 pid_t& pid, int& fd, std::string& error);
+                 pid_t& pid, int& fd, std::string& error, int input = -1);
     // Ends a worker at once, if it still runs (a reaped pid is never signalled).
     void Stop(pid_t pid);
     unsigned running() const { return static_cast<unsigned>(running_.size()); }

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "calyx/core.h"
+#include "common/body_encoding.h"
 #include "transcode/time_seek.h"
 
 namespace calyx_dms {
@@ -173,10 +174,7 @@ bool Stream::TakeStatus() {
     state_ = State::kBody;
     SoupMessageHeaders* headers = soup_server_message_get_response_headers(msg_);
     // HTTP/1.0 knows no chunks: there the end of the stream closes the connection.
-    soup_message_headers_set_encoding(headers,
-                                      soup_server_message_get_http_version(msg_) == SOUP_HTTP_1_0
-                                          ? SOUP_ENCODING_EOF
-                                          : SOUP_ENCODING_CHUNKED);
+    StreamWithoutLength(msg_);
     if (start_.seekHeader)
         soup_message_headers_replace(headers, "TimeSeekRange.dlna.org",
                                      FormatTimeSeek(start, start_.end, duration).c_str());

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <vector>
@@ -9,8 +10,12 @@
 #include "calyx/core.h"
 #include "clients/client_road.h"
 #include "clients/request_visits.h"
+#include "content/bookmarks.h"
+#include "content/client_view.h"
 #include "content/media_facts.h"
+#include "content/resources.h"
 #include "content/search_criteria.h"
+#include "content/well_known_ids.h"
 #include "upnp/didl.h"
 
 namespace calyx_dms {
@@ -110,16 +115,18 @@ ClientVisit* ActionVisit(GUPnPServiceAction* action) {
     return visit;
 }
 
-bool Hidden(const ClientVisit& visit, Calyx::MEDIA_TABLE_TYPE table) {
-    return visit.checker->m_isMusicOnly && table == Calyx::MEDIA_TABLE_VIDEO;
-}
-
 std::string DirectoryTitle(const ZEVO_MEDIA_INFO& info) {
     return info.title[0] ? info.title : Calyx::FileGetPathBaseName(FilePathOf(info));
 }
 
 std::string DirectoryParent(const ZEVO_MEDIA_INFO& info) {
     return info.parent_id > 0 ? "d" + std::to_string(info.parent_id) : "folders";
+}
+
+// videosubtitleitem: subtitle files are items of their own beside their video.
+bool ShowsSubtitleItems(const ClientVisit& visit) {
+    return !HiddenFrom(visit, Calyx::MEDIA_TABLE_VIDEO) &&
+           HasOption(visit, Calyx::Agent::AGENT_CAPOPT_VIDEOSUBTITLEITEM);
 }
 
 // The children of a directory (or of "folders": the top directories) as listings.
@@ -130,8 +137,19 @@ std::vector<Listing> DirectoryListings(long long id, const ClientVisit& visit) {
         return listings;
     for (Calyx::MEDIA_TABLE_TYPE table :
          {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO})
-        if (!Hidden(visit, table))
+        if (!HiddenFrom(visit, table))
             listings.push_back({table, parent});
+    if (ShowsSubtitleItems(visit))
+        listings.push_back({Calyx::MEDIA_TABLE_VIDEO, parent, true});
+    return listings;
+}
+
+// Every item of a table; the video table's subtitle files follow for clients that show
+// them as items.
+std::vector<Listing> TableListings(Calyx::MEDIA_TABLE_TYPE table, const ClientVisit& visit) {
+    std::vector<Listing> listings = {{table, ""}};
+    if (table == Calyx::MEDIA_TABLE_VIDEO && ShowsSubtitleItems(visit))
+        listings.push_back({table, "", true});
     return listings;
 }
 
@@ -149,8 +167,9 @@ void ReturnAnswer(GUPnPServiceAction* action, const PageAnswer& answer) {
 
 void WriteRow(DidlWriter& didl, const Entry& row, const std::string& parentId) {
     if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
-        didl.Container("d" + std::to_string(row.info.id), DirectoryParent(row.info),
-                       DirectoryTitle(row.info), -1, "object.container.storageFolder");
+        didl.Folder(row, DirectoryParent(row.info), DirectoryTitle(row.info));
+    else if (row.subtitle && parentId.empty())
+        didl.Item(row, "d" + std::to_string(row.info.parent_id));
     else
         didl.Item(row, parentId.empty() ? ContainerIdOf(row.table) : parentId);
 }
@@ -161,6 +180,42 @@ long long WritePage(Catalog& catalog, DidlWriter& didl, const std::vector<Listin
     return catalog.Page(
         listings, page.orderBy, page.offset, page.limit,
         [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, total);
+}
+
+// A folder's page: its subfolders first, then its songs, videos and photos ordered
+// together as one list. The number of rows, or -1 when a query failed.
+long long WriteFolderPage(Catalog& catalog, DidlWriter& didl, long long id,
+                          const ClientVisit& visit, const PageRequest& page,
+                          const std::string& parentId, long long& total) {
+    std::vector<Listing> items = DirectoryListings(id, visit);
+    const std::vector<Listing> folders(items.begin(), items.begin() + 1);
+    items.erase(items.begin());
+    // Subtitle items come last, after the media they belong to.
+    std::vector<Listing> subtitles;
+    for (auto it = items.begin(); it != items.end();) {
+        if (it->subtitles) {
+            subtitles.push_back(*it);
+            it = items.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    const long long handed = WritePage(catalog, didl, folders, page, parentId, total);
+    if (handed < 0 || items.empty())
+        return handed;
+    long long itemTotal = 0;
+    const long long more = catalog.MergedPage(
+        items, page.orderBy, std::max(0LL, page.offset - total), page.limit - handed,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, itemTotal);
+    total += itemTotal;
+    if (more < 0 || subtitles.empty())
+        return more < 0 ? -1 : handed + more;
+    long long subtitleTotal = 0;
+    const long long last = catalog.Page(
+        subtitles, "", std::max(0LL, page.offset - total), page.limit - handed - more,
+        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, subtitleTotal);
+    total += subtitleTotal;
+    return last < 0 ? -1 : handed + more + last;
 }
 
 // The library's share of the request: identification, video profiles and formatting,
@@ -248,7 +303,11 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
 
 void ContentDirectory::Browse(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
-    const std::string objectText = TextArgument(action, "ObjectID");
+    // The Xbox 360 names the object ContainerID, as in Search.
+    std::string objectText = TextArgument(action, "ObjectID");
+    if (objectText.empty())
+        objectText = TextArgument(action, "ContainerID");
+    objectText = OwnContainerId(objectText);
     const std::string flag = TextArgument(action, "BrowseFlag");
     if (!visit || (flag != "BrowseMetadata" && flag != "BrowseDirectChildren")) {
         gupnp_service_action_return_error(action, 402, "Invalid Args");
@@ -258,7 +317,7 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
     request.metadata = flag == "BrowseMetadata";
     if (!ReadPageArguments(action, request.page))
         return;
-    if (!ParseObjectId(objectText, request.object) || Hidden(*visit, request.object.table)) {
+    if (!ParseObjectId(objectText, request.object) || HiddenFrom(*visit, request.object.table)) {
         gupnp_service_action_return_error(action, 701, "No such object");
         return;
     }
@@ -277,6 +336,12 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                           ? catalog.SystemUpdateId()
                           : catalog.ContainerUpdateId(FormatObjectId(object));
     DidlWriter didl(baseUrl_, visit);
+    if (visit.checker->m_isSamsungTV) {
+        // Without the bookmark table (not created) the answer has no positions.
+        std::unordered_map<long long, long long> positions;
+        if (BookmarksOf(catalog.Connection(), visit.mac, positions))
+            didl.SetResumePositions(std::move(positions));
+    }
     long long returned = 0;
     long long total = 0;
     bool ok = true;
@@ -284,7 +349,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
     if (object.kind == ObjectId::kRoot) {
         std::vector<const RootChild*> children;
         for (const RootChild& child : kRootChildren)
-            if (!Hidden(visit, child.table))
+            if (!HiddenFrom(visit, child.table))
                 children.push_back(&child);
         if (request.metadata) {
             didl.Container("0", "-1", rootTitle_, static_cast<long long>(children.size()),
@@ -317,25 +382,27 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
         } else {
             std::vector<Listing> listings = object.kind == ObjectId::kFolders
                                                 ? DirectoryListings(0, visit)
-                                                : std::vector<Listing>{{object.table, ""}};
+                                                : TableListings(object.table, visit);
             returned = WritePage(catalog, didl, listings, request.page,
                                  object.kind == ObjectId::kFolders ? "folders" : "", total);
             ok = returned >= 0;
         }
     } else {
-        ZEVO_MEDIA_INFO info{};
-        int found = catalog.Find(object.table, object.id, info);
+        auto entry = std::make_unique<Entry>();
+        const int found = object.kind == ObjectId::kSubtitle
+                              ? catalog.FindSubtitle(object.id, *entry)
+                              : catalog.Find(object.table, object.id, *entry);
         if (found == 0)
             return PageAnswer::Error(701, "No such object");
         ok = found > 0;
         if (ok && request.metadata) {
-            WriteRow(didl, Entry{object.table, info}, "");
+            WriteRow(didl, *entry, "");
             returned = total = 1;
-        } else if (ok && object.kind == ObjectId::kItem) {
+        } else if (ok && (object.kind == ObjectId::kItem || object.kind == ObjectId::kSubtitle)) {
             return PageAnswer::Error(710, "No such container");
         } else if (ok) {
-            returned = WritePage(catalog, didl, DirectoryListings(object.id, visit), request.page,
-                                 FormatObjectId(object), total);
+            returned = WriteFolderPage(catalog, didl, object.id, visit, request.page,
+                                       FormatObjectId(object), total);
             ok = returned >= 0;
         }
     }
@@ -351,7 +418,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
 
 void ContentDirectory::Search(GUPnPServiceAction* action) {
     ClientVisit* visit = ActionVisit(action);
-    const std::string containerText = TextArgument(action, "ContainerID");
+    const std::string containerText = OwnContainerId(TextArgument(action, "ContainerID"));
     const std::string criteria = TextArgument(action, "SearchCriteria");
     PageRequest page;
     if (!visit) {
@@ -362,14 +429,14 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
         return;
     ObjectId container;
     if (!ParseObjectId(containerText, container) || container.kind == ObjectId::kItem ||
-        Hidden(*visit, container.table)) {
+        container.kind == ObjectId::kSubtitle || HiddenFrom(*visit, container.table)) {
         gupnp_service_action_return_error(action, 710, "No such container");
         return;
     }
     std::vector<Listing> listings;
     for (Calyx::MEDIA_TABLE_TYPE table :
          {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO}) {
-        if (Hidden(*visit, table) ||
+        if (HiddenFrom(*visit, table) ||
             (container.kind == ObjectId::kTable && container.table != table))
             continue;
         std::string condition;

@@ -1,5 +1,6 @@
-// The device description and the two service descriptions, written into a private
-// directory that the UPnP stack serves.
+// The device description (in two forms, for clients that need another model name) with
+// its icons and the service descriptions, written into a private directory that the UPnP
+// stack serves.
 #ifndef CALYX_DMS_DESCRIPTION_H
 #define CALYX_DMS_DESCRIPTION_H
 
@@ -15,8 +16,14 @@ struct DeviceIdentity {
     std::string udn;
 };
 
-// Writes "description.xml", "ContentDirectory.xml" and "ConnectionManager.xml" into
-// `directory`. False with `error` set when a file cannot be written.
+// The model name Windows Media Player and the Xbox look for in a server's description.
+inline constexpr char kMsModelName[] = "Windows Media Player Sharing";
+// The user agents that are served the description with that model name (a GLib regex).
+inline constexpr char kMsAgentPattern[] = "Windows-Media-Player|Xbox|WMFSDK|NSPlayer";
+
+// Writes into `directory`: the device description, the same with kMsModelName, the
+// three service descriptions and the device icons. False with `error` set when a file
+// cannot be written.
 bool WriteDescriptions(const std::string& directory, const DeviceIdentity& identity,
                        std::string& error);
 

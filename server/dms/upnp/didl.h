@@ -4,15 +4,17 @@
 #define CALYX_DMS_DIDL_H
 
 #include <string>
+#include <unordered_map>
+#include <utility>
+
+#include <vector>
 
 #include "clients/client_road.h"
 #include "content/catalog.h"
+#include "content/resources.h"
 #include "transcode/transcode_choice.h"
 
 namespace calyx_dms {
-
-// The longer side of announced thumbnails (DLNA JPEG_TN).
-inline constexpr int kThumbnailSide = 160;
 
 class DidlWriter {
 public:
@@ -20,19 +22,31 @@ public:
     DidlWriter(std::string baseUrl, ClientVisit& visit);
 
     void Container(const std::string& id, const std::string& parentId, const std::string& title,
-                   long long childCount, const char* upnpClass);
+                   long long childCount, const char* upnpClass,
+                   const std::vector<AlbumArt>& art = {});
+    // A directory row as a storage folder, with its album art.
+    void Folder(const Entry& entry, const std::string& parentId, const std::string& title);
+    // An item of a media row, or of a subtitle file (Entry::subtitle).
     void Item(const Entry& entry, const std::string& parentId);
+    // Video id -> seconds: videos with a position carry it as `sec:dcmInfo` "BM=<seconds>",
+    // where Samsung televisions read the point to resume from.
+    void SetResumePositions(std::unordered_map<long long, long long> positions) {
+        resumePositions_ = std::move(positions);
+    }
     // The whole document; the writer is done afterwards.
     std::string Finish();
 
 private:
     std::string Title(const std::string& text);
-    // One transcoded form of the item `info`, as a <res>.
-    void TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info);
+    void SubtitleItem(const Entry& entry, const std::string& parentId);
+    void AlbumArtElements(const std::vector<AlbumArt>& art);
+    // One transcoded form of the item `info`, as a res that takes the file's place.
+    Resource TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info);
 
     std::string baseUrl_;
     ClientVisit& visit_;
     std::string out_;
+    std::unordered_map<long long, long long> resumePositions_;
 };
 
 }  // namespace calyx_dms

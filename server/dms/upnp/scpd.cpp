@@ -83,8 +83,18 @@ std::string ContentDirectoryScpd() {
               {"NumberReturned", true, "A_ARG_TYPE_Count"},
               {"TotalMatches", true, "A_ARG_TYPE_Count"},
               {"UpdateID", true, "A_ARG_TYPE_UpdateID"}}},
+            {"X_GetFeatureList", {{"FeatureList", true, "A_ARG_TYPE_Featurelist"}}},
+            {"X_SetBookmark",
+             {{"CategoryType", false, "A_ARG_TYPE_CategoryType"},
+              {"RID", false, "A_ARG_TYPE_RID"},
+              {"ObjectID", false, "A_ARG_TYPE_ObjectID"},
+              {"PosSecond", false, "A_ARG_TYPE_PosSec"}}},
         },
         {
+            {"A_ARG_TYPE_Featurelist", "string", false, {}},
+            {"A_ARG_TYPE_CategoryType", "ui4", false, {}},
+            {"A_ARG_TYPE_RID", "ui4", false, {}},
+            {"A_ARG_TYPE_PosSec", "ui4", false, {}},
             {"SearchCapabilities", "string", false, {}},
             {"SortCapabilities", "string", false, {}},
             {"SystemUpdateID", "ui4", true, {}},
@@ -132,6 +142,29 @@ std::string ConnectionManagerScpd() {
             {"A_ARG_TYPE_ConnectionID", "i4", false, {}},
             {"A_ARG_TYPE_AVTransportID", "i4", false, {}},
             {"A_ARG_TYPE_RcsID", "i4", false, {}},
+        });
+}
+
+std::string MediaReceiverRegistrarScpd() {
+    return Scpd(
+        {
+            {"IsAuthorized",
+             {{"DeviceID", false, "A_ARG_TYPE_DeviceID"}, {"Result", true, "A_ARG_TYPE_Result"}}},
+            {"RegisterDevice",
+             {{"RegistrationReqMsg", false, "A_ARG_TYPE_RegistrationReqMsg"},
+              {"RegistrationRespMsg", true, "A_ARG_TYPE_RegistrationRespMsg"}}},
+            {"IsValidated",
+             {{"DeviceID", false, "A_ARG_TYPE_DeviceID"}, {"Result", true, "A_ARG_TYPE_Result"}}},
+        },
+        {
+            {"A_ARG_TYPE_DeviceID", "string", false, {}},
+            {"A_ARG_TYPE_Result", "int", false, {}},
+            {"A_ARG_TYPE_RegistrationReqMsg", "bin.base64", false, {}},
+            {"A_ARG_TYPE_RegistrationRespMsg", "bin.base64", false, {}},
+            {"AuthorizationGrantedUpdateID", "ui4", true, {}},
+            {"AuthorizationDeniedUpdateID", "ui4", true, {}},
+            {"ValidationSucceededUpdateID", "ui4", true, {}},
+            {"ValidationRevokedUpdateID", "ui4", true, {}},
         });
 }
 

@@ -1,4 +1,5 @@
-// Service descriptions (SCPD) of ContentDirectory:1 and ConnectionManager:1.
+// Service descriptions (SCPD) of ContentDirectory:1, ConnectionManager:1 and
+// X_MS_MediaReceiverRegistrar:1.
 #ifndef CALYX_DMS_SCPD_H
 #define CALYX_DMS_SCPD_H
 
@@ -8,6 +9,7 @@ namespace calyx_dms {
 
 std::string ContentDirectoryScpd();
 std::string ConnectionManagerScpd();
+std::string MediaReceiverRegistrarScpd();
 
 }  // namespace calyx_dms
 

@@ -22,8 +22,8 @@ public:
     struct Events {
         std::vector<Change> changes;
         std::vector<std::string> rootsGone;  // watched roots deleted, moved or unmounted
-        bool overflow = false;       // events were lost: everything must be looked at
-        bool limitReached = false;   // a new folder could not be watched
+        bool overflow = false;               // events were lost: everything must be looked at
+        bool limitReached = false;           // a new folder could not be watched
     };
     enum class AddResult { kAdded, kLimit, kFailed };
 

@@ -69,8 +69,10 @@ void MediaWatch::Start() {
     watch_ = std::make_unique<FolderWatch>(limit);
     if (watch_->fd() < 0) {
         if (Logging())
-        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: cannot watch the media folders (%s): rescanning them instead\n",
-            watch_->error().c_str());
+            Calyx::DMSPrintf(
+                Calyx::DMSLOG_INFO,
+                "calyx-dms: cannot watch the media folders (%s): rescanning them instead\n",
+                watch_->error().c_str());
         FallBack(0);
     } else {
         for (const std::string& folder : settings_.folders) {
@@ -85,8 +87,10 @@ void MediaWatch::Start() {
     }
     if (watch_) {
         if (Logging())
-        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: watching %zu folders under %zu media folders (inotify limit %zu)\n",
-            watch_->watches(), settings_.folders.size(), limit);
+            Calyx::DMSPrintf(
+                Calyx::DMSLOG_INFO,
+                "calyx-dms: watching %zu folders under %zu media folders (inotify limit %zu)\n",
+                watch_->watches(), settings_.folders.size(), limit);
         io_ = g_unix_fd_add(
             watch_->fd(), G_IO_IN,
             [](gint, GIOCondition, gpointer self) -> gboolean {
@@ -110,11 +114,13 @@ void MediaWatch::FallBack(size_t limit) {
     if (watch_ && limit > 0) {
         const size_t folders = CountFolders(settings_.folders, 100 * limit);
         if (Logging())
-        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: the inotify watch limit (%zu, fs.inotify.max_user_watches) is below "
-            "the %zu folders under the media folders: not watching them, rescanning every %u s "
-            "instead (raise the limit, or set --rescan-interval)\n",
-            limit, folders,
-            settings_.rescanInterval > 0 ? settings_.rescanInterval : kFallbackRescanSeconds);
+            Calyx::DMSPrintf(
+                Calyx::DMSLOG_INFO,
+                "calyx-dms: the inotify watch limit (%zu, fs.inotify.max_user_watches) is below "
+                "the %zu folders under the media folders: not watching them, rescanning every %u s "
+                "instead (raise the limit, or set --rescan-interval)\n",
+                limit, folders,
+                settings_.rescanInterval > 0 ? settings_.rescanInterval : kFallbackRescanSeconds);
     }
     if (io_ != 0)
         g_source_remove(io_);
@@ -145,8 +151,10 @@ void MediaWatch::OnEvents() {
         settler_.Record(change.path, change.event, now);
     for (const std::string& root : events.rootsGone) {
         if (Logging())
-        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: media folder %s is gone: its items are hidden until it returns\n",
-            root.c_str());
+            Calyx::DMSPrintf(
+                Calyx::DMSLOG_INFO,
+                "calyx-dms: media folder %s is gone: its items are hidden until it returns\n",
+                root.c_str());
         missing_.insert(root);
         settler_.Record(root, ChangeSettler::Event::kGone, now);
     }
@@ -155,7 +163,8 @@ void MediaWatch::OnEvents() {
         request_({});
     } else if (events.overflow) {
         if (Logging())
-        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: too many changes at once: rescanning the media folders\n");
+            Calyx::DMSPrintf(Calyx::DMSLOG_INFO,
+                             "calyx-dms: too many changes at once: rescanning the media folders\n");
         request_({});
     }
 }
@@ -170,7 +179,8 @@ void MediaWatch::Tick() {
                 continue;
             }
             if (Logging())
-        Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: media folder %s is back\n", it->c_str());
+                Calyx::DMSPrintf(Calyx::DMSLOG_INFO, "calyx-dms: media folder %s is back\n",
+                                 it->c_str());
             if (watch_ && watch_->AddRoot(*it) == FolderWatch::AddResult::kLimit) {
                 FallBack(watch_->watches());
             }

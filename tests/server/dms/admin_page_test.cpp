@@ -26,6 +26,12 @@ TEST(AdminPage, ClientTextIsEscapedEverywhere) {
     EXPECT_NE(html.find("\u2014"), std::string::npos);  // never seen since the start
 }
 
+TEST(AdminPage, SaysThatClientsAreKeyedByTheirMac) {
+    Calyx::DMSStringBundle texts("none");
+    ClientsPageView view;
+    EXPECT_NE(RenderClientsPage(texts, view).find("<p class=\"one-mac\">"), std::string::npos);
+}
+
 TEST(AdminPage, LibraryPanelShowsCountsScanLastChangeAndTheRescanButton) {
     Calyx::DMSStringBundle texts("none");
     ClientsPageView view;

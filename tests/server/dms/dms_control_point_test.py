@@ -127,10 +127,11 @@ def main():
         result = browse("folders", "BrowseDirectChildren")
         if 'id="d%d"' % ids["folder"] not in result["Result"] or result["TotalMatches"] != "2":
             fail("folders: %r" % result)
+        # A folder's items of every table, in one title order.
         result = browse("d%d" % ids["folder"], "BrowseDirectChildren")
         if re.findall(r'<item id="(\w+)"', result["Result"]) != [
-                "m%d" % ids["latin"], "m%d" % ids["song"], "v%d" % ids["clip"],
-                "p%d" % ids["photo"]]:
+                "v%d" % ids["clip"], "m%d" % ids["latin"], "p%d" % ids["photo"],
+                "m%d" % ids["song"]]:
             fail("the folder's children: %r" % result["Result"])
 
         # Search: by class and by title.

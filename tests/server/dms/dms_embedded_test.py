@@ -118,6 +118,7 @@ def main():
                 "(created;" not in server.output():
             fail("no private cluster created in the default state folder:\n" + server.output())
         data = re.search(r"private PostgreSQL cluster (\S+) ", server.output()).group(1)
+        wait_for("the first index", lambda: server.output_has("index up to date"), 30)
         result = client.run("/usr/bin/python3", os.path.join(HERE, "upnp_control_point.py"),
                             "eth0", "--timeout", "30", check=False)
         seconds = time.monotonic() - server.started

@@ -28,8 +28,10 @@ def main():
     for option in ("--config", "--interface", "--port", "--friendly-name", "--language",
                    "--profiles", "--database", "--log", "--log-level", "--deny-new-clients", "--no-discovery",
                    "--save-interval", "--admin-address", "--admin-port", "--admin-password-hash",
-                   "--hash-password", "--transcodes", "--transcoder", "--media", "--state-dir",
-                   "--index-workers", "--pg-bindir", "--version"):
+                   "--hash-password", "--transcodes", "--transcoder", "--host-name",
+                   "--max-clients", "--log-collapse-interval", "--statement-timeout",
+                   "--follow-links", "--admin-allow-remote", "--admin-login-interval", "--media",
+                   "--state-dir", "--index-workers", "--pg-bindir", "--version"):
         if option not in result.stdout:
             fail("--help does not mention " + option)
     # --hash-password needs no other setting; an empty password is refused.

@@ -245,16 +245,17 @@ class Lab:
         return ids
 
     # --- the server --------------------------------------------------------------------
-    def start_server(self, *extra, drop_env=(), log_level=2, profiles=None):
+    def start_server(self, *extra, drop_env=(), log_level=2, profiles=None, env_extra=None):
         """Starts calyx-dms in the server namespace (environment variables in `drop_env`
-        left out; the shipped profile list unless `profiles` names another) and waits
-        until it serves."""
+        left out, those of `env_extra` added; the shipped profile list unless `profiles`
+        names another) and waits until it serves."""
         log = os.path.join(self.tmp, "server.out")
         # TMPDIR: the server's own temporary folder stays in the lab's, even after a kill.
         env = dict(os.environ, CALYX_ROOT=self.root, TMPDIR=self.tmp,
                    PGOPTIONS="-c search_path=%s" % self.schema)
         for name in drop_env:
             env.pop(name, None)
+        env.update(env_extra or {})
         args = ["ip", "netns", "exec", self.server_ns, self.server_binary, "--interface",
                 "br0", "--port", str(PORT), "--profiles",
                 profiles or os.path.join(self.source, "data/profiles.json"), "--log",
@@ -361,7 +362,9 @@ def encode_path(path):
 
 
 SERVICES = {"ContentDirectory": "urn:schemas-upnp-org:service:ContentDirectory:1",
-            "ConnectionManager": "urn:schemas-upnp-org:service:ConnectionManager:1"}
+            "ConnectionManager": "urn:schemas-upnp-org:service:ConnectionManager:1",
+            "X_MS_MediaReceiverRegistrar":
+                "urn:microsoft.com:service:X_MS_MediaReceiverRegistrar:1"}
 
 
 def soap_envelope(service, action, arguments):

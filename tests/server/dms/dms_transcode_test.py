@@ -7,6 +7,7 @@ ffmpeg at test time; the server runs with --transcodes 1."""
 
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -19,7 +20,7 @@ from dms_lab import Lab, fail, run, soap_action, wait_for  # noqa: E402
 FF = ["ffmpeg", "-nostdin", "-loglevel", "error", "-y"]
 DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
 MACS = {"rules": "02:77:00:00:27:01", "plain": "02:77:00:00:27:02",
-        "pcm": "02:77:00:00:27:03", "mkv": "02:77:00:00:27:04"}
+        "pcm": "02:77:00:00:27:03", "mkv": "02:77:00:00:27:04", "wav": "02:77:00:00:27:05"}
 STREAM_FLAGS = "DLNA.ORG_OP=10;DLNA.ORG_CI=1;DLNA.ORG_FLAGS=01700000000000000000000000000000"
 failures = []
 
@@ -49,6 +50,8 @@ def write_profiles(path):
          "agentopt": "transmkv",
          "profile@AVC_TS": "container_type@mpegts#video_codec@h264#audio_codec@aac",
          "profile@MPEG_PS": "container_type@mpeg#video_codec@mpeg2video"},
+        {"profileName": "WAV Receiver", "profileID": {"macAddr": MACS["wav"]}, "dlna": "yes",
+         "agentopt": "xmres transwav"},
     ]
     with open(path, "w") as f:
         json.dump({"ProfileList": profiles}, f, indent=1)
@@ -82,9 +85,13 @@ def index(lab, folder, media):
     for name, path in media.items():
         table = "music" if path.endswith((".flac", ".mp3")) else "video"
         ids[name] = int(lab.psql("SELECT id FROM %s WHERE path = '%s'" % (table, path)).strip())
-    # Indexed as a video, then spoiled: the server learns it only when it transcodes.
+    # Indexed as a video, then spoiled in place with its size and time kept (a file that
+    # changed since it was indexed is refused before any worker starts): the server
+    # learns it only when it transcodes.
+    indexed = os.stat(media["broken"])
     with open(media["broken"], "r+b") as f:
         f.write(bytes(range(256)) * 64)
+    os.utime(media["broken"], ns=(indexed.st_atime_ns, indexed.st_mtime_ns))
     return ids
 
 
@@ -186,7 +193,14 @@ def check_lists(lab, clients, ids):
     check(forms("mkv", v["hevc"]) == [("video/mpeg", "DLNA.ORG_PN=AVC_TS;" + STREAM_FLAGS,
                                        "transcode/v/%d/ts-h264-aac-1920x1080-2.ts" % ids["hevc"])],
           "transmkv, HEVC MKV: %s" % forms("mkv", v["hevc"]))
+    # transwav with xmres: the original FLAC first, then WAV; MP3 alone.
+    wav = forms("wav", m["flac"])
+    check(len(wav) == 2 and wav[0][0] == "audio/flac" and
+          wav[1] == ("audio/wav", STREAM_FLAGS, "transcode/m/%d/wav-44100-2.wav" % ids["flac"]),
+          "transwav, FLAC: %s" % wav)
+    check(len(forms("wav", m["mp3"])) == 1, "transwav, MP3: %s" % forms("wav", m["mp3"]))
     return {"hevc": lists["rules"][v["hevc"]][1][1], "flac": lists["pcm"][m["flac"]][0][1],
+            "wav": lists["wav"][m["flac"]][1][1],
             "remux": lists["mkv"][v["avc"]][0][1], "broken": lists["rules"][v["broken"]][1][1]}
 
 
@@ -250,6 +264,14 @@ def main():
               "audio/L16;rate=44100;channels=2" and body == reference,
               "LPCM: %d, %d bytes, ffmpeg %d" % (status, len(body), len(reference)))
 
+        # FLAC as WAV from 5 s: 15 s of 16-bit PCM that ffprobe reads.
+        status, headers, body = get(clients["wav"], lab, urls["wav"], "-H",
+                                    "TimeSeekRange.dlna.org: npt=5-")
+        codecs, duration, _ = probe(lab, body)
+        check(status == 200 and header(headers, "Content-Type") == "audio/wav" and
+              codecs == ["pcm_s16le"] and abs(duration - 15) < 1,
+              "WAV: %d %s %.2f" % (status, codecs, duration))
+
         # The MKV remux: streams copied into MPEG-TS.
         status, headers, body = get(mkv, lab, urls["remux"])
         codecs, duration, _ = probe(lab, body)
@@ -282,6 +304,25 @@ def main():
         check(not left, "workers 1 s after the client was killed: %s" % left)
         status, _, body = get(pcm, lab, urls["flac"], "-H", "TimeSeekRange.dlna.org: npt=19-")
         check(status == 200 and len(body) == 44100 * 4, "after the kill: %d %d" % (status, len(body)))
+
+        # The originals' link policy holds for transcodes: a source swapped for a link out
+        # of the media folders gets 403, one changed since it was indexed 409, and neither
+        # starts a worker.
+        outside = os.path.join(lab.tmp, "outside.flac")
+        shutil.copyfile(media["flac"], outside)
+        kept = media["flac"] + ".kept"
+        os.rename(media["flac"], kept)
+        os.symlink(outside, media["flac"])
+        status, _, _ = get(pcm, lab, urls["flac"])
+        check(status == 403 and not workers(lab), "a source swapped for a link: %d" % status)
+        os.remove(media["flac"])
+        os.rename(kept, media["flac"])
+        status, _, body = get(pcm, lab, urls["flac"], "-H", "TimeSeekRange.dlna.org: npt=19-")
+        check(status == 200 and len(body) == 44100 * 4, "the source back: %d" % status)
+        with open(media["flac"], "ab") as f:
+            f.write(b"appended")
+        status, _, _ = get(pcm, lab, urls["flac"])
+        check(status == 409 and not workers(lab), "a source changed since indexed: %d" % status)
 
         check(lab.server.poll() is None, "the server is gone")
         check(lab.stop_server() == 0, "the server did not stop cleanly")

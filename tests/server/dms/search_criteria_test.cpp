@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "content/search_criteria.h"
+#include "content/well_known_ids.h"
 
 namespace calyx_dms {
 namespace {
@@ -79,11 +80,47 @@ TEST(SearchCriteria, BoundedInLengthAndRelations) {
 TEST(SortCriteria, TitleAndDate) {
     std::string order;
     ASSERT_TRUE(SortToSql("", order));
-    EXPECT_EQ(order, "title ASC, id ASC");
+    EXPECT_EQ(order, "title COLLATE calyx_title ASC, id ASC");
     ASSERT_TRUE(SortToSql("-dc:date,+dc:title", order));
-    EXPECT_EQ(order, "date DESC, title ASC, id ASC");
+    EXPECT_EQ(order, "date DESC, title COLLATE calyx_title ASC, id ASC");
     EXPECT_FALSE(SortToSql("+upnp:artist", order));
     EXPECT_FALSE(SortToSql("+dc:title;DROP TABLE video", order));
+}
+
+// The Xbox 360 sorts by class first; a listing holds one class, so only the title orders.
+TEST(SortCriteria, ClassIsNoOrder) {
+    std::string order;
+    ASSERT_TRUE(SortToSql("+upnp:class,+dc:title", order));
+    EXPECT_EQ(order, "title COLLATE calyx_title ASC, id ASC");
+    ASSERT_TRUE(SortToSql("+upnp:class,-dc:date", order));
+    EXPECT_EQ(order, "date DESC, id ASC");
+}
+
+// Windows Media Player and the Xbox ask for objects that refer to no other.
+TEST(SearchCriteria, NoObjectRefersToAnother) {
+    std::string sql;
+    ASSERT_TRUE(
+        CriteriaToSql("upnp:class derivedfrom \"object.item.audioItem\" and @refID "
+                      "exists false",
+                      Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_EQ(sql, "(TRUE AND TRUE)");
+    ASSERT_TRUE(CriteriaToSql("@refID exists true", Calyx::MEDIA_TABLE_MUSIC, sql));
+    EXPECT_EQ(sql, "(FALSE)");
+    EXPECT_FALSE(CriteriaToSql("@refID exists maybe", Calyx::MEDIA_TABLE_MUSIC, sql));
+}
+
+// The well-known container ids of those clients name the server's own containers.
+TEST(WellKnownIds, NameOwnContainers) {
+    EXPECT_EQ(OwnContainerId("4"), "music");
+    EXPECT_EQ(OwnContainerId("7"), "music");
+    EXPECT_EQ(OwnContainerId("F"), "music");
+    EXPECT_EQ(OwnContainerId("15"), "video");
+    EXPECT_EQ(OwnContainerId("8"), "video");
+    EXPECT_EQ(OwnContainerId("16"), "photo");
+    EXPECT_EQ(OwnContainerId("B"), "photo");
+    EXPECT_EQ(OwnContainerId("0"), "0");
+    EXPECT_EQ(OwnContainerId("d12"), "d12");
+    EXPECT_EQ(OwnContainerId("f"), "f");
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 // be that path, so a link swapped in between is caught. A file whose size or modification
 // time differs from what the index recorded has changed since it was indexed and is
 // refused until it is indexed again.
-#ifndef CALYX_DMS_HTTP_SERVED_FILE_H
-#define CALYX_DMS_HTTP_SERVED_FILE_H
+#ifndef CALYX_DMS_CONTENT_SERVED_FILE_H
+#define CALYX_DMS_CONTENT_SERVED_FILE_H
 
 #include <sys/stat.h>
 
@@ -54,4 +54,4 @@ private:
 
 }  // namespace calyx_dms
 
-#endif  // CALYX_DMS_HTTP_SERVED_FILE_H
+#endif  // CALYX_DMS_CONTENT_SERVED_FILE_H

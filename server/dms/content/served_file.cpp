@@ -1,4 +1,4 @@
-#include "http/served_file.h"
+#include "content/served_file.h"
 
 #include <fcntl.h>
 #include <limits.h>
@@ -48,7 +48,8 @@ bool ServedFiles::Roots(std::vector<std::string>& roots) {
     const auto now = std::chrono::steady_clock::now();
     if (!haveRead_ || now - read_ >= kRootsRefresh) {
         DBResult* result = nullptr;
-        if (ZEVODBExecute(connection_->Get(), "SELECT path FROM media_folder WHERE missing_since IS NULL",
+        if (ZEVODBExecute(connection_->Get(),
+                          "SELECT path FROM media_folder WHERE missing_since IS NULL",
                           &result) != 0)
             return false;
         roots_.clear();

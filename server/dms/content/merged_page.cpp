@@ -1,0 +1,110 @@
+// A page of rows from several tables ordered as one list: one statement orders the keys of
+// every table together and pages them; then each table's rows of the page are read in
+// that order and handed over merged, so no more than one row is held at a time.
+#include <stdlib.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "content/catalog.h"
+
+namespace calyx_dms {
+
+namespace {
+
+// "'m'" for music: the key of a table in the ordering statement.
+std::string TableKey(Calyx::MEDIA_TABLE_TYPE table) {
+    return std::string("'") + TableLetter(table) + "'";
+}
+
+std::string KeyStatement(const std::vector<Listing>& listings, const std::string& orderBy,
+                         long long first, long long wanted) {
+    std::string sql = "SELECT t, id FROM (";
+    for (size_t i = 0; i < listings.size(); ++i) {
+        const Listing& listing = listings[i];
+        sql += (i ? " UNION ALL " : "") + std::string("SELECT ") + TableKey(listing.table) +
+               "::text AS t, id, title, date FROM " + SqlTableOf(listing.table) + " WHERE " +
+               kShownRows;
+        if (!listing.condition.empty())
+            sql += " AND (" + listing.condition + ")";
+    }
+    return sql + ") AS merged ORDER BY " + orderBy + ", t LIMIT " + std::to_string(wanted) +
+           " OFFSET " + std::to_string(first);
+}
+
+}  // namespace
+
+long long Catalog::MergedPage(const std::vector<Listing>& listings, const std::string& orderBy,
+                              long long offset, long long limit,
+                              const std::function<void(const Entry&)>& row, long long& total) {
+    total = 0;
+    for (const Listing& listing : listings) {
+        const long long count = Count(listing.table, listing.condition);
+        if (count < 0)
+            return -1;
+        total += count;
+    }
+    const long long wanted = std::min(limit, total - offset);
+    if (listings.empty() || wanted <= 0)
+        return 0;
+
+    // The page's keys, in order.
+    DBConnect* conn = Conn();
+    if (conn == nullptr)
+        return -1;
+    std::vector<std::pair<char, long long>> keys;
+    {
+        Calyx::MediaDB db(listings[0].table, conn);
+        if (db.Execute(KeyStatement(listings, orderBy, offset, wanted)) < 0)
+            return -1;
+        while (db.NextRow())
+            keys.emplace_back(db.FetchField("t")[0],
+                              strtoll(db.FetchField("id").c_str(), nullptr, 10));
+    }
+    // Each table's rows of the page, in the page's order. The result sets are complete
+    // once a statement has run, so reading them in turn on one connection is safe.
+    std::map<char, std::unique_ptr<Calyx::MediaDB>> cursors;
+    for (const Listing& listing : listings) {
+        const char letter = TableLetter(listing.table);
+        std::string ids;
+        for (const auto& key : keys) {
+            if (key.first != letter)
+                continue;
+            ids += (ids.empty() ? "" : ",") + std::to_string(key.second);
+        }
+        if (ids.empty())
+            continue;
+        auto db = std::make_unique<Calyx::MediaDB>(listing.table, conn);
+        db->AddCondition("id IN (" + ids + ")");
+        if (db->Select(ItemColumns(listing.table),
+                       "array_position(ARRAY[" + ids + "]::bigint[], id)", 0, 0, "") < 0)
+            return -1;
+        cursors[letter] = std::move(db);
+    }
+    auto entry = std::make_unique<Entry>();
+    std::map<char, bool> pending;  // a row read but not handed over yet, per table
+    long long handed = 0;
+    for (const auto& key : keys) {
+        auto cursor = cursors.find(key.first);
+        if (cursor == cursors.end() || !TableOfLetter(key.first, entry->table))
+            continue;
+        // A row removed since the keys were read is missing from its table's rows: its
+        // key is skipped and the row read stays for the next key of that table.
+        if (!pending[key.first] && !cursor->second->NextRow())
+            continue;
+        pending[key.first] = true;
+        if (strtoll(cursor->second->FetchField("id").c_str(), nullptr, 10) != key.second)
+            continue;
+        pending[key.first] = false;
+        if (!FetchEntry(*cursor->second, *entry))
+            continue;
+        row(*entry);
+        ++handed;
+    }
+    return handed;
+}
+
+}  // namespace calyx_dms
