@@ -30,8 +30,8 @@ struct Options {
     // Watching the media folders.
     unsigned rescanInterval = 0;    // seconds between rescans of everything; 0: none
     long long forgetAfter = 86400;  // seconds a gone media folder's items stay hidden
-    unsigned transcodes = 0;    // transcoding workers at once (0 = the number of cores)
-    std::string transcoder;     // the calyx-transcode program ("" = beside calyx-dms, or installed)
+    unsigned transcodes = 0;        // transcoding workers at once (0 = the number of cores)
+    std::string transcoder;  // the calyx-transcode program ("" = beside calyx-dms, or installed)
     // The settings page: off unless a password hash is configured.
     AdminSettings admin;
     LimitSettings limits;

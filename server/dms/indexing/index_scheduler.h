@@ -91,7 +91,7 @@ private:
     std::function<void(const IndexStatus&)> observer_;
     std::vector<MediaFolder> pending_;
     bool hasPending_ = false;
-    std::vector<MediaFolder> folders_;  // those of the last Request
+    std::vector<MediaFolder> folders_;      // those of the last Request
     std::set<std::string> pendingChanges_;  // changed paths waiting (hasPending_: none)
     pid_t pid_ = -1;
     int fd_ = -1;
