@@ -24,9 +24,17 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/CalyxConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/CalyxConfig.cmake ${PROJECT_BINARY_DIR}/CalyxConfigVersion.cmake
     DESTINATION ${CALYX_CMAKE_DIR} COMPONENT dev)
-# The .pc file finds its prefix relative to itself, so an install moved or made with
-# `cmake --install --prefix` still works.
-file(RELATIVE_PATH CALYX_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
-configure_file(cmake/calyx.pc.in ${PROJECT_BINARY_DIR}/calyx.pc @ONLY)
+# The .pc file names the prefix it is installed under, written at install time, so that an
+# install made with `cmake --install --prefix` points at itself and the package's file
+# gives the plain -I/usr/include. jsoncpp, libpq and ixml (libupnp) are private
+# requirements: their include paths come along, their libraries only for static links.
+install(CODE "
+    set(CALYX_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+    set(CMAKE_INSTALL_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
+    set(CMAKE_INSTALL_INCLUDEDIR \"${CMAKE_INSTALL_INCLUDEDIR}\")
+    set(PROJECT_DESCRIPTION \"${PROJECT_DESCRIPTION}\")
+    set(PROJECT_VERSION \"${PROJECT_VERSION}\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/cmake/calyx.pc.in\" \"${PROJECT_BINARY_DIR}/calyx.pc\" @ONLY)
+" COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/calyx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT dev)
