@@ -6,7 +6,8 @@ in at once is indexed alone (not the whole tree), each file once; a file written
 5 s is indexed once, after it is complete; the media folder renamed away hides its items
 and brings them back, with the same ids, when it returns. Then, with a watch limit too
 small for the tree (the limit's file is the test's own), the server says so and finds new
-files by its periodic rescans."""
+files by its periodic rescans; and the settings page's "Rescan now" alone brings a new file
+in and shows the counts."""
 
 import os
 import re
@@ -158,6 +159,31 @@ def main():
         shutil.copy(files["song"], extra)
         wait_for("the new file found by a rescan", lambda: row_of(lab, "music", extra), 10)
         print("watch limit: fell back to rescans")
+        lab.stop_server()
+
+        # The settings page's "Rescan now": with neither watches nor timed rescans, the
+        # button alone brings a new file in, and the page shows the counts.
+        from dms_admin_test import ADMIN_URL, PASSWORD, admin_curl, log_in, post
+        hashed = run(lab.server_binary, "--hash-password", input=PASSWORD + "\n").stdout.strip()
+        done_before = lab.server_log().count("index up to date")
+        lab.start_server("--media", media, "--rescan-interval", "3600",
+                         "--admin-password-hash", hashed, log_level=1)
+        wait_for("the index run at start", lambda: lab.server_log().count("index up to date") >
+                 done_before, 20)
+        button = os.path.join(media, "by the button.mp3")
+        shutil.copy(files["song"], button)
+        time.sleep(2)
+        if row_of(lab, "music", button):
+            fail("the file was indexed before the button was pressed")
+        jar = os.path.join(lab.tmp, "cookies")
+        _, _, token = log_in(lab, jar)
+        post(lab, jar, "rescan", csrf=token)
+        wait_for("the file brought in by Rescan now", lambda: row_of(lab, "music", button), 15)
+        _, _, page = admin_curl(lab, ADMIN_URL, jar=jar)
+        music_rows = int(lab.psql("SELECT count(*) FROM music WHERE NOT hidden").strip())
+        if '<dd class="count-music">%d</dd>' % music_rows not in page:
+            fail("the settings page does not show %d music items" % music_rows)
+        print("Rescan now: ok")
 
 
 if __name__ == "__main__":
