@@ -51,6 +51,14 @@ fail() {
     failures=$((failures + 1))
 }
 
+# The folders whose code this build holds: a build without the media programs (a cross
+# build) has no indexer or server part, so an arrow to one cannot be followed there.
+declare -A built=()
+for pair in "$@"; do
+    built[${pair#*=}]=yes
+done
+[[ -n ${built[clients]+set} ]] && built[common]=yes
+
 for pair in "$@"; do
     target=${pair%%=*} folder=${pair#*=}
     if [[ -z ${may_use[$folder]+set} ]]; then
@@ -69,6 +77,7 @@ for pair in "$@"; do
         for f in "$folder" ${may_use[$folder]}; do
             [[ $f == "$probe_folder" ]] && allowed=yes
         done
+        [[ $allowed == yes && -z ${built[$probe_folder]+set} ]] && continue
         output=$(printf '#include "%s"\n' "$probe" |
             "$compiler" -std=c++17 -E -x c++ "${flags[@]}" -o /dev/null - 2>&1)
         status=$?
