@@ -136,18 +136,18 @@ void IndexScheduler::StartRun(const std::vector<MediaFolder>& folders,
         LogError(status_.lastResult);
         return;
     }
-    ChildSpec spec;
-    spec.argv.push_back(settings_.program);
+    ChildLaunch launch;
+    launch.argv.push_back(settings_.program);
     for (const std::string& arg : IndexWorkerArguments(settings_, folders, changed))
-        spec.argv.push_back(arg);
-    spec.stdoutFd = fds[1];
-    spec.outputFile = settings_.workerLog;  // stderr (stdout is the pipe)
-    if (!spec.outputFile.empty())
-        unlink(spec.outputFile.c_str());
-    spec.parentDeathSignal = SIGTERM;
-    spec.niceness = kNiceness;
+        launch.argv.push_back(arg);
+    launch.stdoutFd = fds[1];
+    launch.outputFile = settings_.workerLog;  // stderr (stdout is the pipe)
+    if (!launch.outputFile.empty())
+        unlink(launch.outputFile.c_str());
+    launch.parentDeathSignal = SIGTERM;
+    launch.niceness = kNiceness;
     std::string error;
-    pid_ = StartChild(spec, error);
+    pid_ = StartChild(launch, error);
     close(fds[1]);
     if (pid_ < 0) {
         close(fds[0]);

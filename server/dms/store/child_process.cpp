@@ -26,7 +26,7 @@ long long NowMs() {
     return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-// The server's environment with the spec's entries added or replacing.
+// The server's environment with the launch's entries added or replacing.
 std::vector<std::string> MergedEnvironment(const std::vector<std::string>& extra) {
     std::map<std::string, std::string> byName;
     std::vector<std::string> order;
@@ -95,25 +95,25 @@ const char* StepName(int step) {
 
 }  // namespace
 
-pid_t StartChild(const ChildSpec& spec, std::string& error) {
-    if (spec.argv.empty()) {
+pid_t StartChild(const ChildLaunch& launch, std::string& error) {
+    if (launch.argv.empty()) {
         error = "no program to start";
         return -1;
     }
-    const std::string program = spec.program.empty() ? spec.argv[0] : spec.program;
-    std::vector<std::string> args = spec.argv;
-    std::vector<std::string> env = MergedEnvironment(spec.environment);
+    const std::string program = launch.program.empty() ? launch.argv[0] : launch.program;
+    std::vector<std::string> args = launch.argv;
+    std::vector<std::string> env = MergedEnvironment(launch.environment);
     std::vector<char*> argv = Pointers(args);
     std::vector<char*> envp = Pointers(env);
     int report[2];
     if (pipe2(report, O_CLOEXEC) != 0) {
-        error = std::string("cannot start ") + spec.argv[0] + ": " + strerror(errno);
+        error = std::string("cannot start ") + launch.argv[0] + ": " + strerror(errno);
         return -1;
     }
     const pid_t parent = getpid();
     const pid_t pid = fork();
     if (pid < 0) {
-        error = std::string("cannot start ") + spec.argv[0] + ": " + strerror(errno);
+        error = std::string("cannot start ") + launch.argv[0] + ": " + strerror(errno);
         close(report[0]);
         close(report[1]);
         return -1;
@@ -125,36 +125,37 @@ pid_t StartChild(const ChildSpec& spec, std::string& error) {
         sigprocmask(SIG_SETMASK, &none, nullptr);
         for (int s : {SIGPIPE, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGCHLD})
             signal(s, SIG_DFL);
-        if (spec.ownProcessGroup)
+        if (launch.ownProcessGroup)
             setpgid(0, 0);
         const int devnull = open("/dev/null", O_RDONLY);
         if (devnull >= 0) {
             dup2(devnull, STDIN_FILENO);
             close(devnull);
         }
-        if (!spec.outputFile.empty()) {
-            const int out = open(spec.outputFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        if (!launch.outputFile.empty()) {
+            const int out = open(launch.outputFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
             if (out < 0)
                 ChildFail(report[1], kStepOutput);
             dup2(out, STDOUT_FILENO);
             dup2(out, STDERR_FILENO);
             close(out);
         }
-        if (spec.stdoutFd >= 0)
-            dup2(spec.stdoutFd, STDOUT_FILENO);
-        if (spec.uid != static_cast<uid_t>(-1)) {
-            if (setgroups(1, &spec.gid) != 0 || setgid(spec.gid) != 0 || setuid(spec.uid) != 0)
+        if (launch.stdoutFd >= 0)
+            dup2(launch.stdoutFd, STDOUT_FILENO);
+        if (launch.uid != static_cast<uid_t>(-1)) {
+            if (setgroups(1, &launch.gid) != 0 || setgid(launch.gid) != 0 ||
+                setuid(launch.uid) != 0)
                 ChildFail(report[1], kStepUser);
         }
         // After the user change, which would clear it.
-        if (spec.parentDeathSignal != 0) {
-            prctl(PR_SET_PDEATHSIG, spec.parentDeathSignal);
+        if (launch.parentDeathSignal != 0) {
+            prctl(PR_SET_PDEATHSIG, launch.parentDeathSignal);
             if (getppid() != parent)  // the server died before the line above
                 _exit(1);
         }
-        if (spec.niceness != 0)
-            setpriority(PRIO_PROCESS, 0, spec.niceness);
-        if (!spec.workingDirectory.empty() && chdir(spec.workingDirectory.c_str()) != 0)
+        if (launch.niceness != 0)
+            setpriority(PRIO_PROCESS, 0, launch.niceness);
+        if (!launch.workingDirectory.empty() && chdir(launch.workingDirectory.c_str()) != 0)
             ChildFail(report[1], kStepDirectory);
         // Every descriptor but the three standard ones and the report pipe (close-on-exec).
         CloseDescriptorsFrom(3, report[1]);
@@ -169,7 +170,7 @@ pid_t StartChild(const ChildSpec& spec, std::string& error) {
     } while (got < 0 && errno == EINTR);
     close(report[0]);
     if (got == static_cast<ssize_t>(sizeof message)) {
-        error = spec.argv[0] + " " + StepName(message[0]) + ": " + strerror(message[1]);
+        error = launch.argv[0] + " " + StepName(message[0]) + ": " + strerror(message[1]);
         int status = 0;
         waitpid(pid, &status, 0);
         return -1;
@@ -214,19 +215,20 @@ std::string DescribeWaitStatus(int status) {
     return "ended";
 }
 
-bool RunChild(const ChildSpec& spec, int timeoutMs, std::string& error) {
-    const pid_t pid = StartChild(spec, error);
+bool RunChild(const ChildLaunch& launch, int timeoutMs, std::string& error) {
+    const pid_t pid = StartChild(launch, error);
     if (pid < 0)
         return false;
     int status = 0;
     if (!WaitChild(pid, timeoutMs, status)) {
         StopChild(pid, SIGTERM, 2000);
-        error = spec.argv[0] + " did not finish within " + std::to_string(timeoutMs / 1000) + " s";
+        error =
+            launch.argv[0] + " did not finish within " + std::to_string(timeoutMs / 1000) + " s";
         return false;
     }
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
         return true;
-    error = spec.argv[0] + " " + DescribeWaitStatus(status);
+    error = launch.argv[0] + " " + DescribeWaitStatus(status);
     return false;
 }
 

@@ -12,7 +12,7 @@
 
 namespace calyx_dms {
 
-struct ChildSpec {
+struct ChildLaunch {
     std::string program;            // the file to run; "" runs argv[0]
     std::vector<std::string> argv;  // argv[0] names the program to itself
     // Extra environment entries ("NAME=value"), added to (or replacing in) the server's own.
@@ -29,7 +29,7 @@ struct ChildSpec {
 
 // Starts the program; its pid, or -1 with `error` set (the program's absence and a failed
 // exec are reported here too, through a close-on-exec pipe).
-pid_t StartChild(const ChildSpec& spec, std::string& error);
+pid_t StartChild(const ChildLaunch& launch, std::string& error);
 
 // Waits at most `timeoutMs` for the child to end. True when it ended (its wait status in
 // `status`), false when it still runs.
@@ -44,7 +44,7 @@ std::string DescribeWaitStatus(int status);
 
 // Runs the program to its end; true when it exited with status 0. `error` describes a
 // failure to start or a non-zero end.
-bool RunChild(const ChildSpec& spec, int timeoutMs, std::string& error);
+bool RunChild(const ChildLaunch& launch, int timeoutMs, std::string& error);
 
 }  // namespace calyx_dms
 

@@ -219,11 +219,11 @@ bool PrivateCluster::Start(std::string& error) {
             error = std::string("cannot start postgres: ") + strerror(errno);
             return false;
         }
-        ChildSpec spec;
-        spec.argv = {settings_.programs + "/postgres", "-V"};
-        spec.stdoutFd = fds[1];
-        spec.ownProcessGroup = false;
-        const pid_t pid = StartChild(spec, error);
+        ChildLaunch launch;
+        launch.argv = {settings_.programs + "/postgres", "-V"};
+        launch.stdoutFd = fds[1];
+        launch.ownProcessGroup = false;
+        const pid_t pid = StartChild(launch, error);
         close(fds[1]);
         char buffer[256];
         ssize_t n;
@@ -332,25 +332,25 @@ bool PrivateCluster::InitDb(std::string& error) {
     // Made aside and renamed when complete, so that a cluster is never half made.
     const std::string fresh = dataFolder_ + ".new";
     RemoveTree(fresh);
-    ChildSpec spec;
-    spec.argv = {settings_.programs + "/initdb",
-                 "-D",
-                 fresh,
-                 "-U",
-                 "admin",
-                 "-A",
-                 "trust",
-                 "-E",
-                 "UTF8",
-                 "--locale=C.UTF-8",
-                 "--no-instructions"};
-    spec.outputFile = settings_.folder + "/initdb.log";
-    unlink(spec.outputFile.c_str());
-    spec.uid = uid_;
-    spec.gid = gid_;
-    spec.workingDirectory = settings_.folder;
-    if (!RunChild(spec, 300000, error)) {
-        error += ":\n" + ReadWhole(spec.outputFile);
+    ChildLaunch launch;
+    launch.argv = {settings_.programs + "/initdb",
+                   "-D",
+                   fresh,
+                   "-U",
+                   "admin",
+                   "-A",
+                   "trust",
+                   "-E",
+                   "UTF8",
+                   "--locale=C.UTF-8",
+                   "--no-instructions"};
+    launch.outputFile = settings_.folder + "/initdb.log";
+    unlink(launch.outputFile.c_str());
+    launch.uid = uid_;
+    launch.gid = gid_;
+    launch.workingDirectory = settings_.folder;
+    if (!RunChild(launch, 300000, error)) {
+        error += ":\n" + ReadWhole(launch.outputFile);
         RemoveTree(fresh);
         return false;
     }
@@ -394,26 +394,26 @@ bool PrivateCluster::StartServer(std::string& error) {
     struct stat st {};
     if (stat(log.c_str(), &st) == 0 && st.st_size > kServerLogLimit)
         rename(log.c_str(), (log + ".1").c_str());
-    ChildSpec spec;
-    spec.argv = {settings_.programs + "/postgres",
-                 "-D",
-                 dataFolder_,
-                 "-p",
-                 std::to_string(kPort),
-                 "-c",
-                 "listen_addresses=",
-                 "-c",
-                 "unix_socket_directories=\"" + socketFolder_ + "\"",
-                 "-c",
-                 "unix_socket_permissions=0700"};
-    spec.outputFile = log;
-    spec.uid = uid_;
-    spec.gid = gid_;
+    ChildLaunch launch;
+    launch.argv = {settings_.programs + "/postgres",
+                   "-D",
+                   dataFolder_,
+                   "-p",
+                   std::to_string(kPort),
+                   "-c",
+                   "listen_addresses=",
+                   "-c",
+                   "unix_socket_directories=\"" + socketFolder_ + "\"",
+                   "-c",
+                   "unix_socket_permissions=0700"};
+    launch.outputFile = log;
+    launch.uid = uid_;
+    launch.gid = gid_;
     // A server that outlives us would keep the cluster locked: fast shutdown if we die.
-    spec.parentDeathSignal = SIGINT;
-    spec.workingDirectory = dataFolder_;
+    launch.parentDeathSignal = SIGINT;
+    launch.workingDirectory = dataFolder_;
     logOffset_ = stat(log.c_str(), &st) == 0 ? st.st_size : 0;
-    pid_ = StartChild(spec, error);
+    pid_ = StartChild(launch, error);
     return pid_ > 0;
 }
 

@@ -155,17 +155,17 @@ TEST_F(PrivateClusterRun, APostmasterLeftRunningIsStoppedAndReplaced) {
     }
     // A postmaster on the cluster that this process did not start as its own: what a
     // killed server leaves when its parent-death signal could not stop it.
-    calyx_dms::ChildSpec spec;
-    spec.argv = {settings_.programs + "/postgres",
-                 "-D",
-                 data,
-                 "-c",
-                 "listen_addresses=",
-                 "-c",
-                 "unix_socket_directories=" + settings_.folder + "/run"};
-    spec.outputFile = state_.file("leftover.log");
+    calyx_dms::ChildLaunch launch;
+    launch.argv = {settings_.programs + "/postgres",
+                   "-D",
+                   data,
+                   "-c",
+                   "listen_addresses=",
+                   "-c",
+                   "unix_socket_directories=" + settings_.folder + "/run"};
+    launch.outputFile = state_.file("leftover.log");
     std::string error;
-    const pid_t leftover = calyx_dms::StartChild(spec, error);
+    const pid_t leftover = calyx_dms::StartChild(launch, error);
     ASSERT_GT(leftover, 0) << error;
     for (int i = 0; i < 200 && FindRecordedPostmaster(data).state != RecordedPostmaster::kRunning;
          ++i)
