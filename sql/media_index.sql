@@ -220,7 +220,10 @@ CREATE TABLE IF NOT EXISTS playlist_entry (
 CREATE INDEX IF NOT EXISTS playlist_entry_target_idx ON playlist_entry (target);
 
 -- The month a photo belongs to, "YYYY-MM": of its date taken, else of its file's
--- modification time (UTC, so that the value depends on the row alone and can be indexed).
+-- modification time (UTC, so that the value depends on the row alone), kept with the row
+-- in the photo table's column taken_month: grouping 10,000s of photos by month then reads
+-- a column instead of calling a function per row. (The format has no locale-dependent
+-- field, so the function is immutable as declared.)
 CREATE OR REPLACE FUNCTION calyx_photo_month(taken text, mdate bigint) RETURNS text
 LANGUAGE sql IMMUTABLE PARALLEL SAFE AS $$
     SELECT CASE WHEN taken <> '' THEN substr(taken, 1, 7)
@@ -228,7 +231,9 @@ LANGUAGE sql IMMUTABLE PARALLEL SAFE AS $$
                     THEN to_char(to_timestamp(mdate) AT TIME ZONE 'UTC', 'YYYY-MM')
                 ELSE '' END
 $$;
-CREATE INDEX IF NOT EXISTS photo_month_idx ON photo (calyx_photo_month(date, mdate), id);
+ALTER TABLE photo ADD COLUMN IF NOT EXISTS taken_month text
+    GENERATED ALWAYS AS (calyx_photo_month(date, mdate)) STORED;
+CREATE INDEX IF NOT EXISTS photo_month_idx ON photo (taken_month, id);
 CREATE INDEX IF NOT EXISTS music_artist_idx ON music (artist, id);
 CREATE INDEX IF NOT EXISTS music_album_idx ON music (album, id);
 CREATE INDEX IF NOT EXISTS music_genre_idx ON music (genre, id);

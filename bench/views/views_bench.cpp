@@ -20,6 +20,7 @@
 #include "calyx/platform.h"
 #include "content/catalog.h"
 #include "content/views.h"
+#include "platform/pg_handles.h"
 #include "store/index_connection.h"
 
 namespace {
@@ -34,8 +35,7 @@ constexpr long long kPage = 50;
 
 bool Run(PGconn* pg, const std::string& sql) {
     PGresult* r = PQexec(pg, sql.c_str());
-    const bool ok =
-        PQresultStatus(r) == PGRES_COMMAND_OK || PQresultStatus(r) == PGRES_TUPLES_OK;
+    const bool ok = PQresultStatus(r) == PGRES_COMMAND_OK || PQresultStatus(r) == PGRES_TUPLES_OK;
     if (!ok)
         fprintf(stderr, "views_bench: %s\n%s", sql.c_str(), PQresultErrorMessage(r));
     PQclear(r);
@@ -152,7 +152,8 @@ void BM_GroupPage(benchmark::State& state) {
     {
         StampCache stamps;
         Catalog(Fixture::Get().connection(), stamps)
-            .GroupPage(view.view, view.within, 0, 0, [](const Group&) {}, total);
+            .GroupPage(
+                view.view, view.within, 0, 0, [](const Group&) {}, total);
     }
     const long long offset = deep ? std::max(0LL, total - kPage) : 0;
     for (auto _ : state) {

@@ -414,7 +414,7 @@ long long Catalog::ContainerUpdateId(const std::string& container) {
         return id;
     // Container names are object ids the server made: letters and digits only.
     id = QueryNumber(Conn(), "SELECT update_id AS value FROM container_update WHERE container = '" +
-                                container + "'");
+                                 container + "'");
     if (id >= 0 && stamp >= 0)
         stamps_->StoreCount(stamp, key, id);
     return id;

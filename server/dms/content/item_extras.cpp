@@ -20,7 +20,6 @@ long long Number(const std::string& text) {
     return strtoll(text.c_str(), nullptr, 10);
 }
 
-
 }  // namespace
 
 std::string CoverTextSql(const std::string& alias) {

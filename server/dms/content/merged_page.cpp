@@ -87,10 +87,9 @@ long long Catalog::HandRows(const std::vector<std::pair<char, long long>>& keys,
             continue;
         const std::string name = SqlTableOf(table);
         auto db = std::make_unique<Calyx::MediaDB>(table, conn);
-        if (db->Execute("SELECT " + ItemColumns(table) + " FROM " + name +
-                        " JOIN unnest(ARRAY[" + list +
-                        "]::bigint[]) WITH ORDINALITY AS page_key(key_id, key_n) ON " + name +
-                        ".id = page_key.key_id ORDER BY page_key.key_n") < 0)
+        if (db->Execute("SELECT " + ItemColumns(table) + " FROM " + name + " JOIN unnest(ARRAY[" +
+                        list + "]::bigint[]) WITH ORDINALITY AS page_key(key_id, key_n) ON " +
+                        name + ".id = page_key.key_id ORDER BY page_key.key_n") < 0)
             return -1;
         cursors[letter] = std::move(db);
     }

@@ -13,11 +13,13 @@ namespace calyx_dms {
 
 namespace {
 
-// The groups of `view` under `within` (and only `only` when `filter`), with their counts
-// and, for albums, the songs holding a cover (own: a song's embedded picture; folder: a
-// folder with a cover file), ordered by value and paged.
+// The groups of `view` under `within` (and only `*only` when given), with their counts
+// (with `countGroups` also the number of groups in the column "groups"), ordered by value
+// and paged; an album also with the cover of one of its songs (own: an
+// embedded picture) and of one of their folders (a cover file), looked up for the page's
+// albums only.
 std::string GroupStatement(View view, const std::string& within, const std::string* only,
-                           long long offset, long long limit) {
+                           long long offset, long long limit, bool countGroups = false) {
     const std::string value = GroupValueSql(view);
     const char* table = SqlTableOf(ViewTable(view));
     std::string where = kShownRows;
@@ -26,23 +28,27 @@ std::string GroupStatement(View view, const std::string& within, const std::stri
         where += " AND " + condition;
     if (only != nullptr)
         where += " AND " + GroupCondition(view, *only);
-    const bool covers = view == View::kAlbum;
     std::string inner = "SELECT " + value + " AS value, count(*) AS n";
+    if (countGroups)  // every group's, before the page is cut: one pass for both
+        inner += ", count(*) OVER () AS groups";
     if (view == View::kYear)
         inner += ", count(DISTINCT " + GroupValueSql(View::kMonth) + ") AS months";
-    if (covers)
-        inner +=
-            ", min(id) FILTER (WHERE cover_original <> '') AS own, min(parent_id) FILTER "
-            "(WHERE parent_id IN (SELECT id FROM directory WHERE cover_original <> '')) AS "
-            "folder";
     inner += std::string(" FROM ") + table + " WHERE " + where + " GROUP BY " + value +
              " ORDER BY " + value + " COLLATE calyx_title, " + value + " LIMIT " +
              std::to_string(limit) + " OFFSET " + std::to_string(offset);
     std::string sql = "SELECT g.*";
-    if (covers)
-        sql += ", (SELECT " + CoverTextSql("m") + " FROM music m WHERE m.id = g.own) AS own_cover"
-               ", (SELECT " + CoverTextSql("d") +
-               " FROM directory d WHERE d.id = g.folder) AS folder_cover";
+    if (view == View::kAlbum) {
+        // The album's songs; '' stands for songs without the tag.
+        const std::string songs =
+            "NOT m.hidden AND (m.album = g.value OR (g.value = '' AND m.album IS NULL))";
+        sql += ", (SELECT " + CoverTextSql("m") + " FROM music m WHERE " + songs +
+               " AND m.cover_original <> '' ORDER BY m.id LIMIT 1) AS own_cover, (SELECT " +
+               CoverTextSql("d") +
+               " FROM directory d WHERE d.id = (SELECT min(m.parent_id) FROM music m WHERE " +
+               songs +
+               " AND EXISTS (SELECT 1 FROM directory x WHERE x.id = m.parent_id AND "
+               "x.cover_original <> ''))) AS folder_cover";
+    }
     return sql + " FROM (" + inner + ") AS g ORDER BY g.value COLLATE calyx_title, g.value";
 }
 
@@ -80,29 +86,45 @@ long long Catalog::CachedNumber(const std::string& key, const std::string& sql) 
 long long Catalog::GroupPage(View view, const std::string& within, long long offset,
                              long long limit, const std::function<void(const Group&)>& row,
                              long long& total) {
-    const std::string condition = GroupsWithin(view, within);
-    total = CachedNumber("g" + std::string(ViewListId(view)) + within,
-                         "SELECT count(DISTINCT " + GroupValueSql(view) + ") AS value FROM " +
-                             SqlTableOf(ViewTable(view)) + " WHERE " + kShownRows +
-                             (condition.empty() ? "" : " AND " + condition));
-    if (total < 0)
-        return -1;
-    const long long wanted = std::min(limit, total - offset);
+    // The number of groups comes with the first page read under a stamp: a list that is
+    // browsed page after page is counted once, and its first page costs one statement.
+    const std::string key = "g" + std::string(ViewListId(view)) + within;
+    const long long stamp = SystemUpdateId();
+    total = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
+    const bool counted = total >= 0;
+    const long long wanted = counted ? std::min(limit, total - offset) : std::max(limit, 1LL);
     if (wanted <= 0)
         return 0;
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
     Calyx::MediaDB db(ViewTable(view), conn);
-    if (db.Execute(GroupStatement(view, within, nullptr, offset, wanted)) < 0)
+    if (db.Execute(GroupStatement(view, within, nullptr, offset, wanted, !counted)) < 0)
         return -1;
     long long handed = 0;
     Group group;
     while (db.NextRow()) {
+        if (!counted && handed == 0)
+            total = strtoll(db.FetchField("groups").c_str(), nullptr, 10);
+        if (handed >= limit)
+            break;  // the row read for the count only
         ReadGroup(db, view, group);
         row(group);
         ++handed;
     }
+    if (!counted && handed == 0 && total < 0) {
+        // Past the last group: no row told the number.
+        const std::string condition = GroupsWithin(view, within);
+        if (db.Execute("SELECT count(*) AS value FROM (SELECT 1 FROM " +
+                       std::string(SqlTableOf(ViewTable(view))) + " WHERE " + kShownRows +
+                       (condition.empty() ? "" : " AND " + condition) + " GROUP BY " +
+                       GroupValueSql(view) + ") AS g") < 1 ||
+            !db.NextRow())
+            return -1;
+        total = strtoll(db.FetchField("value").c_str(), nullptr, 10);
+    }
+    if (stamp >= 0 && !counted)
+        stamps_->StoreCount(stamp, key, total);
     return handed;
 }
 
@@ -132,9 +154,9 @@ long long Catalog::PlaylistPage(long long id, const std::vector<Calyx::MEDIA_TAB
     std::string key = "l" + std::to_string(id);
     for (Calyx::MEDIA_TABLE_TYPE table : tables) {
         key += TableLetter(table);
-        items += std::string(items.empty() ? "" : " UNION ALL ") + "SELECT '" +
-                 TableLetter(table) + "'::text AS t, id FROM " + SqlTableOf(table) +
-                 " WHERE path = e.target AND " + kShownRows;
+        items += std::string(items.empty() ? "" : " UNION ALL ") + "SELECT '" + TableLetter(table) +
+                 "'::text AS t, id FROM " + SqlTableOf(table) + " WHERE path = e.target AND " +
+                 kShownRows;
     }
     const std::string from = " FROM playlist_entry e CROSS JOIN LATERAL (" + items +
                              ") AS k WHERE e.playlist_id = " + std::to_string(id);

@@ -24,8 +24,8 @@ const ViewName kViews[] = {
     {View::kGenre, "genres", "ge", "genre", "object.container.genre.musicGenre"},
 };
 
-// A photo's month, as the schema's index on it names it.
-const char kPhotoMonth[] = "calyx_photo_month(date, mdate)";
+// A photo's month ("YYYY-MM", '' when unknown), a column the schema computes.
+const char kPhotoMonth[] = "taken_month";
 
 std::string Quoted(const std::string& value) {
     return "'" + Calyx::SQLEscapeString(value) + "'";
@@ -49,7 +49,9 @@ bool Unhex(const std::string& hex, std::string& bytes) {
         int value = 0;
         for (size_t j = i; j < i + 2; ++j) {
             const char c = hex[j];
-            const int digit = c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+            const int digit = c >= '0' && c <= '9'   ? c - '0'
+                              : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                                     : -1;
             if (digit < 0)
                 return false;
             value = value * 16 + digit;

@@ -203,8 +203,8 @@ void WriteRow(DidlWriter& didl, const Entry& row, const std::string& parentId) {
     if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
         didl.Folder(row, DirectoryParent(row.info), DirectoryTitle(row.info));
     else if (row.table == Calyx::MEDIA_TABLE_PLAYLIST)
-        didl.Container("l" + std::to_string(row.info.id), "playlists", DirectoryTitle(row.info),
-                       -1, "object.container.playlistContainer");
+        didl.Container("l" + std::to_string(row.info.id), "playlists", DirectoryTitle(row.info), -1,
+                       "object.container.playlistContainer");
     else if (row.subtitle && parentId.empty())
         didl.Item(row, "d" + std::to_string(row.info.parent_id));
     else
@@ -265,8 +265,10 @@ long long RootChildCount(Catalog& catalog, const RootChild& child) {
         case ObjectId::kFolders:
             return catalog.Count(id.table, "parent_id = 0");
         case ObjectId::kViewList:
-            return catalog.GroupPage(id.view, "", 0, 0, [](const Group&) {}, total) < 0 ? -1
-                                                                                        : total;
+            return catalog.GroupPage(
+                       id.view, "", 0, 0, [](const Group&) {}, total) < 0
+                       ? -1
+                       : total;
         default:
             break;
     }
@@ -483,16 +485,15 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                 return PageAnswer::Error(701, "No such object");
             ok = found > 0;
             if (ok)
-                WriteGroup(didl, object.view, group, GroupParent(object.view, object.value),
-                           visit);
+                WriteGroup(didl, object.view, group, GroupParent(object.view, object.value), visit);
             returned = total = 1;
         } else {
             PageRequest page = request.page;
             if (!page.sorted)
                 page.orderBy = GroupItemOrder(object.view);
             returned = WritePage(catalog, didl,
-                                 {{object.table, GroupCondition(object.view, object.value)}},
-                                 page, FormatObjectId(object), total);
+                                 {{object.table, GroupCondition(object.view, object.value)}}, page,
+                                 FormatObjectId(object), total);
             ok = returned >= 0;
         }
     } else if (object.kind == ObjectId::kPlaylist) {
@@ -504,8 +505,8 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
         const std::string id = FormatObjectId(object);
         if (ok && request.metadata) {
             long long count = 0;
-            ok = catalog.PlaylistPage(object.id, ShownTables(visit), 0, 0,
-                                      [](const Entry&) {}, count) >= 0;
+            ok = catalog.PlaylistPage(
+                     object.id, ShownTables(visit), 0, 0, [](const Entry&) {}, count) >= 0;
             didl.Container(id, "playlists", DirectoryTitle(entry->info), count,
                            "object.container.playlistContainer");
             returned = total = 1;
