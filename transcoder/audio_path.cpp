@@ -73,7 +73,7 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
         enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     int rc = avcodec_open2(enc, codec, nullptr);
     if (rc < 0) {
-        error = "cannot open the " + args.audioCodec + " encoder: " + AvErrorText(rc);
+        error = "cannot open the " + args.audioCodec + " encoder: " + calyx_av::AvErrorText(rc);
         return false;
     }
     frameSamples_ = enc->frame_size > 0 ? enc->frame_size : kPcmFrameSamples;
@@ -96,7 +96,7 @@ bool AudioPath::Feed(const AVPacket* packet, std::string& error) {
     int rc = avcodec_send_packet(decoder_.get(), packet);
     if (rc < 0 && rc != AVERROR_EOF) {
         if (++badInARow_ > kMaxBadPacketsInARow) {
-            error = "the audio does not decode: " + AvErrorText(rc);
+            error = "the audio does not decode: " + calyx_av::AvErrorText(rc);
             return false;
         }
         return true;
@@ -156,7 +156,7 @@ bool AudioPath::Decoded(const AVFrame* frame, std::string& error) {
         av_channel_layout_uninit(&in);
         resampler_.reset(made);
         if (rc < 0 || (rc = swr_init(made)) < 0) {
-            error = "cannot convert the audio: " + AvErrorText(rc);
+            error = "cannot convert the audio: " + calyx_av::AvErrorText(rc);
             return false;
         }
     }
@@ -181,7 +181,7 @@ bool AudioPath::Resample(const uint8_t** data, int samples, std::string& error) 
     const int room = swr_get_out_samples(resampler_.get(), samples);
     if (room <= 0)
         return true;
-    FramePtr converted(av_frame_alloc());
+    calyx_av::FramePtr converted(av_frame_alloc());
     if (!converted) {
         error = "out of memory";
         return false;
@@ -195,7 +195,7 @@ bool AudioPath::Resample(const uint8_t** data, int samples, std::string& error) 
     if (rc > 0)
         rc = av_audio_fifo_write(fifo_.get(), reinterpret_cast<void**>(converted->data), rc);
     if (rc < 0) {
-        error = "cannot convert the audio: " + AvErrorText(rc);
+        error = "cannot convert the audio: " + calyx_av::AvErrorText(rc);
         return false;
     }
     return true;
@@ -207,7 +207,7 @@ bool AudioPath::EncodeFromFifo(bool all, std::string& error) {
         if (available <= 0 || (available < frameSamples_ && !all))
             return true;
         const int take = std::min(available, frameSamples_);
-        FramePtr frame(av_frame_alloc());
+        calyx_av::FramePtr frame(av_frame_alloc());
         if (!frame) {
             error = "out of memory";
             return false;
@@ -220,7 +220,7 @@ bool AudioPath::EncodeFromFifo(bool all, std::string& error) {
         if (rc >= 0)
             rc = av_audio_fifo_read(fifo_.get(), reinterpret_cast<void**>(frame->data), take);
         if (rc < 0) {
-            error = "cannot buffer the audio: " + AvErrorText(rc);
+            error = "cannot buffer the audio: " + calyx_av::AvErrorText(rc);
             return false;
         }
         if (take < frame->nb_samples)
@@ -236,7 +236,7 @@ bool AudioPath::EncodeFromFifo(bool all, std::string& error) {
 bool AudioPath::Encode(AVFrame* frame, std::string& error) {
     int rc = avcodec_send_frame(encoder_.get(), frame);
     if (rc < 0 && rc != AVERROR_EOF) {
-        error = "the audio does not encode: " + AvErrorText(rc);
+        error = "the audio does not encode: " + calyx_av::AvErrorText(rc);
         return false;
     }
     for (;;) {
@@ -244,7 +244,7 @@ bool AudioPath::Encode(AVFrame* frame, std::string& error) {
         if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
             return true;
         if (rc < 0) {
-            error = "the audio does not encode: " + AvErrorText(rc);
+            error = "the audio does not encode: " + calyx_av::AvErrorText(rc);
             return false;
         }
         encoded_->stream_index = output_->index;

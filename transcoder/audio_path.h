@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "transcoder/av_types.h"
+#include "av/handles.h"
 #include "transcoder/encoder_args.h"
 #include "transcoder/muxer.h"
 #include "transcoder/stream_window.h"
@@ -37,12 +37,12 @@ private:
     AVStream* output_ = nullptr;
     Muxer* muxer_ = nullptr;
     StreamWindow window_;
-    CodecPtr decoder_;
-    CodecPtr encoder_;
-    ResamplerPtr resampler_;
-    FifoPtr fifo_;
-    FramePtr decoded_;
-    PacketPtr encoded_;
+    calyx_av::CodecPtr decoder_;
+    calyx_av::CodecPtr encoder_;
+    calyx_av::ResamplerPtr resampler_;
+    calyx_av::FifoPtr fifo_;
+    calyx_av::FramePtr decoded_;
+    calyx_av::PacketPtr encoded_;
     int frameSamples_ = 0;                 // samples per encoded frame
     bool padLastFrame_ = false;            // the encoder takes whole frames only
     int64_t nextMicros_ = AV_NOPTS_VALUE;  // where a frame without timestamp starts

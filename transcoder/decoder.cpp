@@ -2,13 +2,13 @@
 
 namespace calyx_transcoder {
 
-CodecPtr OpenDecoder(const AVStream* stream, int threads, std::string& error) {
+calyx_av::CodecPtr OpenDecoder(const AVStream* stream, int threads, std::string& error) {
     const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
     if (codec == nullptr) {
         error = std::string("no decoder for ") + avcodec_get_name(stream->codecpar->codec_id);
         return nullptr;
     }
-    CodecPtr context(avcodec_alloc_context3(codec));
+    calyx_av::CodecPtr context(avcodec_alloc_context3(codec));
     if (!context) {
         error = "out of memory";
         return nullptr;
@@ -20,7 +20,8 @@ CodecPtr OpenDecoder(const AVStream* stream, int threads, std::string& error) {
         rc = avcodec_open2(context.get(), codec, nullptr);
     }
     if (rc < 0) {
-        error = std::string("cannot open the ") + codec->name + " decoder: " + AvErrorText(rc);
+        error = std::string("cannot open the ") + codec->name +
+                " decoder: " + calyx_av::AvErrorText(rc);
         return nullptr;
     }
     return context;

@@ -4,13 +4,13 @@
 
 #include <string>
 
-#include "transcoder/av_types.h"
+#include "av/handles.h"
 
 namespace calyx_transcoder {
 
 // A decoder for `stream` using up to `threads` threads (0: as many as libav likes); null
 // with `error` set when the codec is unknown or will not open.
-CodecPtr OpenDecoder(const AVStream* stream, int threads, std::string& error);
+calyx_av::CodecPtr OpenDecoder(const AVStream* stream, int threads, std::string& error);
 
 // Packets that fail to decode are skipped, as players do; this many in a row mean the file
 // is not worth going on with.

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <string>
 
-#include "transcoder/av_types.h"
+#include "av/handles.h"
 
 namespace calyx_transcoder {
 

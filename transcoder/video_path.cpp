@@ -84,7 +84,7 @@ bool VideoPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
         enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     int rc = avcodec_open2(enc, codec, nullptr);
     if (rc < 0) {
-        error = "cannot open the " + args.videoCodec + " encoder: " + AvErrorText(rc);
+        error = "cannot open the " + args.videoCodec + " encoder: " + calyx_av::AvErrorText(rc);
         return false;
     }
     output_ = avformat_new_stream(muxer.context(), nullptr);
@@ -104,7 +104,7 @@ bool VideoPath::Feed(const AVPacket* packet, std::string& error) {
     int rc = avcodec_send_packet(decoder_.get(), packet);
     if (rc < 0 && rc != AVERROR_EOF) {
         if (++badInARow_ > kMaxBadPacketsInARow) {
-            error = "the video does not decode: " + AvErrorText(rc);
+            error = "the video does not decode: " + calyx_av::AvErrorText(rc);
             return false;
         }
         return true;
@@ -163,7 +163,7 @@ bool VideoPath::Decoded(AVFrame* frame, std::string& error) {
             return false;
         }
     }
-    FramePtr scaled(av_frame_alloc());
+    calyx_av::FramePtr scaled(av_frame_alloc());
     if (!scaled) {
         error = "out of memory";
         return false;
@@ -176,7 +176,7 @@ bool VideoPath::Decoded(AVFrame* frame, std::string& error) {
         rc = sws_scale(scaler_.get(), frame->data, frame->linesize, 0, frame->height, scaled->data,
                        scaled->linesize);
     if (rc < 0) {
-        error = "cannot scale the picture: " + AvErrorText(rc);
+        error = "cannot scale the picture: " + calyx_av::AvErrorText(rc);
         return false;
     }
     scaled->pts = pts;
@@ -187,7 +187,7 @@ bool VideoPath::Decoded(AVFrame* frame, std::string& error) {
 bool VideoPath::Encode(AVFrame* frame, std::string& error) {
     int rc = avcodec_send_frame(encoder_.get(), frame);
     if (rc < 0 && rc != AVERROR_EOF) {
-        error = "the video does not encode: " + AvErrorText(rc);
+        error = "the video does not encode: " + calyx_av::AvErrorText(rc);
         return false;
     }
     for (;;) {
@@ -195,7 +195,7 @@ bool VideoPath::Encode(AVFrame* frame, std::string& error) {
         if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
             return true;
         if (rc < 0) {
-            error = "the video does not encode: " + AvErrorText(rc);
+            error = "the video does not encode: " + calyx_av::AvErrorText(rc);
             return false;
         }
         encoded_->stream_index = output_->index;

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "transcoder/av_types.h"
+#include "av/handles.h"
 #include "transcoder/encoder_args.h"
 #include "transcoder/muxer.h"
 #include "transcoder/stream_window.h"
@@ -36,14 +36,14 @@ private:
     Muxer* muxer_ = nullptr;
     StreamWindow window_;
     int64_t startTs_ = 0;  // the window's start in the input's time base
-    CodecPtr decoder_;
-    CodecPtr encoder_;
-    ScalerPtr scaler_;
+    calyx_av::CodecPtr decoder_;
+    calyx_av::CodecPtr encoder_;
+    calyx_av::ScalerPtr scaler_;
     int scaledFromWidth_ = 0;
     int scaledFromHeight_ = 0;
     int scaledFromFormat_ = -1;
-    FramePtr decoded_;
-    PacketPtr encoded_;
+    calyx_av::FramePtr decoded_;
+    calyx_av::PacketPtr encoded_;
     int64_t lastPts_ = AV_NOPTS_VALUE;
     int badInARow_ = 0;
     bool done_ = false;
