@@ -42,8 +42,7 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
     input_ = input;
     muxer_ = &muxer;
     window_ = window;
-    decoder_ = OpenDecoder(input, 1, error);
-    if (!decoder_)
+    if (!decoder_.Open(input, 1, "audio", error))
         return false;
     const AVCodec* codec = avcodec_find_encoder_by_name(args.audioCodec.c_str());
     if (codec == nullptr) {
@@ -51,9 +50,8 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
         return false;
     }
     encoder_.reset(avcodec_alloc_context3(codec));
-    decoded_.reset(av_frame_alloc());
     encoded_.reset(av_packet_alloc());
-    if (!encoder_ || !decoded_ || !encoded_) {
+    if (!encoder_ || !encoded_) {
         error = "out of memory";
         return false;
     }
@@ -91,32 +89,11 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
 }
 
 bool AudioPath::Feed(const AVPacket* packet, std::string& error) {
-    if (done_)
-        return true;
-    int rc = avcodec_send_packet(decoder_.get(), packet);
-    if (rc < 0 && rc != AVERROR_EOF) {
-        if (++badInARow_ > kMaxBadPacketsInARow) {
-            error = "the audio does not decode: " + calyx_av::AvErrorText(rc);
-            return false;
-        }
-        return true;
-    }
-    badInARow_ = 0;
-    return Receive(error);
+    return done_ || decoder_.Feed(packet, HandleFrames(), error);
 }
 
-bool AudioPath::Receive(std::string& error) {
-    for (;;) {
-        int rc = avcodec_receive_frame(decoder_.get(), decoded_.get());
-        if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
-            return true;
-        if (rc < 0)
-            return true;  // a broken frame: skipped
-        bool ok = done_ || Decoded(decoded_.get(), error);
-        av_frame_unref(decoded_.get());
-        if (!ok)
-            return false;
-    }
+StreamDecoder::FrameHandler AudioPath::HandleFrames() {
+    return [this](AVFrame* frame, std::string& error) { return done_ || Decoded(frame, error); };
 }
 
 bool AudioPath::Decoded(const AVFrame* frame, std::string& error) {
@@ -234,32 +211,12 @@ bool AudioPath::EncodeFromFifo(bool all, std::string& error) {
 }
 
 bool AudioPath::Encode(AVFrame* frame, std::string& error) {
-    int rc = avcodec_send_frame(encoder_.get(), frame);
-    if (rc < 0 && rc != AVERROR_EOF) {
-        error = "the audio does not encode: " + calyx_av::AvErrorText(rc);
-        return false;
-    }
-    for (;;) {
-        rc = avcodec_receive_packet(encoder_.get(), encoded_.get());
-        if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
-            return true;
-        if (rc < 0) {
-            error = "the audio does not encode: " + calyx_av::AvErrorText(rc);
-            return false;
-        }
-        encoded_->stream_index = output_->index;
-        av_packet_rescale_ts(encoded_.get(), encoder_->time_base, output_->time_base);
-        if (!muxer_->Write(encoded_.get(), error))
-            return false;
-    }
+    return muxer_->Encode(encoder_.get(), frame, output_, encoded_.get(), "audio", error);
 }
 
 bool AudioPath::Finish(std::string& error) {
-    if (!done_) {
-        avcodec_send_packet(decoder_.get(), nullptr);
-        if (!Receive(error))
-            return false;
-    }
+    if (!done_ && !decoder_.Drain(HandleFrames(), error))
+        return false;
     if (resampler_) {
         const int room = swr_get_out_samples(resampler_.get(), 0);
         if (room > 0 && !Resample(nullptr, 0, error))

@@ -101,4 +101,22 @@ bool Muxer::Finish(std::string& error) {
     return true;
 }
 
+bool Muxer::Encode(AVCodecContext* encoder, AVFrame* frame, AVStream* stream, AVPacket* scratch,
+                   const char* what, std::string& error) {
+    int rc = avcodec_send_frame(encoder, frame);
+    while (rc >= 0 || rc == AVERROR_EOF) {
+        rc = avcodec_receive_packet(encoder, scratch);
+        if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
+            return true;
+        if (rc < 0)
+            break;
+        scratch->stream_index = stream->index;
+        av_packet_rescale_ts(scratch, encoder->time_base, stream->time_base);
+        if (!Write(scratch, error))
+            return false;
+    }
+    error = std::string("the ") + what + " does not encode: " + calyx_av::AvErrorText(rc);
+    return false;
+}
+
 }  // namespace calyx_transcoder
