@@ -1,4 +1,4 @@
--- Media index schema, version 4.
+-- Media index schema, version 6.
 --
 -- Five tables, one per kind of entry: music, video, photo, playlist and directory. All
 -- have the same columns: "id" and one column for each field of the media item record
@@ -204,7 +204,34 @@ END
 $$;
 UPDATE media_index_version SET version = 3 WHERE version < 3;
 
--- Version 4: the entries of playlist files, and what the views of music and photos group by.
+-- Version 5: "contains" searches of titles use a trigram index (pg_trgm, part of
+-- PostgreSQL's own packages) instead of reading every row. The extension is made in the
+-- schema "public" when the role may (a trusted extension: the database's owner may);
+-- where it cannot be made, searches read every row as before. The index is on the
+-- expression the searches test.
+DO $$
+DECLARE
+    t text;
+    home text;
+BEGIN
+    BEGIN
+        CREATE EXTENSION IF NOT EXISTS pg_trgm SCHEMA public;
+    EXCEPTION WHEN OTHERS THEN
+        -- Missing, not allowed, or made at this moment by another loader (seen below).
+        NULL;
+    END;
+    SELECT extnamespace::regnamespace::text INTO home FROM pg_extension WHERE extname = 'pg_trgm';
+    IF home IS NOT NULL THEN
+        FOREACH t IN ARRAY ARRAY['music', 'video', 'photo'] LOOP
+            EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I USING gin ((COALESCE(title, %L)) %s.gin_trgm_ops)',
+                           t || '_title_trigram_idx', t, '', home);
+        END LOOP;
+    END IF;
+END
+$$;
+UPDATE media_index_version SET version = 5 WHERE version < 5;
+
+-- Version 6: the entries of playlist files, and what the views of music and photos group by.
 --
 -- One row per entry, in the file's order. target: the indexed path of the file the entry
 -- names (relative entries resolved against the playlist's folder), or the URL as written.
@@ -241,11 +268,11 @@ CREATE INDEX IF NOT EXISTS music_genre_idx ON music (genre, id);
 -- An index of an earlier version holds no playlist entries: its playlists are read again.
 DO $$
 BEGIN
-    IF (SELECT max(version) FROM media_index_version) < 4 THEN
+    IF (SELECT max(version) FROM media_index_version) < 6 THEN
         UPDATE playlist SET mdate = 0;
     END IF;
 END
 $$;
-UPDATE media_index_version SET version = 4 WHERE version < 4;
+UPDATE media_index_version SET version = 6 WHERE version < 6;
 
 COMMIT;

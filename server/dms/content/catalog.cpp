@@ -206,6 +206,21 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
     return count;
 }
 
+namespace {
+
+// A condition that holds for the rows of one page of `listing` alone (picked by ids).
+std::string PageKeys(const Listing& listing, const std::string& orderBy, long long first,
+                     long long wanted) {
+    std::string sql =
+        std::string("id IN (SELECT id FROM ") + SqlTableOf(listing.table) + " WHERE " + kShownRows;
+    if (!listing.condition.empty())
+        sql += " AND (" + listing.condition + ")";
+    return sql + " ORDER BY " + orderBy + " LIMIT " + std::to_string(wanted) + " OFFSET " +
+           std::to_string(first) + ")";
+}
+
+}  // namespace
+
 long long Catalog::Page(const std::vector<Listing>& listings, const std::string& orderBy,
                         long long offset, long long limit,
                         const std::function<void(const Entry&)>& row, long long& total) {
@@ -237,7 +252,12 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
         Calyx::MediaDB db(listing.table, conn);
         db.AddCondition(kShownRows);
         db.AddCondition(listing.condition);
-        if (db.Select(ItemColumns(listing.table), orderBy, static_cast<int>(first),
+        // The page's rows are picked by a narrow statement first: rows skipped by an offset
+        // are then neither read whole nor given their extras (subselects per row).
+        const bool narrowed = first > 0 && !orderBy.empty();
+        if (narrowed)
+            db.AddCondition(PageKeys(listing, orderBy, first, wanted));
+        if (db.Select(ItemColumns(listing.table), orderBy, narrowed ? 0 : static_cast<int>(first),
                       static_cast<int>(wanted), "") < 0)
             return -1;
         entry->table = listing.table;
