@@ -37,8 +37,8 @@ TEST(Views, GroupIdsGiveTheirValueBack) {
 TEST(Views, IdsThatNameNoGroupAreRefused) {
     View view = View::kArtist;
     std::string value;
-    for (const char* id : {"ar414", "arzz", "ar41G2", "arff", "ar00", "ar4100", "xx41", "y",
-                           "y201", "y20180", "y2018050", "y20a8", "al4", "ge4142ff"})
+    for (const char* id : {"ar414", "arzz", "ar41G2", "arff", "ar00", "ar4100", "xx41", "y", "y201",
+                           "y20180", "y2018050", "y20a8", "al4", "ge4142ff"})
         EXPECT_FALSE(ParseGroupId(id, view, value)) << id;
 }
 
