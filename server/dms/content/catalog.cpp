@@ -173,15 +173,17 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
 
 namespace {
 
-// A condition that holds for the rows of one page of `listing` alone (picked by ids).
+// A condition that holds for the rows of one page of `listing` alone (picked by ids; an
+// array, so that the rows are then fetched by their primary key, not by a join that reads
+// the whole listing again).
 std::string PageKeys(const Listing& listing, const std::string& orderBy, long long first,
                      long long wanted) {
-    std::string sql =
-        std::string("id IN (SELECT id FROM ") + SqlTableOf(listing.table) + " WHERE " + kShownRows;
+    std::string sql = std::string("id = ANY(ARRAY(SELECT id FROM ") + SqlTableOf(listing.table) +
+                      " WHERE " + kShownRows;
     if (!listing.condition.empty())
         sql += " AND (" + listing.condition + ")";
     return sql + " ORDER BY " + orderBy + " LIMIT " + std::to_string(wanted) + " OFFSET " +
-           std::to_string(first) + ")";
+           std::to_string(first) + "))";
 }
 
 }  // namespace
