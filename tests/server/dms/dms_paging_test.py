@@ -1,10 +1,14 @@
 #!/usr/bin/python3
-"""Pages are slices of the whole listing: a folder of songs alone (with a folder cover),
-a folder of songs, videos and photos together, and the Music view, each browsed whole and
-then in pages of 7 at every offset, in title order, reverse title order and date order.
-The pages put together are the whole listing in its order, each page's TotalMatches and
+"""Pages are slices of the whole listing: a folder of songs alone (with a folder cover,
+titles with quotes and backslashes, and rows without a title, which sort last), a folder
+of songs, videos and photos together, and the Music view, each browsed whole and then in
+pages of 7 at every offset, in title order, reverse title order and date order. The pages
+put together are the whole listing in its order, each page's TotalMatches and
 NumberReturned are right, and every object of a page is written exactly as in the whole
-listing (a deep page's songs still carry their folder's cover)."""
+listing (a deep page's songs still carry their folder's cover). Walked in title order, a
+page continues from the row the page before ended on (the server's statements show the
+title comparison) rather than counting past the rows before it; a page asked for out of
+order, or in date order, is found by its offset."""
 
 import os
 import sys
@@ -65,6 +69,12 @@ def main():
                  "WHEN n %% 2 = 0 THEN 'Track ' || n ELSE 'track ' || n END, 'audio/mpeg', "
                  "'2020-01-' || lpad((1 + (n * 7) %% 28)::text, 2, '0') || ' 00:00:00' "
                  "FROM generate_series(1, 40) AS n" % songs)
+        lab.psql("INSERT INTO music (parent_id, path, title, mime_type) VALUES "
+                 "(%d, '/lab/songs/q1.mp3', E'it''s \\\\ back', 'audio/mpeg'), "
+                 "(%d, '/lab/songs/q2.mp3', E'it''s', 'audio/mpeg'), "
+                 "(%d, '/lab/songs/n1.mp3', NULL, 'audio/mpeg'), "
+                 "(%d, '/lab/songs/n2.mp3', NULL, 'audio/mpeg'), "
+                 "(%d, '/lab/songs/n3.mp3', NULL, 'audio/mpeg')" % ((songs,) * 5))
         for table, kind, count in (("music", "audio/mpeg", 12), ("video", "video/mp4", 9),
                                    ("photo", "image/jpeg", 6)):
             lab.psql("INSERT INTO %s (parent_id, path, title, mime_type, date) "
@@ -73,10 +83,24 @@ def main():
                      "FROM generate_series(1, %d) AS n" % (table, mixed, table, len(table),
                                                           kind, count))
         client = lab.add_client("02:77:00:00:00:31")
-        lab.start_server()
-        check_pages(client, lab, "d%d" % songs, 40)
+        lab.start_server(log_level=2)
+        check_pages(client, lab, "d%d" % songs, 45)
+        statements = lab.server_log()
+        if "(title COLLATE calyx_title, id) > (E'" not in statements:
+            fail("no page of the walk in title order continued from the page before")
+        if "ORDER BY date ASC, id ASC  LIMIT 7 OFFSET 14" not in statements and \
+                "ORDER BY date ASC, id ASC LIMIT 7 OFFSET 14" not in statements:
+            fail("a page in date order was not found by its offset")
+        # Out of order: the page from 3 follows no page that ended there.
+        mark = len(lab.server_log())
+        page, _ = browse(client, lab, "d%d" % songs, "", 3, PAGE)
+        whole, _ = browse(client, lab, "d%d" % songs, "", 0, 0)
+        if page != whole[3:3 + PAGE]:
+            fail("the page from 3 is not that slice of the whole listing")
+        if "OFFSET 3" not in lab.server_log()[mark:]:
+            fail("the page from 3 was not found by its offset")
         check_pages(client, lab, "d%d" % mixed, 27)
-        check_pages(client, lab, "music", 52)
+        check_pages(client, lab, "music", 57)
         whole, _ = browse(client, lab, "d%d" % songs, "", 0, 0)
         if not all(b"orig.jpg" in item for item in whole):
             fail("the songs do not carry their folder's cover: %r" % whole[:2])
