@@ -26,6 +26,8 @@ TEST_PACKAGES=(
     valgrind
     python3-jsonschema
     lintian file dpkg-dev
+    # systemd-analyze verify of the media server's unit (tests/install)
+    systemd
     ffmpeg exiv2
     # tests of calyx-dms with real clients on namespaced networks
     gir1.2-gupnp-1.6 python3-gi curl iproute2

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds the Debian packages of a built tree, checks them with lintian (no error tags
 # allowed; warnings are listed), unpacks them with dpkg-deb -x into a temporary root
-# (nothing is installed on the machine), runs the unpacked tool from there and builds and
-# runs the example host against that root.
+# (nothing is installed on the machine), checks the media server's package as a service
+# (service_package_checks.sh), runs the unpacked tool from there and builds and runs the
+# example host against that root.
 #
 #   tests/install/debian_packages_test.sh BUILD_DIR
 set -euo pipefail
@@ -37,6 +38,12 @@ done
 libdir=$(dirname "$(find "$root/usr/lib" -name 'libcalyx.so.0' | head -n 1)")
 export LD_LIBRARY_PATH=$libdir
 calyx=$root/usr/bin/calyx
+
+# The media server's package as a service (when this build has the server).
+if [ -x "$build/server/dms/calyx-dms" ]; then
+    bash "$src/tests/install/service_package_checks.sh" "$src" "$stage/debs" "$root" \
+        "$stage/lintian.out"
+fi
 
 # The unpacked tool, on the unpacked sample data and schema.
 echo "unpacked tool: $("$calyx" --version)"
