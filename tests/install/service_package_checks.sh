@@ -10,7 +10,8 @@
 #   - the programs and the library are hardened (bind now, relro, PIE, fortified calls);
 #   - `systemd-analyze verify --root` accepts the unit in a tree holding the unpacked
 #     packages and the system's own unit files;
-#   - lintian shows no tag on it that docs/server.md does not explain.
+#   - lintian shows no tag on it that docs/server.md does not explain, and that page opens
+#     with the one-command start, then the service, then an existing database server.
 #
 #   service_package_checks.sh SOURCE_DIR DEBS_DIR ROOT LINTIAN_OUTPUT
 set -euo pipefail
@@ -125,4 +126,7 @@ if [ -n "$unexplained" ]; then
     fail "lintian tags of calyx-dms that docs/server.md does not explain:$unexplained"
 fi
 echo "lintian: every tag of calyx-dms is explained in docs/server.md"
+headings=$(grep '^## ' "$src/docs/server.md" | head -n 3 | tr '\n' '|')
+[ "$headings" = "## One command|## Installed as a service|## An existing PostgreSQL server|" ] ||
+    fail "docs/server.md does not open with the one command, the service, the database: $headings"
 echo "service package: checked"
