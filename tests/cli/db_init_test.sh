@@ -7,7 +7,8 @@
 #   - the superuser: role and database made, then the refused login of "admin" explained
 #     with a pg_hba.conf line; that line, added as printed, lets "admin" in, and a second
 #     run creates the media index's tables and the media server's, owned by "admin";
-#   - a third run changes nothing; a bad connection string is a usage error (2); a server
+#   - a third run changes nothing; a role with CREATEROLE and CREATEDB (no superuser)
+#     does it all on a server without them; a bad connection string is a usage error (2); a server
 #     that is not there gives libpq's reason.
 #   db_init_test.sh CALYX_TOOL
 set -euo pipefail
@@ -101,6 +102,15 @@ sql admin calyx "INSERT INTO video (path, title) VALUES ('/v/a.mkv', 'a');
 init again "$server user=postgres"
 expect again 0 "the media index schema and the media server's tables are in place"
 [ "$(sql admin calyx "SELECT count(*) FROM bookmark")" = 1 ] || fail "a second run lost rows"
+
+# A role with CREATEROLE and CREATEDB but no superuser rights may do it all too.
+for statement in "DROP DATABASE calyx" "DROP ROLE admin" "ALTER ROLE weak CREATEDB"; do
+    sql postgres postgres "$statement" >/dev/null
+done
+init weak-enough "$server user=weak"
+expect weak-enough 0 'created the database "calyx" owned by "admin"'
+[ "$(sql admin calyx "SELECT tableowner FROM pg_tables WHERE tablename = 'bookmark'")" = admin ] ||
+    fail "no bookmark table owned by admin after the init by weak"
 
 init bad "host=$tmp port=$port nonsense"
 expect bad 2 "--database"
