@@ -21,6 +21,7 @@
 #include "calyx/host.h"
 #include "indexer/index_store.h"
 #include "indexer/media_probe.h"
+#include "indexer/thumbnail.h"
 #include "indexer/tree_walk.h"
 #include "indexer/worker_pool.h"
 
@@ -92,16 +93,6 @@ bool IsLanguageTag(const std::string& text) {
 bool IsPlaylist(const std::string& path) {
     const std::string ext = Extension(path);
     return ext == "m3u" || ext == "m3u8" || ext == "pls";
-}
-
-// A stable file name for a path's thumbnail (FNV-1a of the indexed path).
-std::string ThumbnailName(const std::string& indexedPath) {
-    uint64_t hash = 1469598103934665603ULL;
-    for (unsigned char c : indexedPath)
-        hash = (hash ^ c) * 1099511628211ULL;
-    char name[32];
-    snprintf(name, sizeof name, "%016llx.jpg", static_cast<unsigned long long>(hash));
-    return name;
 }
 
 bool IsUnder(const std::string& path, const std::string& folder) {
@@ -502,7 +493,7 @@ private:
             jobs.push_back({file.path,
                             options_.thumbnailDir.empty()
                                 ? ""
-                                : options_.thumbnailDir + "/" + ThumbnailName(file.indexed),
+                                : options_.thumbnailDir + "/" + ThumbnailFileName(file.indexed),
                             cover});
         }
         bool written = true;

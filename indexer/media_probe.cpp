@@ -209,4 +209,36 @@ ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnail
     return media;
 }
 
+std::string WriteThumbnailOf(const std::string& path, const std::string& thumbnailPath) {
+    AVFormatContext* opened = nullptr;
+    int rc = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
+    if (rc < 0)
+        return "libavformat cannot open it: " + AvErrorText(rc);
+    FormatPtr format(opened);
+    if ((rc = avformat_find_stream_info(format.get(), nullptr)) < 0)
+        return "libavformat finds no stream information: " + AvErrorText(rc);
+    // The picture ProbeMediaFile takes: a moving video stream first, else a still image.
+    const bool imageDemuxer = IsImageDemuxer(format->iformat->name);
+    int chosen = -1;
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        const AVStream* stream = format->streams[i];
+        if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO)
+            continue;
+        const bool attached = (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+        const bool still = imageDemuxer && IsImageCodec(stream->codecpar->codec_id);
+        if (!attached && !still) {
+            chosen = static_cast<int>(i);
+            break;
+        }
+        if (still && chosen < 0)
+            chosen = static_cast<int>(i);
+    }
+    if (chosen < 0)
+        return "no video stream and no picture";
+    FramePtr picture = DecodeFirstPicture(format.get(), chosen);
+    if (!picture)
+        return "no picture can be decoded";
+    return WriteJpegThumbnail(*picture, thumbnailPath);
+}
+
 }  // namespace calyx_indexer

@@ -15,6 +15,11 @@ namespace calyx_indexer {
 // is not empty (a thumbnail that cannot be made leaves `thumbnail` empty, nothing more).
 ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnailPath);
 
+// Writes the thumbnail of the photo or video at `path` (a file system path) to
+// `thumbnailPath`, as ProbeMediaFile makes it, and nothing else. Empty on success, else
+// why not.
+std::string WriteThumbnailOf(const std::string& path, const std::string& thumbnailPath);
+
 }  // namespace calyx_indexer
 
 #endif  // CALYX_INDEXER_MEDIA_PROBE_H

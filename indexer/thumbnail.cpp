@@ -6,6 +6,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <stdint.h>
 #include <stdio.h>
 #include <unistd.h>
 
@@ -71,6 +72,16 @@ FramePtr DecodePicturePacket(const AVCodecParameters& parameters, const AVPacket
         return nullptr;
     avcodec_send_packet(decoder.get(), nullptr);  // drain: the packet is the whole picture
     return avcodec_receive_frame(decoder.get(), frame.get()) == 0 ? std::move(frame) : nullptr;
+}
+
+// FNV-1a of the indexed path.
+std::string ThumbnailFileName(const std::string& indexedPath) {
+    uint64_t hash = 1469598103934665603ULL;
+    for (unsigned char c : indexedPath)
+        hash = (hash ^ c) * 1099511628211ULL;
+    char name[32];
+    snprintf(name, sizeof name, "%016llx.jpg", static_cast<unsigned long long>(hash));
+    return name;
 }
 
 std::string WriteJpegThumbnail(const AVFrame& picture, const std::string& path) {

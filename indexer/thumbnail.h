@@ -25,6 +25,10 @@ FramePtr DecodePicturePacket(const AVCodecParameters& parameters, const AVPacket
 // Empty on success, else why not.
 std::string WriteJpegScaled(const AVFrame& picture, const std::string& path, int maxSide);
 
+// The file name (no folder) of the thumbnail of the file indexed as `indexedPath`: the
+// same for every run and every program that makes it.
+std::string ThumbnailFileName(const std::string& indexedPath);
+
 // WriteJpegScaled to kThumbnailSide.
 std::string WriteJpegThumbnail(const AVFrame& picture, const std::string& path);
 

@@ -34,6 +34,7 @@
 #include "http/media_http.h"
 #include "indexing/index_scheduler.h"
 #include "indexing/media_folders.h"
+#include "indexing/thumbnail_backlog.h"
 #include "install_paths.h"
 #include "library_session.h"
 #include "state_folder.h"
@@ -299,6 +300,12 @@ int RunMediaServer(const Options& given) {
     indexing.workerLog = options.stateDir + "/index-worker.log";
     indexing.forgetAfter = options.forgetAfter;
     IndexScheduler scheduler(indexing);
+    // Thumbnails the index lacks, made after the answers that went without them.
+    ThumbnailBacklogSettings thumbnailing;
+    thumbnailing.program = indexing.program;
+    thumbnailing.thumbnailFolder = indexing.thumbnailFolder;
+    thumbnailing.workerLog = options.stateDir + "/thumbnail-worker.log";
+    ThumbnailBacklog thumbnails(thumbnailing);
     scheduler.SetObserver([](const IndexStatus& status) {
         if (status.state == IndexStatus::kIdle && status.runs > 0)
             std::cout << "calyx-dms: " << status.lastResult << std::endl;
@@ -399,6 +406,8 @@ int RunMediaServer(const Options& given) {
     workers.emplace(workerCatalogs.size());
     ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, workerCatalogs, *workers,
                                       session.texts(), baseUrl, identity.friendlyName);
+    contentDirectory.SetMissingThumbnailHandler(
+        [&thumbnails](const std::vector<std::string>& ids) { thumbnails.Want(ids); });
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);
     ConnectConnectionManager(GUPNP_SERVICE(cm.get()));
     ConnectMediaReceiverRegistrar(GUPNP_SERVICE(registrar.get()));

@@ -85,9 +85,13 @@ const std::vector<DmsEffect>& DmsEffects() {
          "never with a separate profile-detection module that could be turned off",
          "the same answers", kOptionsTest},
         {"photoforcebgthumb", false,
-         "no change: calyx-dms makes no thumbnail while answering (the indexer makes them all "
-         "when it indexes), so there is none to put off until after the answer",
-         "the same answers", kOptionsTest},
+         "a photo or video whose thumbnail the index lacks (filled without thumbnails, "
+         "or a picture that could not be decoded then) is listed without it, and once "
+         "the answer has gone a background worker makes the thumbnail and records it "
+         "in the index, so later answers to every client list it",
+         "such a photo or video is listed without a thumbnail and none is made for it "
+         "(the indexer makes thumbnails when it indexes a new or changed file)",
+         kOptionsTest},
         {"customizesymbol", false,
          "no change: the profile's `offendchars` already name the characters a client cannot "
          "show, and calyx-dms removes them for every profile",

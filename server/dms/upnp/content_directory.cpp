@@ -35,6 +35,7 @@ struct PageAnswer {
     long long returned = 0;
     long long total = 0;
     long long stamp = 0;
+    std::vector<std::string> missingThumbnails;  // see DidlWriter::TakeMissingThumbnails
 
     static PageAnswer Error(int code, const char* text) {
         PageAnswer answer;
@@ -291,12 +292,16 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
     // until then only the worker touches the visit.
     workers_.Submit([this, action, visit, name, answer = std::move(answer)](size_t worker) {
         auto result = std::make_shared<PageAnswer>(answer(workerCatalogs_[worker]));
-        workers_.Reply([action, visit, name, result] {
+        workers_.Reply([this, action, visit, name, result] {
             // Logged first: answering hands the message, and with it the visit, back to
             // the stack.
             if (result->errorCode == 0)
                 LogTiming(name, *visit, result->returned);
             ReturnAnswer(action, *result);
+            // The answer has gone: only now are the thumbnails it went without made.
+            if (result->errorCode == 0 && !result->missingThumbnails.empty() &&
+                missingThumbnailHandler_)
+                missingThumbnailHandler_(result->missingThumbnails);
         });
     });
 }
@@ -410,6 +415,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
         return PageAnswer::Error(720, "Cannot process the request");
     PageAnswer answer;
     answer.didl = didl.Finish();
+    answer.missingThumbnails = didl.TakeMissingThumbnails();
     answer.returned = returned;
     answer.total = total;
     answer.stamp = stamp;
@@ -459,6 +465,7 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
         if (answer.returned < 0)
             return PageAnswer::Error(720, "Cannot process the request");
         answer.didl = didl.Finish();
+        answer.missingThumbnails = didl.TakeMissingThumbnails();
         answer.stamp = stamp;
         return answer;
     });

@@ -4,6 +4,7 @@
 
 #include <libgupnp/gupnp.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,13 @@ public:
     ContentDirectory(const ContentDirectory&) = delete;
     ContentDirectory& operator=(const ContentDirectory&) = delete;
 
+    // Called on the main loop after an answer that listed photos or videos without the
+    // thumbnail the index lacks to a client that has them made after the answer, with
+    // their object ids ("p12", "v7").
+    void SetMissingThumbnailHandler(std::function<void(const std::vector<std::string>&)> handler) {
+        missingThumbnailHandler_ = std::move(handler);
+    }
+
     void Browse(GUPnPServiceAction* action);
     void Search(GUPnPServiceAction* action);
     void GetSystemUpdateID(GUPnPServiceAction* action);
@@ -46,6 +54,7 @@ private:
     const Calyx::DMSStringBundle& texts_;
     std::string baseUrl_;
     std::string rootTitle_;
+    std::function<void(const std::vector<std::string>&)> missingThumbnailHandler_;
 };
 
 }  // namespace calyx_dms

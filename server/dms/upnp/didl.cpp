@@ -124,6 +124,10 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
             UpnpClassOf(entry.table) + "</upnp:class>";
     out_ += ItemElements(entry, visit_.libraryNanos);
     AlbumArtElements(AlbumArtFor(entry, baseUrl_, visit_));
+    if (!info.thumbnail[0] &&
+        (entry.table == Calyx::MEDIA_TABLE_PHOTO || entry.table == Calyx::MEDIA_TABLE_VIDEO) &&
+        HasOption(visit_, Calyx::Agent::AGENT_CAPOPT_PHOTOFORCEBGTHUMB))
+        missingThumbnails_.push_back(id);
     // The transcoded forms stand beside the file (xmres) or in its place (ResourcesFor).
     std::vector<TranscodeOffer> transcodes;
     {

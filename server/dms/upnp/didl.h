@@ -35,6 +35,9 @@ public:
     }
     // The whole document; the writer is done afterwards.
     std::string Finish();
+    // Object ids of the photos and videos written without the thumbnail the index lacks,
+    // for a client that has them made after the answer (photoforcebgthumb); else empty.
+    std::vector<std::string> TakeMissingThumbnails() { return std::move(missingThumbnails_); }
 
 private:
     std::string Title(const std::string& text);
@@ -47,6 +50,7 @@ private:
     ClientVisit& visit_;
     std::string out_;
     std::unordered_map<long long, long long> resumePositions_;
+    std::vector<std::string> missingThumbnails_;
 };
 
 }  // namespace calyx_dms

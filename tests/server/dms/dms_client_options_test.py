@@ -15,7 +15,7 @@ import sys
 import xml.etree.ElementTree as ET
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from dms_lab import Lab, encode_path, fail, run, soap_action, sql_literal  # noqa: E402
+from dms_lab import Lab, encode_path, fail, run, soap_action, sql_literal, wait_for  # noqa: E402
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 NS = {"d": "urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/",
@@ -64,7 +64,7 @@ def ff(*args):
 def make_media(root):
     """The media tree; returns {name: path}."""
     p = {}
-    for folder in ("album", "art", "videos", "clips", "photos"):
+    for folder in ("album", "art", "videos", "clips", "photos", "later", "lacking"):
         os.makedirs(os.path.join(root, folder))
     p["cover"] = os.path.join(root, "album/cover.jpg")
     ff("-f", "lavfi", "-i", "testsrc=size=300x300", "-frames:v", "1", p["cover"])
@@ -97,6 +97,13 @@ def make_media(root):
     ff("-f", "lavfi", "-i", "testsrc=size=800x600", "-frames:v", "1", p["png"])
     p["small"] = os.path.join(root, "photos/small.jpg")
     ff("-f", "lavfi", "-i", "testsrc=size=640x480", "-frames:v", "1", p["small"])
+    # Photos and videos whose thumbnails the index will lack (photoforcebgthumb).
+    for folder in ("later", "lacking"):
+        p[folder + "_photo"] = os.path.join(root, folder, "shot.jpg")
+        ff("-f", "lavfi", "-i", "testsrc=size=480x320", "-frames:v", "1", p[folder + "_photo"])
+        p[folder + "_video"] = os.path.join(root, folder, "film.mp4")
+        ff("-f", "lavfi", "-i", "testsrc=size=320x240:rate=10", "-t", "1", "-c:v", "libx264",
+           "-preset", "ultrafast", "-pix_fmt", "yuv420p", p[folder + "_video"])
     return p
 
 
@@ -161,6 +168,58 @@ def differences(view, reference):
     return out
 
 
+def thumbnail_columns(lab, ids, folder):
+    """The index's thumbnail of the folder's photo and video ('' when it has none)."""
+    return [lab.psql("SELECT coalesce(thumbnail, '') FROM %s WHERE id = %d" % (
+        table, ids[folder + "_" + table])).strip() for table in ("photo", "video")]
+
+
+def check_background_thumbnails(lab, clients, ids, thumb, tn_info):
+    """photoforcebgthumb: photos and videos whose thumbnail the index lacks are listed
+    without it, and the thumbnail is made after the answer, so that a later Browse (of any
+    client) lists it; a client without the option gets the same answer and has nothing
+    made. later/ is browsed by the client with the option, lacking/ by the one without,
+    first: the server makes thumbnails in the order asked, one worker at a time."""
+    later, lacking = "d%d" % ids["later"], "d%d" % ids["lacking"]
+    photo, video = "p%d" % ids["later_photo"], "v%d" % ids["later_video"]
+    before = browse(lab, clients["plain"], lacking)
+    expect("plain: lacking/ photo and video without thumbnail",
+           [before[o]["art"] for o in sorted(before)], [[], []])
+    plain_view = browse(lab, clients["plain"], later)
+    forced_view = browse(lab, clients["photoforcebgthumb"], later)
+    # The same answer: the thumbnails are not made while answering.
+    expect("photoforcebgthumb: first answer", differences(forced_view, plain_view), {})
+    expect("photoforcebgthumb: listed without thumbnail", [
+        (forced_view[o]["art"], len(forced_view[o]["res"])) for o in (photo, video)],
+        [([], 1), ([], 1)])
+    made = wait_for("the background thumbnails of later/",
+                    lambda: all(thumbnail_columns(lab, ids, "later")) and
+                    thumbnail_columns(lab, ids, "later"), 30)
+    folder = os.path.join(lab.tmp, "state", "thumbnails")
+    for path in made:
+        expect("background thumbnail folder", os.path.dirname(path), folder)
+    # Asked for before later/, so it would be done by now: nothing for the client without.
+    expect("plain: lacking/ still without thumbnails", thumbnail_columns(lab, ids, "lacking"),
+           ["", ""])
+    after = browse(lab, clients["plain"], later)
+    expect("a later Browse lists the thumbnails", differences(after, plain_view), {
+        photo: {"art": ([], [(thumb(photo), "JPEG_TN")])},
+        video: {"art": ([], [(thumb(video), "JPEG_TN")])}})
+    expect("xmres: the thumbnail res", browse(lab, clients["xmres"], later)[photo]["res"][1:],
+           [(tn_info, thumb(photo), "160x106")])
+    expect("photoforcebgthumb: the later answer",
+           differences(browse(lab, clients["photoforcebgthumb"], later), after), {})
+    status, headers, body = clients["plain"].curl(thumb(photo))
+    jpeg = os.path.join(lab.tmp, "background.jpg")
+    with open(jpeg, "wb") as f:
+        f.write(body)
+    probe = json.loads(run("ffprobe", "-v", "error", "-show_streams", "-of", "json",
+                           jpeg).stdout)["streams"][0]
+    expect("background thumbnail served", (status, probe["codec_name"], probe["width"],
+                                           probe["height"]), (200, "mjpeg", 160, 106))
+    expect("lacking/ unchanged", browse(lab, clients["plain"], lacking), before)
+
+
 def main():
     with Lab("options") as lab:
         lab.make_index()
@@ -175,11 +234,12 @@ def main():
                                  media_root, env=env).stdout)
         # Subtitles and covers are neither media nor failures.
         expect("index run: failed files", summary.get("failed"), 0)
-        expect("index run: added files", summary.get("added"), 7)
+        expect("index run: added files", summary.get("added"), 11)
         ids = {name: row_id(lab, table, p[name]) for name, table in (
             ("song", "music"), ("tagged", "music"), ("clip", "video"), ("other", "video"),
-            ("big", "photo"), ("png", "photo"), ("small", "photo"))}
-        for folder in ("album", "art", "videos", "clips", "photos"):
+            ("big", "photo"), ("png", "photo"), ("small", "photo"), ("later_photo", "photo"),
+            ("later_video", "video"), ("lacking_photo", "photo"), ("lacking_video", "video"))}
+        for folder in ("album", "art", "videos", "clips", "photos", "later", "lacking"):
             ids[folder] = row_id(lab, "directory", os.path.join(media_root, folder))
         ids["root"] = row_id(lab, "directory", media_root)
         expect("cover files listed as photos", lab.psql(
@@ -193,6 +253,13 @@ def main():
         rows = [line.split("|") for line in subtitles.split()]
         expect("subtitle rows", [r[1:] for r in rows], [["", "srt", "t"], ["en", "srt", "t"]])
         ids["srt"], ids["srt_en"] = int(rows[0][0]), int(rows[1][0])
+        # The index lacks the thumbnails of the later/ and lacking/ folders' photo and video
+        # (as when it was filled without them, or its cache lost them).
+        for table in ("photo", "video"):
+            for old in lab.psql("UPDATE %s SET thumbnail = NULL WHERE parent_id IN (%d, %d) "
+                                "RETURNING thumbnail IS NULL" % (table, ids["later"],
+                                                                 ids["lacking"])).split():
+                expect("thumbnail removed", old, "t")
 
         clients = {}
         for index, name in enumerate(CLIENTS):
@@ -322,10 +389,13 @@ def main():
         # videowithext: video titles keep their extension.
         expect("videowithext", diff("withext"), {
             v[0]: {"title": ("clip", "clip.mp4")}, v[1]: {"title": ("other", "other.mp4")}})
-        # Types and options without effect in calyx-dms change nothing.
+        # Types and options without effect in calyx-dms change nothing; photoforcebgthumb
+        # changes nothing where the index has every thumbnail.
         for name in ("customizesymbol", "sendvsmetadata", "xlibdlnamodule", "nodlna", "xbox",
                      "msclient", "wmp", "roku", "wdtvlive", "photoforcebgthumb"):
             expect(name, diff(name), {})
+
+        check_background_thumbnails(lab, clients, ids, thumb, tn_info)
 
         # CaptionInfo.sec: asked for with the media request, answered to videosrt clients.
         clip_url = plain[v[0]]["res"][0][1]
