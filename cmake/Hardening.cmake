@@ -5,8 +5,9 @@
 if(NOT CALYX_SANITIZE AND NOT CALYX_BUILD_FUZZ)
     add_compile_options(-fstack-protector-strong -Wformat -Werror=format-security)
     if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
-        add_compile_options(-U_FORTIFY_SOURCE)
-        add_compile_definitions(_FORTIFY_SOURCE=2)
+        # Options, not definitions: the definitions come before the options on the
+        # command line, and the -U would cancel them.
+        add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
     endif()
     add_link_options(LINKER:-z,relro LINKER:-z,now)
 endif()

@@ -21,14 +21,16 @@ for name in libcalyx0 libcalyx-dev calyx-tools; do
     ls "$stage/debs/${name}_"*.deb >/dev/null 2>&1 || { echo "package $name was not built"; exit 1; }
 done
 
-# lintian: errors fail the check, warnings are shown.
+# lintian: errors fail the check, warnings are shown. The media server's package may
+# carry the tags docs/server.md explains (the library's fixed folders under /var), which
+# service_package_checks.sh holds it to.
 lintian --tag-display-limit 0 "${debs[@]}" >"$stage/lintian.out" 2>/dev/null || true
-if grep -q '^E: ' "$stage/lintian.out"; then
+if grep '^E: ' "$stage/lintian.out" | grep -qv '^E: calyx-dms'; then
     echo "lintian errors:"
     grep '^E: ' "$stage/lintian.out"
     exit 1
 fi
-echo "lintian: no errors; warnings:"
+echo "lintian: no errors outside calyx-dms; warnings:"
 grep '^W: ' "$stage/lintian.out" | sed 's/^/  /' || echo "  (none)"
 
 root=$stage/root

@@ -76,15 +76,18 @@ fi
 
 # --- hardening ------------------------------------------------------------------------
 lib=$(find "$root/usr/lib" -name 'libcalyx.so.0.*' -type f | head -n 1)
+# (readelf's output is read whole: grep -q stopping early would fail the pipe.)
 for elf in "$root/usr/bin/calyx-dms" "$root/usr/bin/calyx" \
     "$root/usr/libexec/calyx-dms/calyx-transcode" "$lib"; do
     name=${elf#"$root"}
-    readelf -d "$elf" | grep -qE '\(FLAGS\).*BIND_NOW|\(FLAGS_1\).*NOW' || fail "$name: not bound at start (bindnow)"
-    readelf -lW "$elf" | grep -q GNU_RELRO || fail "$name: no read-only relocations (relro)"
-    readelf -hW "$elf" | grep -q 'Type:.*DYN' || fail "$name: not position independent"
+    dynamic=$(readelf -d "$elf") segments=$(readelf -lW "$elf") header=$(readelf -hW "$elf")
+    grep -qE '\(FLAGS\).*BIND_NOW|\(FLAGS_1\).*NOW' <<<"$dynamic" || fail "$name: not bound at start (bindnow)"
+    grep -q GNU_RELRO <<<"$segments" || fail "$name: no read-only relocations (relro)"
+    grep -q 'Type:.*DYN' <<<"$header" || fail "$name: not position independent"
 done
 for elf in "$root/usr/bin/calyx-dms" "$root/usr/bin/calyx" "$lib"; do
-    readelf --dyn-syms -W "$elf" | grep -qE ' __[a-z0-9_]+_chk(@|$)' ||
+    symbols=$(readelf --dyn-syms -W "$elf")
+    grep -qE ' __[a-z0-9_]+_chk@' <<<"$symbols" ||
         fail "${elf#"$root"}: no fortified calls (_FORTIFY_SOURCE)"
 done
 echo "hardening: bindnow, relro, PIE and fortified calls in calyx-dms, calyx, calyx-transcode, libcalyx"
