@@ -49,8 +49,9 @@ bool ApplyMediaIndexSchema(PGconn* conn, std::string& error) {
 
 std::string MediaServerSchemaTransaction() {
     // Two servers starting at once on one index would race over CREATE ... IF NOT EXISTS.
-    return std::string("BEGIN; SELECT pg_advisory_xact_lock(hashtext('calyx-dms schema ' || "
-                       "current_schema()));\n") +
+    return std::string(
+               "BEGIN; SELECT pg_advisory_xact_lock(hashtext('calyx-dms schema ' || "
+               "current_schema()));\n") +
            MediaServerSchemaSql() + "\nCOMMIT;";
 }
 

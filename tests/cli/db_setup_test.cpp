@@ -20,11 +20,11 @@ TEST(DbSetup, ParsesOnlyWhatTheStringSets) {
 }
 
 TEST(DbSetup, TheIndexRoleNeverGetsTheSetupRolesPassword) {
-    const ConnectionParams given = {{"host", "db.lan"}, {"user", "postgres"},
-                                    {"password", "secret"}, {"sslmode", "require"}};
+    const ConnectionParams given = {
+        {"host", "db.lan"}, {"user", "postgres"}, {"password", "secret"}, {"sslmode", "require"}};
     const ConnectionParams setup = SetupParams(given);
-    EXPECT_NE(std::find(setup.begin(), setup.end(), std::make_pair(std::string("dbname"),
-                                                                   std::string("postgres"))),
+    EXPECT_NE(std::find(setup.begin(), setup.end(),
+                        std::make_pair(std::string("dbname"), std::string("postgres"))),
               setup.end());
     const ConnectionParams index = IndexParams(given);
     for (const auto& [key, value] : index)

@@ -36,8 +36,8 @@ std::vector<std::vector<std::string>> Query(PGconn* conn, const std::string& sql
     std::unique_ptr<PGresult, decltype(&PQclear)> result(PQexec(conn, sql.c_str()), PQclear);
     const ExecStatusType status = PQresultStatus(result.get());
     if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK)
-        Fail(sql.substr(0, sql.find(' ')) + " failed: " +
-             calyx_indexer::OneLine(PQerrorMessage(conn)));
+        Fail(sql.substr(0, sql.find(' ')) +
+             " failed: " + calyx_indexer::OneLine(PQerrorMessage(conn)));
     std::vector<std::vector<std::string>> rows;
     for (int r = 0; r < PQntuples(result.get()); ++r) {
         std::vector<std::string> row;
@@ -115,8 +115,7 @@ void ExplainRefusedLogin(PGconn* setup, PGconn* refused) {
               << "    " << HbaLine(place) << "\n\n"
               << "then reload the server (systemctl reload postgresql, or SELECT "
                  "pg_reload_conf()) and run calyx db init again.\n";
-    Fail("the database is not ready: the login of \"" + std::string(kIndexRole) +
-         "\" is refused");
+    Fail("the database is not ready: the login of \"" + std::string(kIndexRole) + "\" is refused");
 }
 
 void RunInit(const std::string& conninfo) {
@@ -150,10 +149,10 @@ void RunInit(const std::string& conninfo) {
         Fail("cannot create the media server's tables: " + error);
     Say("the media index schema and the media server's tables are in place");
     const char* port = PQport(index.get());
-    const std::string server = ServerSetting(PQhost(index.get()), port != nullptr ? port : "",
-                                             params);
-    Say("ready; start the media server with --database '" + server +
-        "' (or 'database = " + server + "' in its configuration file)");
+    const std::string server =
+        ServerSetting(PQhost(index.get()), port != nullptr ? port : "", params);
+    Say("ready; start the media server with --database '" + server + "' (or 'database = " + server +
+        "' in its configuration file)");
 }
 
 }  // namespace

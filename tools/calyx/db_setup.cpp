@@ -100,7 +100,8 @@ std::string HbaLine(const HbaPlace& place) {
     const std::string who = std::string(kIndexDatabase) + "  " + kIndexRole + "  ";
     if (place.socket)
         return "local  " + who + "trust";
-    const std::string address = place.clientAddress.empty() ? "CLIENT-ADDRESS" : place.clientAddress;
+    const std::string address =
+        place.clientAddress.empty() ? "CLIENT-ADDRESS" : place.clientAddress;
     const char* mask = address.find(':') != std::string::npos ? "/128" : "/32";
     return "host   " + who + address + mask + "  trust";
 }
