@@ -18,9 +18,11 @@ sys.path.insert(0, os.path.join(here, "..", "tests", "server", "dms"))
 from dms_embedded_test import USER, Server  # noqa: E402
 from dms_lab import Lab, wait_for  # noqa: E402
 
+TELEVISION = "Samsung TV 2014+ (Tizen)"
+
 
 def main():
-    with Lab("demo") as lab:
+    with Lab("demo", needs_database=False) as lab:
         files = lab.make_media()
         media = os.path.dirname(files["clip"])
         user = pwd.getpwnam(USER)
@@ -30,6 +32,18 @@ def main():
         for folder in (home, os.path.join(home, "tmp")):
             os.chown(folder, user.pw_uid, user.pw_gid)
         player = lab.add_client("02:77:de:30:00:01")
+        # The player is taken for a television, as a user would choose its profile on the
+        # settings page: its video then gets the DLNA profile name that television wants.
+        profiles = os.path.join(lab.source, "data/profiles.json")
+        subprocess.run([lab.tool, "identify", "--root", lab.root, "--profiles", profiles,
+                        "--mac", player.mac, "--ip", player.ip, "-H", "User-Agent: GUPnP/1.6",
+                        "--save", "--brief"],
+                       check=True, stdout=subprocess.DEVNULL)
+        subprocess.run([lab.tool, "clients", "--root", lab.root, "set-profile", player.mac,
+                        TELEVISION, "--profiles", profiles], check=True,
+                       stdout=subprocess.DEVNULL)
+        print("The player's entry in the client list: profile %r, chosen by the user" %
+              TELEVISION)
         server = Server(lab, home, media)
         print("$ calyx-dms --media %s     (as the user %s, no database set up)" % (media, USER))
         server.start()
