@@ -41,7 +41,7 @@ void ReadAttachedCover(const AVStream& stream, const std::string& thumbnailPath,
         return;
     const std::string codec = CodecName(stream.codecpar->codec_id);
     const std::string mime = MediaMimeType("photo", "", codec);
-    FramePtr picture = DecodePicturePacket(*stream.codecpar, packet);
+    calyx_av::FramePtr picture = DecodePicturePacket(*stream.codecpar, packet);
     if (!picture || mime == "application/octet-stream")
         return;
     const std::string original = DerivedPicturePath(
@@ -60,12 +60,12 @@ ProbedMedia ProbeCoverFile(const std::string& path, const std::string& thumbnail
     AVFormatContext* opened = nullptr;
     int rc = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
     if (rc < 0) {
-        media.failure = "libavformat cannot open this cover picture: " + AvErrorText(rc);
+        media.failure = "libavformat cannot open this cover picture: " + calyx_av::AvErrorText(rc);
         return media;
     }
-    FormatPtr format(opened);
+    calyx_av::InputPtr format(opened);
     if ((rc = avformat_find_stream_info(format.get(), nullptr)) < 0) {
-        media.failure = "libavformat finds no picture in this cover: " + AvErrorText(rc);
+        media.failure = "libavformat finds no picture in this cover: " + calyx_av::AvErrorText(rc);
         return media;
     }
     int stream = -1;
@@ -86,7 +86,7 @@ ProbedMedia ProbeCoverFile(const std::string& path, const std::string& thumbnail
     media.coverHeight = format->streams[stream]->codecpar->height;
     if (thumbnailPath.empty())
         return media;  // no cache: the cover is offered as it is
-    FramePtr picture = DecodeFirstPicture(format.get(), stream);
+    calyx_av::FramePtr picture = DecodeFirstPicture(format.get(), stream);
     if (picture)
         WriteCoverForms(*picture, thumbnailPath, media);
     return media;

@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "indexer/av_handles.h"
+#include "av/handles.h"
 #include "indexer/probed_media.h"
 
 namespace calyx_indexer {

@@ -357,6 +357,10 @@ bool IndexStore::Begin() {
     return RunCommand("BEGIN", {});
 }
 
+bool IndexStore::Analyze() {
+    return RunCommand("ANALYZE music, video, photo, playlist, directory, subtitle", {});
+}
+
 bool IndexStore::Commit() {
     if (changed_) {
         for (const std::string& gone : removed_)

@@ -91,6 +91,9 @@ public:
 
     bool Begin();
     bool Commit();
+    // Refreshes the planner's statistics of the index's tables (ANALYZE); outside a
+    // transaction.
+    bool Analyze();
 
     // Inserts a directory row; returns its id, or 0.
     int64_t InsertFolder(const std::string& indexedPath, const std::string& title, int64_t parentId,

@@ -160,12 +160,21 @@ public:
         if (!WriteFolders() || !WriteFiles() || !RemoveGone())
             return Fail(poolError_.empty() ? "writing the media index failed: " + store_.error()
                                            : poolError_);
+        // Right after a bulk change the planner's statistics describe the index as it was
+        // (or are missing), and deep pages get plans made for a few rows.
+        if (RowsChanged() >= options_.analyzeAfterRows && !store_.Analyze())
+            return Fail("refreshing the index's statistics failed: " + store_.error());
         summary_.seconds = Now() - started_;
         Report(true);
         return summary_;
     }
 
 private:
+    size_t RowsChanged() const {
+        return summary_.added + summary_.changed + summary_.removed + summary_.foldersAdded +
+               summary_.foldersRemoved + summary_.hidden + summary_.shown + summary_.forgotten;
+    }
+
     // Hides the rows of media folders that are gone, shows those of returned ones, forgets
     // those gone too long; `present` keeps the folders to walk.
     bool CheckMediaFolders(std::vector<std::string>& present) {

@@ -52,7 +52,10 @@ struct IndexOptions {
     std::vector<std::string> folders;  // absolute or relative; each must be a readable folder
     int probeTimeoutSeconds = 10;      // a worker busy longer on one file is killed
     int workers = 0;                   // 0: one per processor
-    std::string thumbnailDir;          // empty: no thumbnails are made
+    // A run that added, rewrote, removed, hid or showed at least this many rows refreshes
+    // the planner's statistics of the index (ANALYZE) before it ends.
+    size_t analyzeAfterRows = 200;
+    std::string thumbnailDir;  // empty: no thumbnails are made
     // File names (any case) that make a picture its folder's cover rather than a photo,
     // best first. Empty: those of Calyx::GetCoverList, else DefaultCoverNames().
     std::vector<std::string> coverNames;

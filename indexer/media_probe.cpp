@@ -9,8 +9,8 @@ extern "C" {
 #include <stdlib.h>
 #include <string.h>
 
+#include "av/handles.h"
 #include "calyx/media_names.h"
-#include "indexer/av_handles.h"
 #include "indexer/cover_art.h"
 #include "indexer/indexed_path.h"
 #include "indexer/indexer.h"
@@ -112,7 +112,7 @@ void ReadTags(const AVFormatContext* format, const AVStream* audio, ProbedMedia&
 void ReadPhoto(AVFormatContext* format, int streamIndex, const std::string& thumbnailPath,
                ProbedMedia& media) {
     const AVCodecID codec = format->streams[streamIndex]->codecpar->codec_id;
-    FramePtr picture = DecodeFirstPicture(format, streamIndex);
+    calyx_av::FramePtr picture = DecodeFirstPicture(format, streamIndex);
     if (!picture)
         return;
     const AVDictionaryEntry* taken = av_dict_get(picture->metadata, "DateTimeOriginal", nullptr, 0);
@@ -135,7 +135,7 @@ void ReadVideoThumbnail(AVFormatContext* format, int streamIndex, const std::str
                         ProbedMedia& media) {
     if (thumbnailPath.empty())
         return;
-    FramePtr picture = DecodeFirstPicture(format, streamIndex);
+    calyx_av::FramePtr picture = DecodeFirstPicture(format, streamIndex);
     if (picture && WriteJpegThumbnail(*picture, thumbnailPath).empty())
         media.thumbnail = thumbnailPath;
 }
@@ -147,12 +147,12 @@ ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnail
     AVFormatContext* opened = nullptr;
     int rc = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
     if (rc < 0) {
-        media.failure = "libavformat cannot open it: " + AvErrorText(rc);
+        media.failure = "libavformat cannot open it: " + calyx_av::AvErrorText(rc);
         return media;
     }
-    FormatPtr format(opened);
+    calyx_av::InputPtr format(opened);
     if ((rc = avformat_find_stream_info(format.get(), nullptr)) < 0) {
-        media.failure = "libavformat finds no stream information: " + AvErrorText(rc);
+        media.failure = "libavformat finds no stream information: " + calyx_av::AvErrorText(rc);
         return media;
     }
 
@@ -213,10 +213,10 @@ std::string WriteThumbnailOf(const std::string& path, const std::string& thumbna
     AVFormatContext* opened = nullptr;
     int rc = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
     if (rc < 0)
-        return "libavformat cannot open it: " + AvErrorText(rc);
-    FormatPtr format(opened);
+        return "libavformat cannot open it: " + calyx_av::AvErrorText(rc);
+    calyx_av::InputPtr format(opened);
     if ((rc = avformat_find_stream_info(format.get(), nullptr)) < 0)
-        return "libavformat finds no stream information: " + AvErrorText(rc);
+        return "libavformat finds no stream information: " + calyx_av::AvErrorText(rc);
     // The picture ProbeMediaFile takes: a moving video stream first, else a still image.
     const bool imageDemuxer = IsImageDemuxer(format->iformat->name);
     int chosen = -1;
@@ -235,7 +235,7 @@ std::string WriteThumbnailOf(const std::string& path, const std::string& thumbna
     }
     if (chosen < 0)
         return "no video stream and no picture";
-    FramePtr picture = DecodeFirstPicture(format.get(), chosen);
+    calyx_av::FramePtr picture = DecodeFirstPicture(format.get(), chosen);
     if (!picture)
         return "no picture can be decoded";
     return WriteJpegThumbnail(*picture, thumbnailPath);

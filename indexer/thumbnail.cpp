@@ -20,9 +20,9 @@ namespace {
 constexpr int kMaxPacketsForFirstPicture = 500;
 
 // Sends packets of the stream until the decoder gives a picture.
-FramePtr DecodeFrom(AVFormatContext* format, AVCodecContext* decoder, int streamIndex) {
-    PacketPtr packet(av_packet_alloc());
-    FramePtr frame(av_frame_alloc());
+calyx_av::FramePtr DecodeFrom(AVFormatContext* format, AVCodecContext* decoder, int streamIndex) {
+    calyx_av::PacketPtr packet(av_packet_alloc());
+    calyx_av::FramePtr frame(av_frame_alloc());
     if (!packet || !frame)
         return nullptr;
     for (int sent = 0; sent < kMaxPacketsForFirstPicture;) {
@@ -44,12 +44,12 @@ FramePtr DecodeFrom(AVFormatContext* format, AVCodecContext* decoder, int stream
 
 }  // namespace
 
-FramePtr DecodeFirstPicture(AVFormatContext* format, int streamIndex) {
+calyx_av::FramePtr DecodeFirstPicture(AVFormatContext* format, int streamIndex) {
     const AVCodecParameters* parameters = format->streams[streamIndex]->codecpar;
     const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
     if (codec == nullptr)
         return nullptr;
-    CodecPtr decoder(avcodec_alloc_context3(codec));
+    calyx_av::CodecPtr decoder(avcodec_alloc_context3(codec));
     if (!decoder || avcodec_parameters_to_context(decoder.get(), parameters) < 0)
         return nullptr;
     decoder->thread_count = 1;  // one picture: threads would only add delay
@@ -58,15 +58,16 @@ FramePtr DecodeFirstPicture(AVFormatContext* format, int streamIndex) {
     return DecodeFrom(format, decoder.get(), streamIndex);
 }
 
-FramePtr DecodePicturePacket(const AVCodecParameters& parameters, const AVPacket& packet) {
+calyx_av::FramePtr DecodePicturePacket(const AVCodecParameters& parameters,
+                                       const AVPacket& packet) {
     const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
     if (codec == nullptr || packet.size <= 0)
         return nullptr;
-    CodecPtr decoder(avcodec_alloc_context3(codec));
+    calyx_av::CodecPtr decoder(avcodec_alloc_context3(codec));
     if (!decoder || avcodec_parameters_to_context(decoder.get(), &parameters) < 0)
         return nullptr;
     decoder->thread_count = 1;
-    FramePtr frame(av_frame_alloc());
+    calyx_av::FramePtr frame(av_frame_alloc());
     if (!frame || avcodec_open2(decoder.get(), codec, nullptr) < 0 ||
         avcodec_send_packet(decoder.get(), &packet) < 0)
         return nullptr;
@@ -114,7 +115,7 @@ std::string WriteJpegScaled(const AVFrame& picture, const std::string& path, int
                        width, height, jpegFormat, SWS_BICUBIC, nullptr, nullptr, nullptr);
     if (scaler == nullptr)
         return "cannot scale this picture format";
-    FramePtr small(av_frame_alloc());
+    calyx_av::FramePtr small(av_frame_alloc());
     small->width = width;
     small->height = height;
     small->format = jpegFormat;
@@ -124,10 +125,10 @@ std::string WriteJpegScaled(const AVFrame& picture, const std::string& path, int
                   small->linesize);
     sws_freeContext(scaler);
     if (rc < 0)
-        return AvErrorText(rc);
+        return calyx_av::AvErrorText(rc);
 
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_MJPEG);
-    CodecPtr encoder(codec ? avcodec_alloc_context3(codec) : nullptr);
+    calyx_av::CodecPtr encoder(codec ? avcodec_alloc_context3(codec) : nullptr);
     if (!encoder)
         return "no JPEG encoder";
     encoder->width = width;
@@ -140,10 +141,10 @@ std::string WriteJpegScaled(const AVFrame& picture, const std::string& path, int
     if ((rc = avcodec_open2(encoder.get(), codec, nullptr)) < 0 ||
         (rc = avcodec_send_frame(encoder.get(), small.get())) < 0 ||
         (rc = avcodec_send_frame(encoder.get(), nullptr)) < 0)
-        return AvErrorText(rc);
-    PacketPtr jpeg(av_packet_alloc());
+        return calyx_av::AvErrorText(rc);
+    calyx_av::PacketPtr jpeg(av_packet_alloc());
     if ((rc = avcodec_receive_packet(encoder.get(), jpeg.get())) < 0)
-        return AvErrorText(rc);
+        return calyx_av::AvErrorText(rc);
 
     return WriteWholeFile(path, jpeg->data, static_cast<size_t>(jpeg->size));
 }

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "indexer/av_handles.h"
+#include "av/handles.h"
 
 namespace calyx_indexer {
 
@@ -14,11 +14,11 @@ constexpr int kThumbnailSide = 160;
 // Decodes the first picture of stream `streamIndex`, reading the format from where
 // probing left it. Null when no picture can be decoded. For a JPEG, the picture's
 // metadata carries the EXIF tags (DateTimeOriginal, Orientation, ...).
-FramePtr DecodeFirstPicture(AVFormatContext* format, int streamIndex);
+calyx_av::FramePtr DecodeFirstPicture(AVFormatContext* format, int streamIndex);
 
 // Decodes the picture held whole in one packet (an attached picture: a cover in a song or
 // video file). Null when it cannot be decoded.
-FramePtr DecodePicturePacket(const AVCodecParameters& parameters, const AVPacket& packet);
+calyx_av::FramePtr DecodePicturePacket(const AVCodecParameters& parameters, const AVPacket& packet);
 
 // Writes `picture` scaled so that its longer side is at most `maxSide` (never enlarged) as
 // a JPEG file at `path` (through a temporary file, so a reader never sees half a picture).

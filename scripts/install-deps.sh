@@ -43,6 +43,8 @@ TEST_PACKAGES=(
     vlc-bin vlc-plugin-base
     # the settings page of calyx-dms in a real (headless) browser
     chromium chromium-driver python3-selenium
+    # the smoke run of the side-by-side benchmark (bench/peers) runs minidlna beside it
+    minidlna
 )
 ARMHF_PACKAGES=(crossbuild-essential-armhf qemu-user)
 
@@ -73,4 +75,31 @@ fi
 echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 $SUDO apt-get update -qq
-$SUDO apt-get -o DPkg::Lock::Timeout=900 install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+# minidlna's service must not start (it would serve every interface): the benchmark starts
+# its own inside its namespaces. It is installed apart, under a policy that denies every
+# service start while apt runs, removed again unless it was there before.
+quiet=()
+for pkg in "${missing[@]}"; do
+    [ "$pkg" = minidlna ] && quiet+=("$pkg")
+done
+others=()
+for pkg in "${missing[@]}"; do
+    [ "$pkg" = minidlna ] || others+=("$pkg")
+done
+if [ ${#others[@]} -gt 0 ]; then
+    $SUDO apt-get -o DPkg::Lock::Timeout=900 install -y -qq --no-install-recommends "${others[@]}" >/dev/null
+fi
+if [ ${#quiet[@]} -gt 0 ]; then
+    policy=/usr/sbin/policy-rc.d
+    own_policy=""
+    if [ ! -e "$policy" ]; then
+        printf '#!/bin/sh\nexit 101\n' | $SUDO tee "$policy" >/dev/null
+        $SUDO chmod 755 "$policy"
+        own_policy=1
+    fi
+    status=0
+    $SUDO apt-get -o DPkg::Lock::Timeout=900 install -y -qq --no-install-recommends "${quiet[@]}" >/dev/null ||
+        status=$?
+    [ -z "$own_policy" ] || $SUDO rm -f "$policy"
+    [ "$status" -eq 0 ] || exit "$status"
+fi

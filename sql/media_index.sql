@@ -1,4 +1,4 @@
--- Media index schema, version 3.
+-- Media index schema, version 5.
 --
 -- Five tables, one per kind of entry: music, video, photo, playlist and directory. All
 -- have the same columns: "id" and one column for each field of the media item record
@@ -203,5 +203,32 @@ BEGIN
 END
 $$;
 UPDATE media_index_version SET version = 3 WHERE version < 3;
+
+-- Version 5: "contains" searches of titles use a trigram index (pg_trgm, part of
+-- PostgreSQL's own packages) instead of reading every row. The extension is made in the
+-- schema "public" when the role may (a trusted extension: the database's owner may);
+-- where it cannot be made, searches read every row as before. The index is on the
+-- expression the searches test.
+DO $$
+DECLARE
+    t text;
+    home text;
+BEGIN
+    BEGIN
+        CREATE EXTENSION IF NOT EXISTS pg_trgm SCHEMA public;
+    EXCEPTION WHEN OTHERS THEN
+        -- Missing, not allowed, or made at this moment by another loader (seen below).
+        NULL;
+    END;
+    SELECT extnamespace::regnamespace::text INTO home FROM pg_extension WHERE extname = 'pg_trgm';
+    IF home IS NOT NULL THEN
+        FOREACH t IN ARRAY ARRAY['music', 'video', 'photo'] LOOP
+            EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I USING gin ((COALESCE(title, %L)) %s.gin_trgm_ops)',
+                           t || '_title_trigram_idx', t, '', home);
+        END LOOP;
+    END IF;
+END
+$$;
+UPDATE media_index_version SET version = 5 WHERE version < 5;
 
 COMMIT;

@@ -42,8 +42,7 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
     input_ = input;
     muxer_ = &muxer;
     window_ = window;
-    decoder_ = OpenDecoder(input, 1, error);
-    if (!decoder_)
+    if (!decoder_.Open(input, 1, "audio", error))
         return false;
     const AVCodec* codec = avcodec_find_encoder_by_name(args.audioCodec.c_str());
     if (codec == nullptr) {
@@ -51,9 +50,8 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
         return false;
     }
     encoder_.reset(avcodec_alloc_context3(codec));
-    decoded_.reset(av_frame_alloc());
     encoded_.reset(av_packet_alloc());
-    if (!encoder_ || !decoded_ || !encoded_) {
+    if (!encoder_ || !encoded_) {
         error = "out of memory";
         return false;
     }
@@ -73,7 +71,7 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
         enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     int rc = avcodec_open2(enc, codec, nullptr);
     if (rc < 0) {
-        error = "cannot open the " + args.audioCodec + " encoder: " + AvErrorText(rc);
+        error = "cannot open the " + args.audioCodec + " encoder: " + calyx_av::AvErrorText(rc);
         return false;
     }
     frameSamples_ = enc->frame_size > 0 ? enc->frame_size : kPcmFrameSamples;
@@ -91,32 +89,11 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
 }
 
 bool AudioPath::Feed(const AVPacket* packet, std::string& error) {
-    if (done_)
-        return true;
-    int rc = avcodec_send_packet(decoder_.get(), packet);
-    if (rc < 0 && rc != AVERROR_EOF) {
-        if (++badInARow_ > kMaxBadPacketsInARow) {
-            error = "the audio does not decode: " + AvErrorText(rc);
-            return false;
-        }
-        return true;
-    }
-    badInARow_ = 0;
-    return Receive(error);
+    return done_ || decoder_.Feed(packet, HandleFrames(), error);
 }
 
-bool AudioPath::Receive(std::string& error) {
-    for (;;) {
-        int rc = avcodec_receive_frame(decoder_.get(), decoded_.get());
-        if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
-            return true;
-        if (rc < 0)
-            return true;  // a broken frame: skipped
-        bool ok = done_ || Decoded(decoded_.get(), error);
-        av_frame_unref(decoded_.get());
-        if (!ok)
-            return false;
-    }
+StreamDecoder::FrameHandler AudioPath::HandleFrames() {
+    return [this](AVFrame* frame, std::string& error) { return done_ || Decoded(frame, error); };
 }
 
 bool AudioPath::Decoded(const AVFrame* frame, std::string& error) {
@@ -156,7 +133,7 @@ bool AudioPath::Decoded(const AVFrame* frame, std::string& error) {
         av_channel_layout_uninit(&in);
         resampler_.reset(made);
         if (rc < 0 || (rc = swr_init(made)) < 0) {
-            error = "cannot convert the audio: " + AvErrorText(rc);
+            error = "cannot convert the audio: " + calyx_av::AvErrorText(rc);
             return false;
         }
     }
@@ -181,7 +158,7 @@ bool AudioPath::Resample(const uint8_t** data, int samples, std::string& error) 
     const int room = swr_get_out_samples(resampler_.get(), samples);
     if (room <= 0)
         return true;
-    FramePtr converted(av_frame_alloc());
+    calyx_av::FramePtr converted(av_frame_alloc());
     if (!converted) {
         error = "out of memory";
         return false;
@@ -195,7 +172,7 @@ bool AudioPath::Resample(const uint8_t** data, int samples, std::string& error) 
     if (rc > 0)
         rc = av_audio_fifo_write(fifo_.get(), reinterpret_cast<void**>(converted->data), rc);
     if (rc < 0) {
-        error = "cannot convert the audio: " + AvErrorText(rc);
+        error = "cannot convert the audio: " + calyx_av::AvErrorText(rc);
         return false;
     }
     return true;
@@ -207,7 +184,7 @@ bool AudioPath::EncodeFromFifo(bool all, std::string& error) {
         if (available <= 0 || (available < frameSamples_ && !all))
             return true;
         const int take = std::min(available, frameSamples_);
-        FramePtr frame(av_frame_alloc());
+        calyx_av::FramePtr frame(av_frame_alloc());
         if (!frame) {
             error = "out of memory";
             return false;
@@ -220,7 +197,7 @@ bool AudioPath::EncodeFromFifo(bool all, std::string& error) {
         if (rc >= 0)
             rc = av_audio_fifo_read(fifo_.get(), reinterpret_cast<void**>(frame->data), take);
         if (rc < 0) {
-            error = "cannot buffer the audio: " + AvErrorText(rc);
+            error = "cannot buffer the audio: " + calyx_av::AvErrorText(rc);
             return false;
         }
         if (take < frame->nb_samples)
@@ -234,32 +211,12 @@ bool AudioPath::EncodeFromFifo(bool all, std::string& error) {
 }
 
 bool AudioPath::Encode(AVFrame* frame, std::string& error) {
-    int rc = avcodec_send_frame(encoder_.get(), frame);
-    if (rc < 0 && rc != AVERROR_EOF) {
-        error = "the audio does not encode: " + AvErrorText(rc);
-        return false;
-    }
-    for (;;) {
-        rc = avcodec_receive_packet(encoder_.get(), encoded_.get());
-        if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
-            return true;
-        if (rc < 0) {
-            error = "the audio does not encode: " + AvErrorText(rc);
-            return false;
-        }
-        encoded_->stream_index = output_->index;
-        av_packet_rescale_ts(encoded_.get(), encoder_->time_base, output_->time_base);
-        if (!muxer_->Write(encoded_.get(), error))
-            return false;
-    }
+    return muxer_->Encode(encoder_.get(), frame, output_, encoded_.get(), "audio", error);
 }
 
 bool AudioPath::Finish(std::string& error) {
-    if (!done_) {
-        avcodec_send_packet(decoder_.get(), nullptr);
-        if (!Receive(error))
-            return false;
-    }
+    if (!done_ && !decoder_.Drain(HandleFrames(), error))
+        return false;
     if (resampler_) {
         const int room = swr_get_out_samples(resampler_.get(), 0);
         if (room > 0 && !Resample(nullptr, 0, error))

@@ -5,7 +5,8 @@
 
 #include <string>
 
-#include "transcoder/av_types.h"
+#include "av/handles.h"
+#include "transcoder/decoder.h"
 #include "transcoder/encoder_args.h"
 #include "transcoder/muxer.h"
 #include "transcoder/stream_window.h"
@@ -31,23 +32,22 @@ private:
     bool Resample(const uint8_t** data, int samples, std::string& error);
     bool EncodeFromFifo(bool all, std::string& error);
     bool Encode(AVFrame* frame, std::string& error);
-    bool Receive(std::string& error);
+    // Hands the decoder's frames to Decoded until the window ends.
+    StreamDecoder::FrameHandler HandleFrames();
 
     AVStream* input_ = nullptr;
     AVStream* output_ = nullptr;
     Muxer* muxer_ = nullptr;
     StreamWindow window_;
-    CodecPtr decoder_;
-    CodecPtr encoder_;
-    ResamplerPtr resampler_;
-    FifoPtr fifo_;
-    FramePtr decoded_;
-    PacketPtr encoded_;
+    StreamDecoder decoder_;
+    calyx_av::CodecPtr encoder_;
+    calyx_av::ResamplerPtr resampler_;
+    calyx_av::FifoPtr fifo_;
+    calyx_av::PacketPtr encoded_;
     int frameSamples_ = 0;                 // samples per encoded frame
     bool padLastFrame_ = false;            // the encoder takes whole frames only
     int64_t nextMicros_ = AV_NOPTS_VALUE;  // where a frame without timestamp starts
     int64_t samplesOut_ = 0;
-    int badInARow_ = 0;
     bool done_ = false;
 };
 

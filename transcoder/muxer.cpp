@@ -39,7 +39,7 @@ bool Muxer::Open(const std::string& format, int fd, std::string& error) {
     fd_ = fd;
     int rc = avformat_alloc_output_context2(&context_, nullptr, format.c_str(), nullptr);
     if (rc < 0) {
-        error = "no muxer for " + format + ": " + AvErrorText(rc);
+        error = "no muxer for " + format + ": " + calyx_av::AvErrorText(rc);
         return false;
     }
     auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
@@ -60,7 +60,7 @@ bool Muxer::Open(const std::string& format, int fd, std::string& error) {
 bool Muxer::Start(std::string& error) {
     int rc = avformat_write_header(context_, nullptr);
     if (rc < 0) {
-        error = "cannot write the header: " + AvErrorText(rc);
+        error = "cannot write the header: " + calyx_av::AvErrorText(rc);
         return false;
     }
     avio_flush(io_);
@@ -83,7 +83,7 @@ bool Muxer::Write(AVPacket* packet, std::string& error) {
         rc = io_->error;
     }
     if (rc < 0) {
-        error = rc == AVERROR(EPIPE) ? kReaderGone : "cannot write: " + AvErrorText(rc);
+        error = rc == AVERROR(EPIPE) ? kReaderGone : "cannot write: " + calyx_av::AvErrorText(rc);
         return false;
     }
     return true;
@@ -95,10 +95,28 @@ bool Muxer::Finish(std::string& error) {
     if (rc >= 0)
         rc = io_->error;
     if (rc < 0) {
-        error = "cannot finish the stream: " + AvErrorText(rc);
+        error = "cannot finish the stream: " + calyx_av::AvErrorText(rc);
         return false;
     }
     return true;
+}
+
+bool Muxer::Encode(AVCodecContext* encoder, AVFrame* frame, AVStream* stream, AVPacket* scratch,
+                   const char* what, std::string& error) {
+    int rc = avcodec_send_frame(encoder, frame);
+    while (rc >= 0 || rc == AVERROR_EOF) {
+        rc = avcodec_receive_packet(encoder, scratch);
+        if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
+            return true;
+        if (rc < 0)
+            break;
+        scratch->stream_index = stream->index;
+        av_packet_rescale_ts(scratch, encoder->time_base, stream->time_base);
+        if (!Write(scratch, error))
+            return false;
+    }
+    error = std::string("the ") + what + " does not encode: " + calyx_av::AvErrorText(rc);
+    return false;
 }
 
 }  // namespace calyx_transcoder

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <string>
 
-#include "transcoder/av_types.h"
+#include "av/handles.h"
 
 namespace calyx_transcoder {
 
@@ -28,6 +28,10 @@ public:
     // Hands one packet of an output stream to the muxer (which takes its data). What is
     // buffered reaches the pipe at least every 50 ms, so a slow stream still flows.
     bool Write(AVPacket* packet, std::string& error);
+    // Sends `frame` (null: drain) to `encoder` and writes every packet it gives as a packet
+    // of `stream`, through `scratch`. `what` ("audio", "video") names it in errors.
+    bool Encode(AVCodecContext* encoder, AVFrame* frame, AVStream* stream, AVPacket* scratch,
+                const char* what, std::string& error);
     // Writes what the muxer still holds and its trailer.
     bool Finish(std::string& error);
 

@@ -5,7 +5,7 @@
 
 #include <stdint.h>
 
-#include "transcoder/av_types.h"
+#include "av/handles.h"
 
 namespace calyx_transcoder {
 

@@ -6,8 +6,8 @@
 
 #include <deque>
 
+#include "av/handles.h"
 #include "transcoder/audio_path.h"
-#include "transcoder/av_types.h"
 #include "transcoder/muxer.h"
 #include "transcoder/video_path.h"
 
@@ -76,7 +76,7 @@ private:
 
     const TranscodeRequest& request_;
     int fd_;
-    InputPtr input_;
+    calyx_av::InputPtr input_;
     int video_ = -1;
     int audio_ = -1;
     double duration_ = 0;
@@ -96,12 +96,12 @@ bool Job::Open(std::string& error) {
     AVFormatContext* opened = nullptr;
     int rc = avformat_open_input(&opened, request_.input.c_str(), nullptr, nullptr);
     if (rc < 0) {
-        error = "cannot open the file: " + AvErrorText(rc);
+        error = "cannot open the file: " + calyx_av::AvErrorText(rc);
         return false;
     }
     input_.reset(opened);
     if ((rc = avformat_find_stream_info(opened, nullptr)) < 0) {
-        error = "no stream information: " + AvErrorText(rc);
+        error = "no stream information: " + calyx_av::AvErrorText(rc);
         return false;
     }
     const EncoderArgs& args = request_.args;
@@ -146,7 +146,7 @@ bool Job::Encode(std::string& error) {
     SeekTo(in, window_.start);
     if (!Report(fd_, request_.start, duration_, error) || !muxer_.Start(error))
         return false;
-    PacketPtr packet(av_packet_alloc());
+    calyx_av::PacketPtr packet(av_packet_alloc());
     if (!packet) {
         error = "out of memory";
         return false;
@@ -191,10 +191,10 @@ bool Job::Copy(std::string& error) {
 
     // The stream starts at the first key frame of the video: what comes before it cannot
     // be decoded, so the audio before it is dropped too.
-    std::deque<PacketPtr> ahead;
+    std::deque<calyx_av::PacketPtr> ahead;
     int64_t base = AV_NOPTS_VALUE;  // microseconds
     while (base == AV_NOPTS_VALUE && ahead.size() < kMaxPacketsAhead) {
-        PacketPtr packet(av_packet_alloc());
+        calyx_av::PacketPtr packet(av_packet_alloc());
         if (!packet || av_read_frame(in, packet.get()) < 0)
             break;
         const AVStream* stream = in->streams[packet->stream_index];
@@ -215,7 +215,7 @@ bool Job::Copy(std::string& error) {
         return false;
     bool done[2] = {video_ < 0, audio_ < 0};
     for (;;) {
-        PacketPtr packet;
+        calyx_av::PacketPtr packet;
         if (!ahead.empty()) {
             packet = std::move(ahead.front());
             ahead.pop_front();

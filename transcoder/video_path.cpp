@@ -37,8 +37,7 @@ bool VideoPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
     muxer_ = &muxer;
     window_ = window;
     startTs_ = av_rescale_q(window.start, AV_TIME_BASE_Q, input->time_base);
-    decoder_ = OpenDecoder(input, 0, error);
-    if (!decoder_)
+    if (!decoder_.Open(input, 0, "video", error))
         return false;
     const AVCodec* codec = avcodec_find_encoder_by_name(args.videoCodec.c_str());
     if (codec == nullptr) {
@@ -46,9 +45,8 @@ bool VideoPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
         return false;
     }
     encoder_.reset(avcodec_alloc_context3(codec));
-    decoded_.reset(av_frame_alloc());
     encoded_.reset(av_packet_alloc());
-    if (!encoder_ || !decoded_ || !encoded_) {
+    if (!encoder_ || !encoded_) {
         error = "out of memory";
         return false;
     }
@@ -84,7 +82,7 @@ bool VideoPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
         enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     int rc = avcodec_open2(enc, codec, nullptr);
     if (rc < 0) {
-        error = "cannot open the " + args.videoCodec + " encoder: " + AvErrorText(rc);
+        error = "cannot open the " + args.videoCodec + " encoder: " + calyx_av::AvErrorText(rc);
         return false;
     }
     output_ = avformat_new_stream(muxer.context(), nullptr);
@@ -99,32 +97,11 @@ bool VideoPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
 }
 
 bool VideoPath::Feed(const AVPacket* packet, std::string& error) {
-    if (done_)
-        return true;
-    int rc = avcodec_send_packet(decoder_.get(), packet);
-    if (rc < 0 && rc != AVERROR_EOF) {
-        if (++badInARow_ > kMaxBadPacketsInARow) {
-            error = "the video does not decode: " + AvErrorText(rc);
-            return false;
-        }
-        return true;
-    }
-    badInARow_ = 0;
-    return Receive(error);
+    return done_ || decoder_.Feed(packet, HandleFrames(), error);
 }
 
-bool VideoPath::Receive(std::string& error) {
-    for (;;) {
-        int rc = avcodec_receive_frame(decoder_.get(), decoded_.get());
-        if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
-            return true;
-        if (rc < 0)
-            return true;  // a broken frame: skipped
-        bool ok = done_ || Decoded(decoded_.get(), error);
-        av_frame_unref(decoded_.get());
-        if (!ok)
-            return false;
-    }
+StreamDecoder::FrameHandler VideoPath::HandleFrames() {
+    return [this](AVFrame* frame, std::string& error) { return done_ || Decoded(frame, error); };
 }
 
 bool VideoPath::Decoded(AVFrame* frame, std::string& error) {
@@ -163,7 +140,7 @@ bool VideoPath::Decoded(AVFrame* frame, std::string& error) {
             return false;
         }
     }
-    FramePtr scaled(av_frame_alloc());
+    calyx_av::FramePtr scaled(av_frame_alloc());
     if (!scaled) {
         error = "out of memory";
         return false;
@@ -176,7 +153,7 @@ bool VideoPath::Decoded(AVFrame* frame, std::string& error) {
         rc = sws_scale(scaler_.get(), frame->data, frame->linesize, 0, frame->height, scaled->data,
                        scaled->linesize);
     if (rc < 0) {
-        error = "cannot scale the picture: " + AvErrorText(rc);
+        error = "cannot scale the picture: " + calyx_av::AvErrorText(rc);
         return false;
     }
     scaled->pts = pts;
@@ -185,32 +162,12 @@ bool VideoPath::Decoded(AVFrame* frame, std::string& error) {
 }
 
 bool VideoPath::Encode(AVFrame* frame, std::string& error) {
-    int rc = avcodec_send_frame(encoder_.get(), frame);
-    if (rc < 0 && rc != AVERROR_EOF) {
-        error = "the video does not encode: " + AvErrorText(rc);
-        return false;
-    }
-    for (;;) {
-        rc = avcodec_receive_packet(encoder_.get(), encoded_.get());
-        if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF)
-            return true;
-        if (rc < 0) {
-            error = "the video does not encode: " + AvErrorText(rc);
-            return false;
-        }
-        encoded_->stream_index = output_->index;
-        av_packet_rescale_ts(encoded_.get(), encoder_->time_base, output_->time_base);
-        if (!muxer_->Write(encoded_.get(), error))
-            return false;
-    }
+    return muxer_->Encode(encoder_.get(), frame, output_, encoded_.get(), "video", error);
 }
 
 bool VideoPath::Finish(std::string& error) {
-    if (!done_) {
-        avcodec_send_packet(decoder_.get(), nullptr);
-        if (!Receive(error))
-            return false;
-    }
+    if (!done_ && !decoder_.Drain(HandleFrames(), error))
+        return false;
     return Encode(nullptr, error);
 }
 

@@ -5,7 +5,8 @@
 
 #include <string>
 
-#include "transcoder/av_types.h"
+#include "av/handles.h"
+#include "transcoder/decoder.h"
 #include "transcoder/encoder_args.h"
 #include "transcoder/muxer.h"
 #include "transcoder/stream_window.h"
@@ -27,7 +28,8 @@ public:
     bool done() const { return done_; }
 
 private:
-    bool Receive(std::string& error);
+    // Hands the decoder's frames to Decoded until the window ends.
+    StreamDecoder::FrameHandler HandleFrames();
     bool Decoded(AVFrame* frame, std::string& error);
     bool Encode(AVFrame* frame, std::string& error);
 
@@ -36,16 +38,14 @@ private:
     Muxer* muxer_ = nullptr;
     StreamWindow window_;
     int64_t startTs_ = 0;  // the window's start in the input's time base
-    CodecPtr decoder_;
-    CodecPtr encoder_;
-    ScalerPtr scaler_;
+    StreamDecoder decoder_;
+    calyx_av::CodecPtr encoder_;
+    calyx_av::ScalerPtr scaler_;
     int scaledFromWidth_ = 0;
     int scaledFromHeight_ = 0;
     int scaledFromFormat_ = -1;
-    FramePtr decoded_;
-    PacketPtr encoded_;
+    calyx_av::PacketPtr encoded_;
     int64_t lastPts_ = AV_NOPTS_VALUE;
-    int badInARow_ = 0;
     bool done_ = false;
 };
 

@@ -1,16 +1,27 @@
 #!/usr/bin/python3
-"""calyx-dms side by side with minidlna, gerbera and rygel: the same generated media tree,
-the same namespaces and the same client load for each, one server at a time, in one run.
+"""calyx-dms side by side with minidlna, gerbera and rygel: the same generated media, the
+same namespaces and the same client load for each, one server at a time, in one run.
 Run by bench/peers/run.sh (which installs the peers, builds calyx-dms and starts the
-PostgreSQL server); prints a table and writes results.json, latency.png and table.md to
-the output folder.
+PostgreSQL server); prints the tables and writes results.json, table.md, scaling.md and
+latency.png to the output folder.
 
-    compare.py OUTPUT_DIR [--quick] [--only NAME,NAME] [--limit SECONDS] [--perf]
+    compare.py OUTPUT_DIR [--quick] [--smoke] [--only NAME,NAME] [--limit SECONDS]
+               [--perf] [--sizes N,N] [--scaling-only NAME,NAME|all] [--no-table]
+               [--no-chart]
 
---quick makes fewer requests; --only runs the named servers alone; --limit (default 1200)
-bounds the wait for a server to list the whole tree (one that does not is measured on
-what it lists by then); --perf records each server's processes with perf during the
-Browse loads into OUTPUT_DIR/perf-NAME.data (`perf report -i` reads it).
+The table: Browse latencies, mixed load, start, memory and streaming on the main tree
+(media_tree.py). The scaling: for each library size of --sizes (default 1000,10000), the
+start and the latency of first and deep pages of one folder and of the Music, Video and
+Photo views, and of a Search by title.
+
+--quick makes fewer requests; --smoke runs a tiny tree and library with a few requests
+(does it run and report, not how fast); --only runs the named servers alone; --limit
+(default 1200) bounds the wait for a server to list the whole tree (one that does not is
+measured on what it lists by then); --perf records each server's processes with perf
+during the Browse loads into OUTPUT_DIR/perf-NAME.data (`perf report -i` reads it);
+--scaling-only names the servers of the scaling (default calyx-dms,minidlna: the slower
+peers take minutes to list each library); --no-table skips the table (the scaling alone),
+--no-chart the chart.
 """
 
 import json
@@ -22,17 +33,24 @@ import sys
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(HERE, "..", "..", "tests", "server"))
+sys.path.insert(0, os.path.join(HERE, "..", "..", "tests", "server", "dms"))
 sys.path.insert(0, HERE)
 from dms_lab import Lab  # noqa: E402
-from media_tree import TREE_ITEMS, make_tree  # noqa: E402
-from report import chart, table  # noqa: E402
+from media_tree import FULL, SMOKE, library_counts, make_library, make_tree, tree_items  # noqa: E402
+from report import chart, scaling_table, table  # noqa: E402
 from servers import PEERS, CalyxDms  # noqa: E402
+from system_figures import CpuMeter, cpu_seconds, peak_kib, pss_kib  # noqa: E402
 
 PROBE = os.path.join(HERE, "probe.py")
+TREE_FOLDERS = ("benchtree", "videos1000", "large")
+SEARCH = 'dc:title contains "0042"'
 
 
-def probe(lab, client, *args, timeout=600):
+def option(name, default):
+    return sys.argv[sys.argv.index(name) + 1] if name in sys.argv else default
+
+
+def probe(client, *args, timeout=600):
     out = subprocess.run(["ip", "netns", "exec", client.ns, "/usr/bin/python3", PROBE,
                           *[str(a) for a in args]], capture_output=True, text=True,
                          timeout=timeout)
@@ -41,36 +59,28 @@ def probe(lab, client, *args, timeout=600):
     return json.loads(out.stdout)
 
 
-def peak_kib(pid):
-    try:
-        for line in open("/proc/%d/status" % pid):
-            if line.startswith("VmHWM:"):
-                return int(line.split()[1])
-    except OSError:
-        pass
-    return 0
-
-
-def until_listed(lab, client, server, started, limit):
-    """Seconds from `started` until a Browse walk lists every item of the tree (None when
-    it did not within `limit`, if the server answers at all)."""
-    location, tree = None, None
+def until_listed(client, server, started, limit, folders, listed):
+    """(seconds from `started` until every folder of `folders` is found and listed(location,
+    {title: id}) is true, or None when that did not happen within `limit`; location;
+    {title: id}). Raises when the server does not answer at all."""
+    location, ids = None, {}
     while time.monotonic() - started < limit:
         if server.process.poll() is not None:
             raise RuntimeError("%s exited with %d" % (server.name, server.process.returncode))
         try:
-            location = location or probe(lab, client, "discover")["location"]
+            location = location or probe(client, "discover")["location"]
             if location:
-                tree = tree or probe(lab, client, "find", location, "benchtree")["id"]
-            if tree and probe(lab, client, "count", location, tree)["items"] >= TREE_ITEMS:
-                return time.monotonic() - started, location
+                for title in folders:
+                    ids[title] = ids.get(title) or probe(client, "find", location, title)["id"]
+            if location and all(ids.values()) and listed(location, ids):
+                return time.monotonic() - started, location, ids
         except RuntimeError as e:
             print("  (%s not ready: %s)" % (server.name, str(e).splitlines()[-1][:120]))
-        time.sleep(2)
+        time.sleep(1)
     if not location:
         raise RuntimeError("%s did not answer within %d s" % (server.name, limit))
-    print("  %s did not list the whole tree within %d s" % (server.name, limit))
-    return None, location
+    print("  %s did not list everything within %d s" % (server.name, limit))
+    return None, location, ids
 
 
 def start_profile(server, out_dir):
@@ -82,73 +92,163 @@ def start_profile(server, out_dir):
                             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
-def stop_profile(perf, out_dir):
+def stop_profile(perf):
     perf.send_signal(signal.SIGINT)
     perf.wait(timeout=60)
 
 
-def measure(lab, client, server, quick, limit, profile_dir=None):
+def measure(client, server, shape, load, limit, profile_dir=None):
+    """The table's figures of one server on the main tree."""
     started = time.monotonic()
     server.start()
-    ready, location = until_listed(lab, client, server, started, limit)
+    server.meter = CpuMeter(server.process.pid, server.name)
+    # Listed: every item of every folder the next figures use (a server that still scans
+    # the videos is not ready to be browsed for them).
+    songs = tree_items(shape) - shape["videos"] - 1
+    wanted = {"benchtree": songs, "videos1000": shape["videos"], "large": 1}
+
+    def listed(location, ids):
+        return all(probe(client, "count", location, ids[t])["items"] >= n
+                   for t, n in wanted.items())
+    ready, location, ids = until_listed(client, server, started, limit, TREE_FOLDERS, listed)
     if ready is not None:
-        print("  %s lists all %d items after %.1f s" % (server.name, TREE_ITEMS, ready))
-    videos = probe(lab, client, "find", location, "videos1000")["id"]
-    if not videos:
-        raise RuntimeError("%s does not list the folder of 1,000 videos" % server.name)
-    large = probe(lab, client, "find", location, "large")["id"]
-    requests = 20 if quick else 100
+        print("  %s lists all %d items after %.1f s" % (server.name, tree_items(shape), ready))
+    if not ids.get("videos1000"):
+        raise RuntimeError("%s does not list the folder of videos" % server.name)
+    videos = ids["videos1000"]
     perf = start_profile(server, profile_dir) if profile_dir else None
-    result = {"ready_s": ready, "limit_s": limit, "latency": {}}
+    result = {"ready_s": ready, "limit_s": limit, "latency": {}, "returned": {},
+              "tree_items": tree_items(shape), "videos": shape["videos"]}
     for page in (100, 1000):
         for clients in (1, 8):
-            got = probe(lab, client, "latency", location, videos, page, clients,
-                        max(1, requests // clients))
+            got = probe(client, "latency", location, videos, page, clients,
+                        max(1, load["requests"] // clients))
             result["latency"]["%d/%d" % (page, clients)] = got["seconds"]
-            result.setdefault("returned", {})["%d/%d" % (page, clients)] = got["returned"]
-    result["mixed_rps"] = probe(lab, client, "mixed", location, videos, 8,
-                                3 if quick else 10)["rps"]
+            result["returned"]["%d/%d" % (page, clients)] = got["returned"]
+    result["mixed_rps"] = probe(client, "mixed", location, videos, 8, load["mixed_s"])["rps"]
     if perf:
-        stop_profile(perf, profile_dir)
+        stop_profile(perf)
     # Read before the stream too: which of the Browse loads and the stream sets the peak.
     result["server_before_stream_kib"] = peak_kib(server.process.pid)
-    got = probe(lab, client, "stream", location, large)
+    # The server's CPU (with the processes it starts, such as a peer's sending children)
+    # and that of its database processes.
+    database = server.pids().get("postgresql", [])
+
+    def cpu():
+        return server.meter.seconds() + cpu_seconds(database)
+    cpu_before = cpu()
+    got = probe(client, "stream", location, ids["large"])
+    time.sleep(0.5)  # a sending child has exited
+    result["stream_cpu_s_per_gb"] = (cpu() - cpu_before) / (got["total_bytes"] / 1e9)
     result["stream_mb_s"] = got["bytes"] / got["seconds"] / 1e6
-    result["memory_kib"] = {role: sum(peak_kib(p) for p in pids)
-                            for role, pids in server.pids().items()}
+    result["server_peak_kib"] = peak_kib(server.process.pid)
+    if database:
+        result["database_pss_kib"] = sum(pss_kib(p) for p in database)
     return result
+
+
+def p50_ms(got):
+    ordered = sorted(got["seconds"])
+    return ordered[len(ordered) // 2] * 1000
+
+
+def measure_scaling(client, server, size, load, limit):
+    """The scaling figures of one server on the library of `size` items."""
+    counts = library_counts(size)
+    started = time.monotonic()
+    server.start()
+
+    def listed(location, ids):
+        return all(probe(client, "total", location, ids[t])["total"] >= n
+                   for t, n in counts.items())
+    ready, location, ids = until_listed(client, server, started, limit, tuple(counts), listed)
+    result = {"ready_s": ready}
+    n = load["scaling_requests"]
+
+    def page(container, total, key):
+        if not container:
+            return
+        result[key + "_first_ms"] = p50_ms(probe(client, "page", location, container, 0, 100, n))
+        deep = probe(client, "page", location, container, int(total * 0.8), 100, n)
+        result[key + "_deep_ms"] = p50_ms(deep)
+        result[key + "_deep_returned"] = min(deep["returned"])
+    page(ids.get("songs"), counts["songs"], "folder")
+    for view, folder in (("music", "songs"), ("video", "videos"), ("photo", "photos")):
+        if view in server.VIEWS:
+            found = probe(client, "path", location, server.VIEWS[view])["id"]
+            page(found, counts[folder], view)
+    try:
+        got = probe(client, "search", location, "0", SEARCH, n)
+        result["search_ms"] = p50_ms(got)
+        result["search_returned"] = min(got["returned"])
+    except RuntimeError as e:
+        print("  %s: no Search (%s)" % (server.name, str(e).splitlines()[-1][:120]))
+    result["server_peak_kib"] = peak_kib(server.process.pid)
+    return result
+
+
+def run_servers(lab, kinds, run_dir, media, out_dir, work):
+    """work(server) for each kind of server started on `media`; {name: figures or
+    {"error": text}}."""
+    results = {}
+    for kind in kinds:
+        server = kind(lab, run_dir, media)
+        print("%s:" % server.name)
+        try:
+            results[server.name] = work(server)
+        except (RuntimeError, subprocess.SubprocessError) as e:
+            print("  FAILED: %s" % e)
+            results[server.name] = {"error": str(e)}
+            shutil.copy(server.log.name, os.path.join(out_dir, "%s-%s.log" % (
+                server.name, os.path.basename(run_dir))))
+        finally:
+            server.stop()
+            if getattr(server, "meter", None):
+                server.meter.close()
+    return results
 
 
 def main():
     out_dir = os.path.abspath(sys.argv[1])
-    quick = "--quick" in sys.argv
-    limit = int(sys.argv[sys.argv.index("--limit") + 1]) if "--limit" in sys.argv else 1200
-    only = sys.argv[sys.argv.index("--only") + 1].split(",") if "--only" in sys.argv else None
+    smoke, quick = "--smoke" in sys.argv, "--quick" in sys.argv
+    limit = int(option("--limit", "1200"))
+    only = option("--only", None)
+    sizes = [int(s) for s in option("--sizes", "20" if smoke else "1000,10000").split(",") if s]
+    load = {"requests": 4 if smoke else 20 if quick else 100,
+            "mixed_s": 1 if smoke else 3 if quick else 10,
+            "scaling_requests": 2 if smoke else 5 if quick else 20}
+    profile_dir = out_dir if "--perf" in sys.argv else None
+    kinds = [k for k in [CalyxDms] + PEERS if not only or k.name in only.split(",")]
+    scaling_only = option("--scaling-only", "calyx-dms,minidlna")
+    scaling_kinds = [k for k in kinds if scaling_only == "all" or k.name in scaling_only.split(",")]
     os.makedirs(out_dir, exist_ok=True)
-    results = {}
+    results = {"table": {}, "scaling": {}}
     with Lab("bench") as lab:
-        lab.make_index()
         client = lab.add_client("02:62:00:00:00:01")
-        media = make_tree(os.path.join(lab.tmp, "media"))
-        for kind in [k for k in [CalyxDms] + PEERS if not only or k.name in only]:
-            server = kind(lab, lab.tmp, media)
-            print("%s:" % server.name)
-            try:
-                results[server.name] = measure(lab, client, server, quick, limit,
-                                               out_dir if "--perf" in sys.argv else None)
-            except (RuntimeError, subprocess.SubprocessError) as e:
-                print("  FAILED: %s" % e)
-                results[server.name] = {"error": str(e)}
-                shutil.copy(server.log.name, os.path.join(out_dir, server.name + ".log"))
-            finally:
-                server.stop()
+        shape = SMOKE if smoke else FULL
+        if "--no-table" not in sys.argv:
+            run_dir = os.path.join(lab.tmp, "table")
+            media = make_tree(os.path.join(lab.tmp, "media"), shape)
+            results["table"] = run_servers(
+                lab, kinds, run_dir, media, out_dir,
+                lambda server: measure(client, server, shape, load, limit, profile_dir))
+        for size in sizes:
+            print("library of %d items" % size)
+            run_dir = os.path.join(lab.tmp, "size-%d" % size)
+            media = make_library(os.path.join(lab.tmp, "libraries"), size)
+            results["scaling"][str(size)] = run_servers(
+                lab, scaling_kinds, run_dir, media, out_dir,
+                lambda server: measure_scaling(client, server, size, load, limit))
+            shutil.rmtree(media)
     with open(os.path.join(out_dir, "results.json"), "w") as f:
         json.dump(results, f)
-    text = table(results)
-    print(text)
-    with open(os.path.join(out_dir, "table.md"), "w") as f:
-        f.write(text)
-    chart(results, os.path.join(out_dir, "latency.png"))
+    for name, text in (("table.md", table(results["table"])),
+                       ("scaling.md", scaling_table(results["scaling"]))):
+        print(text)
+        with open(os.path.join(out_dir, name), "w") as f:
+            f.write(text)
+    if results["table"] and "--no-chart" not in sys.argv:
+        chart(results["table"], os.path.join(out_dir, "latency.png"))
 
 
 if __name__ == "__main__":

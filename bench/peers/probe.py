@@ -4,10 +4,14 @@ UPnP (SSDP, SOAP Browse, HTTP GET), so it measures every server the same way.
 
     probe.py discover                         -> {"location": url}
     probe.py find LOCATION TITLE              -> {"id": container id or null}
+    probe.py path LOCATION TITLE/TITLE...     -> {"id": container id or null}
+    probe.py total LOCATION ID                -> {"total": n}  (TotalMatches of its children)
     probe.py count LOCATION ID                -> {"items": n}  (recursive)
-    probe.py latency LOCATION ID PAGE CLIENTS REQUESTS   -> {"seconds": [...]}
+    probe.py latency LOCATION ID PAGE CLIENTS REQUESTS   -> {"seconds": [...], "returned": [...]}
+    probe.py page LOCATION ID START COUNT REQUESTS       -> {"seconds": [...], "returned": [...]}
+    probe.py search LOCATION ID CRITERIA REQUESTS        -> {"seconds": [...], "returned": [...]}
     probe.py mixed LOCATION ID CLIENTS SECONDS           -> {"requests": n, "rps": r}
-    probe.py stream LOCATION ID               -> {"bytes": n, "seconds": s}
+    probe.py stream LOCATION ID               -> {"bytes": n, "seconds": s, "total_bytes": n}
 Each prints one JSON line.
 """
 
@@ -58,21 +62,43 @@ def control_url(location):
     raise RuntimeError("no ContentDirectory at " + location)
 
 
-def browse(url, object_id, flag="BrowseDirectChildren", start=0, count=0):
-    """(DIDL root, TotalMatches) of one Browse."""
+def xml_text(text):
+    return text.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
+
+
+def action(url, name, arguments):
+    """(DIDL root, TotalMatches) of one ContentDirectory action answering a Result."""
     body = ('<?xml version="1.0" encoding="utf-8"?><s:Envelope '
             'xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
             's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
-            '<u:Browse xmlns:u="%s"><ObjectID>%s</ObjectID><BrowseFlag>%s</BrowseFlag>'
-            '<Filter>*</Filter><StartingIndex>%d</StartingIndex>'
-            '<RequestedCount>%d</RequestedCount><SortCriteria></SortCriteria></u:Browse>'
-            '</s:Body></s:Envelope>' % (SERVICE_TYPE[0], object_id, flag, start, count)).encode()
+            '<u:%s xmlns:u="%s">%s</u:%s></s:Body></s:Envelope>' % (
+                name, SERVICE_TYPE[0],
+                "".join("<%s>%s</%s>" % (k, xml_text(str(v)), k) for k, v in arguments),
+                name)).encode()
     request = urllib.request.Request(url, data=body, headers={
-        "SOAPAction": '"%s#Browse"' % SERVICE_TYPE[0],
+        "SOAPAction": '"%s#%s"' % (SERVICE_TYPE[0], name),
         "Content-Type": 'text/xml; charset="utf-8"'})
     envelope = ET.fromstring(urllib.request.urlopen(request, timeout=60).read())
     fields = {el.tag.split("}")[-1]: el.text for el in envelope.iter() if len(el) == 0}
     return ET.fromstring(fields["Result"]), int(fields.get("TotalMatches") or 0)
+
+
+def browse(url, object_id, flag="BrowseDirectChildren", start=0, count=0):
+    """(DIDL root, TotalMatches) of one Browse."""
+    return action(url, "Browse", [("ObjectID", object_id), ("BrowseFlag", flag),
+                                  ("Filter", "*"), ("StartingIndex", start),
+                                  ("RequestedCount", count), ("SortCriteria", "")])
+
+
+def search(url, object_id, criteria, count):
+    """(DIDL root, TotalMatches) of one Search."""
+    return action(url, "Search", [("ContainerID", object_id), ("SearchCriteria", criteria),
+                                  ("Filter", "*"), ("StartingIndex", 0),
+                                  ("RequestedCount", count), ("SortCriteria", "")])
+
+
+def objects(didl):
+    return [el for el in didl if el.tag in (DIDL + "item", DIDL + "container")]
 
 
 def children(url, object_id, page=500):
@@ -88,13 +114,15 @@ def children(url, object_id, page=500):
 
 
 def find(location, title):
-    """Breadth-first search for a container titled `title`, folders first."""
+    """Breadth-first search for a container titled `title`, folders first. Only the first
+    page of each container is looked at: the media tree's folders hold few folders each,
+    while a server's views (all songs, all videos) may hold the whole library."""
     url = control_url(location)
     queue, seen = ["0"], 0
     while queue and seen < 400:
         object_id = queue.pop(0)
         seen += 1
-        for el in children(url, object_id, page=200)[:200]:
+        for el in objects(browse(url, object_id, count=200)[0]):
             if el.tag != DIDL + "container":
                 continue
             name = el.findtext(DC + "title") or ""
@@ -105,6 +133,29 @@ def find(location, title):
                                                         "media", "tmp"))
             (queue.insert(0, el.get("id")) if folderish else queue.append(el.get("id")))
     return {"id": None}
+
+
+def path(location, choices):
+    """The container reached from the root through containers titled as one of `choices`
+    says (alternatives joined by "|", each a list of titles joined by "/"; the first that
+    leads somewhere counts), each among the first 200 children of the one before."""
+    url = control_url(location)
+    for titles in choices.split("|"):
+        object_id = "0"
+        for title in titles.split("/"):
+            found = [el.get("id") for el in objects(browse(url, object_id, count=200)[0])
+                     if el.tag == DIDL + "container" and el.findtext(DC + "title") == title]
+            if not found:
+                break
+            object_id = found[0]
+        else:
+            return {"id": object_id}
+    return {"id": None}
+
+
+def total(location, object_id):
+    """TotalMatches of a container's children (one Browse of one child)."""
+    return {"total": browse(control_url(location), object_id, count=1)[1]}
 
 
 def count(location, object_id):
@@ -138,10 +189,32 @@ def latency(location, object_id, page, clients, requests):
             didl, _total = browse(url, object_id, count=page)
             with lock:
                 seconds.append(time.monotonic() - start)
-                returned.add(len(didl))
+                returned.add(len(objects(didl)))
     in_threads(clients, work)
     # How many objects the answers held: a server may return fewer than asked for.
     return {"seconds": seconds, "returned": sorted(returned)}
+
+
+def timed(requests, ask):
+    """`requests` calls of ask() one after the other: their seconds and the distinct
+    object counts of their answers."""
+    seconds, returned = [], set()
+    for _ in range(requests):
+        start = time.monotonic()
+        didl, _total = ask()
+        seconds.append(time.monotonic() - start)
+        returned.add(len(objects(didl)))
+    return {"seconds": seconds, "returned": sorted(returned)}
+
+
+def page(location, object_id, start, count_, requests):
+    url = control_url(location)
+    return timed(requests, lambda: browse(url, object_id, start=start, count=count_))
+
+
+def search_load(location, object_id, criteria, requests):
+    url = control_url(location)
+    return timed(requests, lambda: search(url, object_id, criteria, 100))
 
 
 def mixed(location, object_id, clients, seconds):
@@ -179,7 +252,7 @@ def stream(location, object_id):
                 size += len(chunk)
         elapsed = time.monotonic() - start
         best = min(best or elapsed, elapsed)
-    return {"bytes": size, "seconds": best}
+    return {"bytes": size, "seconds": best, "total_bytes": 3 * size}
 
 
 def main():
@@ -188,6 +261,14 @@ def main():
         result = discover()
     elif command == "find":
         result = find(*args)
+    elif command == "total":
+        result = total(*args)
+    elif command == "path":
+        result = path(*args)
+    elif command == "page":
+        result = page(args[0], args[1], int(args[2]), int(args[3]), int(args[4]))
+    elif command == "search":
+        result = search_load(args[0], args[1], args[2], int(args[3]))
     elif command == "count":
         result = count(*args)
     elif command == "latency":

@@ -1,12 +1,15 @@
-"""The comparison's table (each server's figures and calyx-dms's ratio to the best peer)
-and its chart of the Browse latency distributions (gnuplot, PNG)."""
+"""The comparison's tables (each server's figures and calyx-dms's ratio to the best peer;
+the scaling by library size) and its chart of the Browse latency distributions
+(gnuplot, PNG)."""
 
 import os
+import shutil
 import subprocess
 import tempfile
 
 CASES = ["100/1", "100/8", "1000/1", "1000/8"]
-ANSWER = "objects in the answer to a Browse of 1000"
+ANSWER = "fewest objects in an answer to a Browse of 1000"
+MIB = 1024
 
 
 def percentile(values, fraction):
@@ -17,28 +20,28 @@ def percentile(values, fraction):
 def figures(result):
     """(label, value, True when higher is better) of one server's result."""
     rows = []
+    videos = result["videos"]
     for case in CASES:
         page, clients = case.split("/")
         seconds = result["latency"][case]
         for name, fraction in (("p50", 0.5), ("p99", 0.99)):
-            rows.append(("Browse %s of %s, %s client(s), %s ms" % (page, "1000", clients, name),
+            rows.append(("Browse %s of %d, %s client(s), %s ms" % (page, videos, clients, name),
                          percentile(seconds, fraction) * 1000, False))
-    if "returned" in result:
-        # A server that answers fewer objects than asked for does less work per request.
-        rows.append((ANSWER, max(result["returned"]["1000/1"]), True))
-    memory = result["memory_kib"]
+    # A server that answers fewer objects than asked for does less work per request: the
+    # shortest of its answers counts.
+    rows.append((ANSWER, min(result["returned"]["1000/1"] + result["returned"]["1000/8"]),
+                 True))
     rows += [("mixed load, 8 clients, requests/s", result["mixed_rps"], True),
-             ("start on empty database until all 10,000 listed, s",
+             ("start on an empty index until all %d items are listed, s" % result["tree_items"],
               result["ready_s"] if result["ready_s"] is not None else float("inf"), False),
              ("peak RSS of the server before streaming, MiB",
-              result.get("server_before_stream_kib", 0) / 1024, False),
-             ("peak RSS of the server, MiB", memory["server"] / 1024, False)]
-    if "postgresql" in memory:
-        rows += [("peak RSS of PostgreSQL (sum of its processes), MiB",
-                  memory["postgresql"] / 1024, False),
-                 ("peak RSS, server plus database, MiB",
-                  (memory["server"] + memory["postgresql"]) / 1024, False)]
-    rows.append(("streaming one large file, MB/s", result["stream_mb_s"], True))
+              result["server_before_stream_kib"] / MIB, False),
+             ("peak RSS of the server, MiB", result["server_peak_kib"] / MIB, False)]
+    if "database_pss_kib" in result:
+        rows.append(("PostgreSQL after the loads, PSS of all its processes, MiB",
+                     result["database_pss_kib"] / MIB, False))
+    rows += [("streaming one large file, MB/s", result["stream_mb_s"], True),
+             ("CPU seconds per GB streamed", result["stream_cpu_s_per_gb"], False)]
     return rows
 
 
@@ -47,6 +50,8 @@ def cell(value):
 
 
 def table(results):
+    if not results:
+        return ""
     names = [n for n in results if "error" not in results[n]]
     peers = [n for n in names if n != "calyx-dms"]
     ours = {label: (value, higher) for label, value, higher in figures(results["calyx-dms"])} \
@@ -63,15 +68,49 @@ def table(results):
                 theirs[n].get(ANSWER, 0) >= ours.get(ANSWER, (0, True))[0]]
         known = [theirs[n][label] for n in full
                  if label in theirs[n] and theirs[n][label] != float("inf")]
-        if not known and "server plus database" in label:
-            # The peers have no database server: compare with their server alone.
-            known = [theirs[n]["peak RSS of the server, MiB"] for n in peers]
         best = (max(known) if higher else min(known)) if known else None
         ratio = "%.2f" % (value / best) if best else "-"
         lines.append("| %s | %s | %s |" % (label, " | ".join(cells), ratio))
     for n, result in results.items():
         if "error" in result:
             lines.append("\n%s: no figures (%s)" % (n, result["error"].splitlines()[0]))
+    return "\n".join(lines) + "\n"
+
+
+SCALING = [("listed after, s", "ready_s"),
+           ("folder, first page ms", "folder_first_ms"),
+           ("folder, page at 80% ms", "folder_deep_ms"),
+           ("Music view, first page ms", "music_first_ms"),
+           ("Music view, page at 80% ms", "music_deep_ms"),
+           ("Video view, page at 80% ms", "video_deep_ms"),
+           ("Photo view, page at 80% ms", "photo_deep_ms"),
+           ("Search title contains, ms", "search_ms"),
+           ("Search, objects answered", "search_returned"),
+           ("peak RSS of the server, MiB", "server_peak_kib")]
+
+
+def scaling_table(scaling):
+    """One row per library size and server: its start and p50 page and Search times."""
+    if not scaling:
+        return ""
+    lines = ["| items | server | " + " | ".join(label for label, _ in SCALING) + " |",
+             "|---" * (len(SCALING) + 2) + "|"]
+    for size, results in scaling.items():
+        for name, result in results.items():
+            if "error" in result:
+                lines.append("| %s | %s | %s |" % (size, name, "failed: " +
+                                                     result["error"].splitlines()[0][:80]))
+                continue
+            cells = []
+            for _, key in SCALING:
+                value = result.get(key)
+                if value is None:
+                    cells.append("-")
+                elif key.endswith("_kib"):
+                    cells.append(cell(value / MIB))
+                else:
+                    cells.append(cell(value))
+            lines.append("| %s | %s | %s |" % (size, name, " | ".join(cells)))
     return "\n".join(lines) + "\n"
 
 
@@ -95,4 +134,7 @@ def chart(results, png):
         script = ("set terminal png size 1200,900\nset output '%s'\nset multiplot layout 2,2\n"
                   "set logscale x\nset xlabel 'latency, ms'\nset ylabel 'fraction of requests'\n"
                   "set key bottom right\n%s\nunset multiplot\n" % (png, "\n".join(plots)))
+        if not shutil.which("gnuplot"):
+            print("(no chart: gnuplot is not installed)")
+            return
         subprocess.run(["gnuplot"], input=script, text=True, check=True)

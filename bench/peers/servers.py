@@ -9,9 +9,12 @@ PEER_PORT = 50200  # gerbera takes ports of 49152 and up only; all peers use thi
 
 
 class Server:
-    """A started server: its process (the server itself: `ip netns exec` execs it)."""
+    """A started server: its process (the server itself: `ip netns exec` execs it).
+    VIEWS: the title paths (probe.py path) of its containers of all songs, all videos and
+    all photos."""
 
     name = ""
+    VIEWS = {}
 
     def __init__(self, lab, run_dir, media):
         self.lab, self.media = lab, media
@@ -40,6 +43,8 @@ class Server:
 
 class Minidlna(Server):
     name = "minidlna"
+    VIEWS = {"music": "Music/All Music", "video": "Video/All Video",
+             "photo": "Pictures/All Pictures"}
 
     def start(self):
         conf = os.path.join(self.dir, "minidlna.conf")
@@ -54,6 +59,8 @@ class Minidlna(Server):
 
 class Gerbera(Server):
     name = "gerbera"
+    VIEWS = {"music": "Audio/All Audio", "video": "Video/All Video",
+             "photo": "Photos/All Photos"}
 
     def start(self):
         self.spawn(["/usr/bin/gerbera", "-m", self.dir, "-f", "gerbera", "-e", "br0", "-p",
@@ -63,6 +70,8 @@ class Gerbera(Server):
 
 class Rygel(Server):
     name = "rygel"
+    VIEWS = {"music": "bench-rygel/Music/All|Music/All", "video": "bench-rygel/Videos|Videos",
+             "photo": "bench-rygel/Pictures/All|Pictures/All"}
 
     def start(self):
         config = os.path.join(self.dir, "config")
@@ -85,11 +94,16 @@ class Rygel(Server):
 
 
 class CalyxDms(Server):
-    """calyx-dms on the lab's index: `calyx index` of the media first (counted in its
-    start time), then the server."""
+    """calyx-dms on the lab's index, emptied first: `calyx index` of the media (counted in
+    its start time), then the server."""
     name = "calyx-dms"
+    VIEWS = {"music": "Music/All Music|Music", "video": "Video/All Videos|Video",
+             "photo": "Photo/All Photos|Photo"}
 
     def start(self):
+        self.lab.psql("DROP SCHEMA IF EXISTS %s CASCADE" % self.lab.schema)
+        self.lab.schema_made = False
+        self.lab.make_index()
         env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.lab.schema)
         subprocess.run([self.lab.tool, "index", "-q", self.media], env=env, check=True,
                        stdout=self.log, stderr=subprocess.STDOUT)

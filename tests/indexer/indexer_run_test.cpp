@@ -114,7 +114,7 @@ TEST_F(Runs, SchemaIsAppliedToAnEmptyDatabaseSchema) {
     Exec("DROP FUNCTION calyx_index_changed");
     EXPECT_EQ(Index({MediaFile("photo")}).added, 2u);
     EXPECT_EQ(Count("photo"), 2);
-    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "3");
+    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "5");
     EXPECT_NE(ExecParams("SELECT system_update_id FROM index_update", {}), "0");
 }
 

@@ -20,20 +20,22 @@ declare -A may_use=(
     [client]="dmsutils platform"
     [db]="dmsutils platform"
     [host]="dmsutils platform"
-    # The programs see the library's public headers only, and the parts named here.
-    [tool]="indexer"
-    [indexer]=""
-    [transcoder]=""
+    # The programs see the library's public headers only, and the parts named here. "av"
+    # (libav handles) lies below the indexer and the transcoder, and comes with them.
+    [av]=""
+    [tool]="indexer av"
+    [indexer]="av"
+    [transcoder]="av"
     [clients]="common"
-    [store]="indexer"
-    [content]="clients common store indexer"
-    [transcode]="content clients common store indexer transcoder"
-    [upnp]="transcode content clients common store indexer transcoder"
-    [http]="content clients common store indexer"
+    [store]="indexer av"
+    [content]="clients common store indexer av"
+    [transcode]="content clients common store indexer transcoder av"
+    [upnp]="transcode content clients common store indexer transcoder av"
+    [http]="content clients common store indexer av"
     [admin]="clients common"
-    [indexing]="store indexer"
+    [indexing]="store indexer av"
     [watch]=""
-    [dms]="admin clients common content http upnp transcode watch store indexing indexer transcoder"  # the root
+    [dms]="admin clients common content http upnp transcode watch store indexing indexer transcoder av"  # the root
 )
 # One internal header of each folder that has them, under its source folder.
 probes=(src/platform/file_ops.h src/dmsutils/int_arith.h src/client/client_list_state.h
@@ -42,7 +44,7 @@ probes=(src/platform/file_ops.h src/dmsutils/int_arith.h src/client/client_list_
     server/dms/content/catalog.h server/dms/upnp/didl.h server/dms/http/byte_range.h
     server/dms/admin/admin_page.h server/dms/watch/change_settler.h transcoder/frame_fit.h
     server/dms/transcode/time_seek.h server/dms/store/index_connection.h
-    server/dms/indexing/media_folders.h)
+    server/dms/indexing/media_folders.h av/handles.h)
 
 failures=0
 checked=0
@@ -58,6 +60,7 @@ for pair in "$@"; do
     built[${pair#*=}]=yes
 done
 [[ -n ${built[clients]+set} ]] && built[common]=yes
+[[ -n ${built[indexer]+set} || -n ${built[transcoder]+set} ]] && built[av]=yes
 
 for pair in "$@"; do
     target=${pair%%=*} folder=${pair#*=}
@@ -97,7 +100,7 @@ done
 # A relative include would step around the scopes; so would a part's header included by
 # its bare name from a file beside it, which the compiler finds without any scope.
 if relative=$(grep -rnE '#[[:space:]]*include[[:space:]]*"\.\./' "$source_dir/src" \
-    "$source_dir/indexer" "$source_dir/server"); then
+    "$source_dir/indexer" "$source_dir/transcoder" "$source_dir/av" "$source_dir/server"); then
     fail "relative includes:"
     echo "$relative"
 fi

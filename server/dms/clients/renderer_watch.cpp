@@ -17,9 +17,12 @@ namespace calyx_dms {
 
 namespace {
 
-// Renderers, and the Xbox 360, which announces itself as a media center extender.
-const char* const kWatchedTypes[] = {"urn:schemas-upnp-org:device:MediaRenderer:1",
-                                     "urn:schemas-microsoft-com:device:MediaCenterExtender:1"};
+// Renderers, and the Xbox 360, which announces itself as a media center extender: the device
+// types without their version. The browsers search for version 1, which devices of later
+// versions answer too; but a device announces its own version (current Android televisions
+// announce a renderer of version 3), so any version counts.
+const char* const kWatchedTypes[] = {"urn:schemas-upnp-org:device:MediaRenderer:",
+                                     "urn:schemas-microsoft-com:device:MediaCenterExtender:"};
 // GSSDP's message kinds (its "message-received" signal): a search answer, an announcement.
 const int kSearchAnswer = 1;
 const int kAnnouncement = 2;
@@ -47,6 +50,23 @@ void MessageReceived(GSSDPClient*, const char* from, guint, int type, SoupMessag
 
 }  // namespace
 
+bool IsWatchedDeviceType(const char* target) {
+    if (!target)
+        return false;
+    for (const char* type : kWatchedTypes) {
+        const size_t stem = strlen(type);
+        if (strncmp(target, type, stem) != 0)
+            continue;
+        const char* version = target + stem;
+        bool digits = *version >= '1' && *version <= '9';
+        for (const char* c = version; digits && *c; ++c)
+            digits = *c >= '0' && *c <= '9';
+        if (digits && strlen(version) <= 3)
+            return true;
+    }
+    return false;
+}
+
 bool LocationOfSender(const std::string& location, const std::string& sender) {
     GUri* uri = g_uri_parse(location.c_str(), G_URI_FLAGS_NONE, nullptr);
     if (!uri)
@@ -61,7 +81,7 @@ RendererWatch::RendererWatch(GUPnPContext* context, Calyx::DMSClientList& list, 
     : client_(GSSDP_CLIENT(context)), list_(list), cap_(cap) {
     handler_ = g_signal_connect(client_, "message-received", G_CALLBACK(MessageReceived), this);
     for (const char* type : kWatchedTypes) {
-        browsers_.push_back(gssdp_resource_browser_new(client_, type));
+        browsers_.push_back(gssdp_resource_browser_new(client_, (std::string(type) + "1").c_str()));
         gssdp_resource_browser_set_active(browsers_.back(), TRUE);
     }
 }
@@ -78,10 +98,7 @@ void RendererWatch::OnMessage(const char* from, int type, SoupMessageHeaders* he
     const char* target = soup_message_headers_get_one(headers, type == kAnnouncement ? "NT" : "ST");
     const char* nts = soup_message_headers_get_one(headers, "NTS");
     const char* location = soup_message_headers_get_one(headers, "Location");
-    bool watched = false;
-    for (const char* type : kWatchedTypes)
-        watched = watched || (target && strcmp(target, type) == 0);
-    if (!watched || !location ||
+    if (!IsWatchedDeviceType(target) || !location ||
         (type == kAnnouncement && (!nts || strcmp(nts, "ssdp:alive") != 0)))
         return;
     const std::string sender = from;

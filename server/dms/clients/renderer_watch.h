@@ -24,6 +24,10 @@ class ClientCap;
 // Seconds between two fetches of descriptions announced by one sender.
 constexpr unsigned kRendererFetchSeconds = 30;
 
+// Whether an SSDP target names a watched device type (a media renderer or a media center
+// extender) of any version: "urn:schemas-upnp-org:device:MediaRenderer:3" is one.
+bool IsWatchedDeviceType(const char* target);
+
 // Whether an announcement from `sender` may name `location`: an http URL whose host is
 // the sender's own address.
 bool LocationOfSender(const std::string& location, const std::string& sender);

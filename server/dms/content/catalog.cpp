@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "calyx/core.h"
 #include "calyx/platform.h"
 
 namespace calyx_dms {
@@ -171,6 +172,29 @@ long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condi
     return count;
 }
 
+namespace {
+
+// The key of a mark: the listing and the position in it.
+std::string MarkKey(const Listing& listing, long long position) {
+    return std::string(1, TableLetter(listing.table)) + "|" + listing.condition + "|" +
+           std::to_string(position);
+}
+
+// A condition that holds for the rows of one page of `listing` alone (picked by ids; an
+// array, so that the rows are then fetched by their primary key, not by a join that reads
+// the whole listing again).
+std::string PageKeys(const Listing& listing, const std::string& orderBy, long long first,
+                     long long wanted) {
+    std::string sql = std::string("id = ANY(ARRAY(SELECT id FROM ") + SqlTableOf(listing.table) +
+                      " WHERE " + kShownRows;
+    if (!listing.condition.empty())
+        sql += " AND (" + listing.condition + ")";
+    return sql + " ORDER BY " + orderBy + " LIMIT " + std::to_string(wanted) + " OFFSET " +
+           std::to_string(first) + "))";
+}
+
+}  // namespace
+
 long long Catalog::Page(const std::vector<Listing>& listings, const std::string& orderBy,
                         long long offset, long long limit,
                         const std::function<void(const Entry&)>& row, long long& total) {
@@ -199,21 +223,59 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
         DBConnect* conn = Conn();
         if (conn == nullptr)
             return -1;
-        Calyx::MediaDB db(listing.table, conn);
-        db.AddCondition(kShownRows);
-        db.AddCondition(listing.condition);
-        if (db.Select(ItemColumns(listing.table), orderBy, static_cast<int>(first),
-                      static_cast<int>(wanted), "") < 0)
+        auto db = std::make_unique<Calyx::MediaDB>(listing.table, conn);
+        const int rows = SelectPage(db, listing, orderBy, first, wanted);
+        if (rows < 0)
             return -1;
         entry->table = listing.table;
-        while (db.NextRow()) {
-            if (!FetchEntry(db, *entry))
+        PageMark last;
+        while (db->NextRow()) {
+            last.title = db->FetchField("title");
+            last.id = strtoll(db->FetchField("id").c_str(), nullptr, 10);
+            if (!FetchEntry(*db, *entry))
                 continue;
             row(*entry);
             ++handed;
         }
+        // Where the next page of an in-order walk starts. An empty title may be an SQL
+        // NULL, which no mark can stand for.
+        const long long stamp = SystemUpdateId();
+        if (orderBy == kTitleOrder && rows == wanted && !last.title.empty() && stamp >= 0)
+            stamps_->StoreMark(stamp, MarkKey(listing, first + wanted), last);
     }
     return handed;
+}
+
+int Catalog::SelectPage(std::unique_ptr<Calyx::MediaDB>& db, const Listing& listing,
+                        const std::string& orderBy, long long first, long long wanted) {
+    // A page that starts where an earlier one ended continues from that row (the title
+    // index finds it at once, where an offset walks every row before it). Rows without a
+    // title sort last and are not found that way: a page that comes out short is asked
+    // for again by its offset.
+    const long long stamp = SystemUpdateId();
+    PageMark mark;
+    if (first > 0 && orderBy == kTitleOrder && stamp >= 0 &&
+        stamps_->FindMark(stamp, MarkKey(listing, first), mark)) {
+        db->AddCondition(kShownRows);
+        db->AddCondition(listing.condition);
+        db->AddCondition("(title COLLATE calyx_title, id) > (E'" +
+                         Calyx::SQLEscapeCondition(mark.title) + "' COLLATE calyx_title, " +
+                         std::to_string(mark.id) + ")");
+        const int rows =
+            db->Select(ItemColumns(listing.table), orderBy, 0, static_cast<int>(wanted), "");
+        if (rows < 0 || rows == wanted)
+            return rows;
+        db = std::make_unique<Calyx::MediaDB>(listing.table, Conn());
+    }
+    db->AddCondition(kShownRows);
+    db->AddCondition(listing.condition);
+    // The page's rows are picked by a narrow statement first: rows skipped by an offset
+    // are then neither read whole nor given their extras (subselects per row).
+    const bool narrowed = first > 0 && !orderBy.empty();
+    if (narrowed)
+        db->AddCondition(PageKeys(listing, orderBy, first, wanted));
+    return db->Select(ItemColumns(listing.table), orderBy, narrowed ? 0 : static_cast<int>(first),
+                      static_cast<int>(wanted), "");
 }
 
 int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
@@ -322,6 +384,28 @@ void StampCache::StoreCount(long long stamp, const std::string& key, long long c
     counts_[key] = count;
 }
 
+bool StampCache::FindMark(long long stamp, const std::string& key, PageMark& mark) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stamp != markStamp_)
+        return false;
+    auto found = marks_.find(key);
+    if (found == marks_.end())
+        return false;
+    mark = found->second;
+    return true;
+}
+
+void StampCache::StoreMark(long long stamp, const std::string& key, const PageMark& mark) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stamp != markStamp_) {
+        marks_.clear();
+        markStamp_ = stamp;
+    }
+    if (marks_.size() >= kMaxMarks)
+        marks_.clear();
+    marks_[key] = mark;
+}
+
 long long Catalog::SystemUpdateId() {
     long long recent = stamps_->Recent(std::chrono::seconds(kStampSeconds));
     if (recent >= 0)
@@ -379,7 +463,7 @@ long long Catalog::ContainerUpdateId(const std::string& container) {
         return id;
     // Container names are object ids the server made: letters and digits only.
     id = QueryNumber(Conn(), "SELECT update_id AS value FROM container_update WHERE container = '" +
-                                container + "'");
+                                 container + "'");
     if (id >= 0 && stamp >= 0)
         stamps_->StoreCount(stamp, key, id);
     return id;

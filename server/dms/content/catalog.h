@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <unordered_map>
@@ -36,6 +37,8 @@ bool TableOfLetter(char letter, Calyx::MEDIA_TABLE_TYPE& table);
 
 // Condition of every read: hidden rows belong to a media folder that is gone for now.
 inline constexpr char kShownRows[] = "NOT hidden";
+// The order of a listing by title (the default order, and that of "+dc:title").
+inline constexpr char kTitleOrder[] = "title COLLATE calyx_title ASC, id ASC";
 
 // One source of children: the rows of `table` that pass `condition` (SQL, may be ""), or
 // with `subtitles` the subtitle files of videos that pass it.
@@ -70,6 +73,12 @@ struct Entry {
 // columns beyond the record and the row's extras; false when the row cannot be read.
 bool FetchEntry(Calyx::MediaDB& db, Entry& entry);
 
+// A position in a listing ordered by title: the title and id of the row before it.
+struct PageMark {
+    std::string title;
+    long long id = 0;
+};
+
 // The last SystemUpdateID read, and the row counts and container update ids seen since,
 // shared by the catalogs of every connection: the update id is read at most once per
 // period whatever the number of connections, and a page needs one statement instead of
@@ -83,6 +92,11 @@ public:
     // The count kept for `key` while `stamp` is the current stamp, or -1.
     long long FindCount(long long stamp, const std::string& key);
     void StoreCount(long long stamp, const std::string& key, long long count);
+    // Where a listing's page ended: the title and id of the row before `key`'s position,
+    // kept while the index keeps the update id `stamp` (a client walking a container in
+    // order asks next for the page that starts there). False when none is kept.
+    bool FindMark(long long stamp, const std::string& key, PageMark& mark);
+    void StoreMark(long long stamp, const std::string& key, const PageMark& mark);
 
 private:
     // Search conditions make keys without end: past this many the counts start afresh.
@@ -91,6 +105,11 @@ private:
     long long stamp_ = -1;
     std::chrono::steady_clock::time_point at_;
     std::unordered_map<std::string, long long> counts_;
+    // Kept across re-reads of an unchanged stamp (unlike the counts): a mark only says
+    // where to continue in the listing's order, which stays right while nothing changes.
+    static constexpr size_t kMaxMarks = 4096;
+    long long markStamp_ = -1;
+    std::unordered_map<std::string, PageMark> marks_;
 };
 
 class Catalog {
@@ -145,6 +164,10 @@ public:
 private:
     static constexpr int kStampSeconds = 1;
     long long CountSubtitles(const std::string& condition);
+    // Runs the statement of the page of `listing` from `first`, at most `wanted` rows, in
+    // `db` (replaced when a first attempt from a mark came out short); its row count or -1.
+    int SelectPage(std::unique_ptr<Calyx::MediaDB>& db, const Listing& listing,
+                   const std::string& orderBy, long long first, long long wanted);
     // The subtitle rows that pass `condition`, `offset` on, at most `limit` (0: all), each
     // handed to `row`; the number handed, or -1.
     long long SubtitleRows(const std::string& condition, long long offset, long long limit,

@@ -41,12 +41,19 @@ long long Catalog::MergedPage(const std::vector<Listing>& listings, const std::s
                               long long offset, long long limit,
                               const std::function<void(const Entry&)>& row, long long& total) {
     total = 0;
+    std::vector<Listing> filled;  // the listings that hold rows
     for (const Listing& listing : listings) {
         const long long count = Count(listing.table, listing.condition);
         if (count < 0)
             return -1;
         total += count;
+        if (count > 0)
+            filled.push_back(listing);
     }
+    // Rows of one table alone (a folder of songs): that table's own ordered index pages
+    // them, where ordering the tables together would sort every row.
+    if (filled.size() == 1)
+        return Page(filled, orderBy, offset, limit, row, total);
     const long long wanted = std::min(limit, total - offset);
     if (listings.empty() || wanted <= 0)
         return 0;

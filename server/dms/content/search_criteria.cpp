@@ -1,5 +1,6 @@
 #include "content/search_criteria.h"
 
+#include "content/catalog.h"
 #include "content/media_facts.h"
 
 #include <vector>
@@ -191,7 +192,7 @@ bool SortToSql(const std::string& sortCriteria, std::string& orderBy) {
             return false;
         orderBy += std::string(column) + (descending ? " DESC, " : " ASC, ");
     }
-    orderBy += orderBy.empty() ? "title COLLATE calyx_title ASC, id ASC" : "id ASC";
+    orderBy += orderBy.empty() ? kTitleOrder : "id ASC";
     return true;
 }
 

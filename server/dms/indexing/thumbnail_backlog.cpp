@@ -80,6 +80,8 @@ void ThumbnailBacklog::StartWorker() {
     }
     fd_ = fds[0];
     said_.clear();
+    Log(Calyx::DMSLOG_INFO, "making the thumbnails of " + std::to_string(batch.size()) +
+                                " items in the background (worker " + std::to_string(pid_) + ")");
     g_unix_set_fd_nonblocking(fd_, TRUE, nullptr);
     source_ = g_unix_fd_add(
         fd_, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR),

@@ -104,6 +104,9 @@ def make_media(root):
         p[folder + "_video"] = os.path.join(root, folder, "film.mp4")
         ff("-f", "lavfi", "-i", "testsrc=size=320x240:rate=10", "-t", "1", "-c:v", "libx264",
            "-preset", "ultrafast", "-pix_fmt", "yuv420p", p[folder + "_video"])
+    # A photo whose file no longer decodes once indexed: its thumbnail is tried once.
+    p["later_broken"] = os.path.join(root, "later", "broken.jpg")
+    ff("-f", "lavfi", "-i", "testsrc=size=320x200", "-frames:v", "1", p["later_broken"])
     return p
 
 
@@ -209,6 +212,23 @@ def check_background_thumbnails(lab, clients, ids, thumb, tn_info):
            [(tn_info, thumb(photo), "160x106")])
     expect("photoforcebgthumb: the later answer",
            differences(browse(lab, clients["photoforcebgthumb"], later), after), {})
+    # One worker made both and could not make the broken photo's; the later answers asked
+    # for nothing again (that photo is tried once per server run). A worker is started on
+    # the main loop right after the answer that asks for it, so before the next answer.
+    browse(lab, clients["plain"], later)
+    wait_for("the thumbnail worker's summary in the log",
+             lambda: "thumbnails made in the background" in lab.server_log(), 10)
+    expect("thumbnail workers", re.findall(r"(?:making the thumbnails of \d+ items|"
+                                           r"thumbnails made in the background: .*)",
+                                           lab.server_log()),
+           ["making the thumbnails of 3 items",
+            "thumbnails made in the background: 2 made, 1 failed, 0 not needed"])
+    worker_log = open(os.path.join(lab.tmp, "state", "thumbnail-worker.log"),
+                      errors="replace").read()
+    expect("thumbnail worker's complaints", [line for line in worker_log.splitlines()
+                                             if "thumbnail-worker" in line or "Sanitizer" in line],
+           ["calyx-dms --thumbnail-worker: no thumbnail for %s: no picture can be decoded" %
+            encode_path(os.path.join(lab.tmp, "media", "later", "broken.jpg"))])
     status, headers, body = clients["plain"].curl(thumb(photo))
     jpeg = os.path.join(lab.tmp, "background.jpg")
     with open(jpeg, "wb") as f:
@@ -234,11 +254,12 @@ def main():
                                  media_root, env=env).stdout)
         # Subtitles and covers are neither media nor failures.
         expect("index run: failed files", summary.get("failed"), 0)
-        expect("index run: added files", summary.get("added"), 11)
+        expect("index run: added files", summary.get("added"), 12)
         ids = {name: row_id(lab, table, p[name]) for name, table in (
             ("song", "music"), ("tagged", "music"), ("clip", "video"), ("other", "video"),
             ("big", "photo"), ("png", "photo"), ("small", "photo"), ("later_photo", "photo"),
-            ("later_video", "video"), ("lacking_photo", "photo"), ("lacking_video", "video"))}
+            ("later_video", "video"), ("lacking_photo", "photo"), ("lacking_video", "video"),
+            ("later_broken", "photo"))}
         for folder in ("album", "art", "videos", "clips", "photos", "later", "lacking"):
             ids[folder] = row_id(lab, "directory", os.path.join(media_root, folder))
         ids["root"] = row_id(lab, "directory", media_root)
@@ -260,6 +281,8 @@ def main():
                                 "RETURNING thumbnail IS NULL" % (table, ids["later"],
                                                                  ids["lacking"])).split():
                 expect("thumbnail removed", old, "t")
+        with open(p["later_broken"], "wb") as f:
+            f.write(b"no longer a picture")
 
         clients = {}
         for index, name in enumerate(CLIENTS):

@@ -3,7 +3,8 @@
 
 A renderer (a GUPnP root device serving a recorded television's description) in a client
 namespace is identified through HandleDiscovery before it sends any request, as `calyx
-identify --description` identifies it. A client denied with `calyx clients deny` gets
+identify --description` identifies it; so is one that announces a later version of the
+renderer device type (a current Android television's MediaRenderer:3). A client denied with `calyx clients deny` gets
 403 with no body within 2 s, without a restart, and is served again within 2 s of `calyx
 clients allow`. With new clients denied, a new client gets 403 for every request."""
 
@@ -18,6 +19,7 @@ from dms_lab import Lab, fail, run, soap_action, wait_for  # noqa: E402
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 RENDERER = ("sharp-aquos", "00:1c:fc:66:70:01")
+RENDERER_V3 = ("philips-android-tv", "1c:5a:6b:55:60:02")
 BROWSE_ROOT = [("ObjectID", "0"), ("BrowseFlag", "BrowseDirectChildren"), ("Filter", "*"),
                ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")]
 
@@ -60,40 +62,50 @@ def seconds_until(what, status_wanted, lab, client, limit):
     fail("%s: no %d within %.1f s" % (what, status_wanted, limit))
 
 
+def expect_identified_renderer(lab, profiles, recorded, client):
+    """Announces the recorded renderer from `client`'s namespace and waits until the server
+    has recorded it with the profile and fields `calyx identify` gives its description."""
+    name, mac = recorded
+    description = os.path.join(lab.source, "data/clients", name, "description.xml")
+    renderer = lab.spawn(client.ns, "/usr/bin/python3", os.path.join(HERE, "upnp_renderer.py"),
+                         "eth0", description, stdout=subprocess.PIPE, text=True)
+    if renderer.stdout.readline().strip() != "announced":
+        fail("the renderer %s did not start" % name)
+    result = run(lab.tool, "identify", "-p", profiles, "--mac", mac, "--ip", client.ip,
+                 "--description", description, "--json")
+    expected = json.loads(result.stdout)
+    if expected["profileName"] == "Default Profile":
+        fail("%s: the shipped list names no profile for it" % name)
+    entry = wait_for("the entry of renderer %s" % name, lambda: (
+        lambda e: e if e and e.get("profileName") == expected["profileName"] else None)(
+            lab.client_entry(mac)), 10)
+    for key in ("friendlyName", "manufacturer", "modelName", "modelNumber", "UDN"):
+        if entry.get(key) != expected["entry"].get(key):
+            fail("renderer %s %s: %r, the tool says %r" % (name, key, entry.get(key),
+                                                          expected["entry"].get(key)))
+    if entry.get("displayName") != expected["displayName"]:
+        fail("display name %r, the tool says %r" % (entry.get("displayName"),
+                                                    expected["displayName"]))
+    requests = [k for k in entry if k.startswith(("browse_", "open_"))]
+    if requests or entry.get("ipAddr") != client.ip:
+        fail("the renderer sent no request, yet: %r" % entry)
+    print("renderer %s identified as %r (%r) before any request" %
+          (mac, entry["profileName"], entry["displayName"]))
+
+
 def main():
     with Lab("access") as lab:
         profiles = os.path.join(lab.source, "data/profiles.json")
         lab.make_index()
         song = lab.insert("music", path="/lab/none.mp3", title="Song", mime_type="audio/mpeg")
         renderer_client = lab.add_client(RENDERER[1])
+        renderer_v3_client = lab.add_client(RENDERER_V3[1])
         viewer = lab.add_client("3c:97:0e:10:20:03")
         lab.start_server()
 
-        # The renderer announces itself; the server reads its description and records it.
-        description = os.path.join(lab.source, "data/clients", RENDERER[0], "description.xml")
-        renderer = lab.spawn(renderer_client.ns, "/usr/bin/python3",
-                             os.path.join(HERE, "upnp_renderer.py"), "eth0", description,
-                             stdout=subprocess.PIPE, text=True)
-        if renderer.stdout.readline().strip() != "announced":
-            fail("the renderer did not start")
-        result = run(lab.tool, "identify", "-p", profiles, "--mac", RENDERER[1], "--ip",
-                     renderer_client.ip, "--description", description, "--json")
-        expected = json.loads(result.stdout)
-        entry = wait_for("the renderer's entry", lambda: (
-            lambda e: e if e and e.get("profileName") == expected["profileName"] else None)(
-                lab.client_entry(RENDERER[1])), 10)
-        for key in ("friendlyName", "manufacturer", "modelName", "modelNumber", "UDN"):
-            if entry.get(key) != expected["entry"].get(key):
-                fail("renderer %s: %r, the tool says %r" % (key, entry.get(key),
-                                                             expected["entry"].get(key)))
-        if entry.get("displayName") != expected["displayName"]:
-            fail("display name %r, the tool says %r" % (entry.get("displayName"),
-                                                        expected["displayName"]))
-        requests = [k for k in entry if k.startswith(("browse_", "open_"))]
-        if requests or entry.get("ipAddr") != renderer_client.ip:
-            fail("the renderer sent no request, yet: %r" % entry)
-        print("renderer %s identified as %r (%r) before any request" %
-              (RENDERER[1], entry["profileName"], entry["displayName"]))
+        # Each renderer announces itself; the server reads its description and records it.
+        for recorded, client in ((RENDERER, renderer_client), (RENDERER_V3, renderer_v3_client)):
+            expect_identified_renderer(lab, profiles, recorded, client)
 
         # Deny and allow a client with the tool, without restarting the server.
         if browse_status(lab, viewer) != 200:

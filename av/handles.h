@@ -1,7 +1,7 @@
-// Owning handles for the libav objects of one transcode, so every early return frees
-// what was made.
-#ifndef CALYX_TRANSCODER_AV_TYPES_H
-#define CALYX_TRANSCODER_AV_TYPES_H
+// Owning handles for libav objects, so every early return frees what was made; shared by
+// the indexer and the transcoder. Header only: a part that includes it links libav* itself.
+#ifndef CALYX_AV_HANDLES_H
+#define CALYX_AV_HANDLES_H
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -15,7 +15,7 @@ extern "C" {
 #include <memory>
 #include <string>
 
-namespace calyx_transcoder {
+namespace calyx_av {
 
 struct InputCloser {
     void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
@@ -39,6 +39,7 @@ struct FifoFreer {
     void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
 };
 
+// An input opened by avformat_open_input.
 using InputPtr = std::unique_ptr<AVFormatContext, InputCloser>;
 using CodecPtr = std::unique_ptr<AVCodecContext, CodecFreer>;
 using FramePtr = std::unique_ptr<AVFrame, FrameFreer>;
@@ -54,6 +55,6 @@ inline std::string AvErrorText(int code) {
     return text;
 }
 
-}  // namespace calyx_transcoder
+}  // namespace calyx_av
 
-#endif  // CALYX_TRANSCODER_AV_TYPES_H
+#endif  // CALYX_AV_HANDLES_H

@@ -1,0 +1,113 @@
+#!/usr/bin/python3
+"""The side-by-side benchmark still runs and reports (not how fast anything is):
+bench/peers/compare.py --smoke with calyx-dms and minidlna, a tiny tree and a library of
+20 songs, 2 videos and 2 photos. Every figure of the table and of the scaling table is
+there for both servers: each server listed everything, answered every Browse with the
+objects the tree holds (a short answer or a deep page past the end would show), found
+the views, answered the Search, and the memory and CPU figures were read. Runs as root
+(the benchmark makes its own namespaces)."""
+
+import json
+import math
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from dms_lab import fail, skip_or_fail  # noqa: E402
+
+SOURCE = os.environ["CALYX_SOURCE_DIR"]
+COMPARE = os.path.join(SOURCE, "bench", "peers", "compare.py")
+SERVERS = ("calyx-dms", "minidlna")
+SMOKE_VIDEOS, SMOKE_SONGS, LIBRARY = 30, 20, 20
+
+
+def positive(value):
+    return isinstance(value, (int, float)) and math.isfinite(value) and value > 0
+
+
+def check_table(table):
+    for name in SERVERS:
+        result = table.get(name) or fail("no table figures for " + name)
+        if "error" in result:
+            fail("%s failed in the table run: %s" % (name, result["error"]))
+        if not positive(result["ready_s"]):
+            fail("%s did not list the whole tree: %r" % (name, result["ready_s"]))
+        for case, seconds in result["latency"].items():
+            if not seconds or not all(positive(s) for s in seconds):
+                fail("%s: no Browse times for %s: %r" % (name, case, seconds))
+        # Pages of 100 and of 1,000 of a folder of 30 videos: every answer holds all 30.
+        for case, returned in result["returned"].items():
+            if returned != [SMOKE_VIDEOS]:
+                fail("%s answered %r objects to Browse %s of %d videos" % (
+                    name, returned, case, SMOKE_VIDEOS))
+        for key in ("mixed_rps", "stream_mb_s", "server_peak_kib", "server_before_stream_kib"):
+            if not positive(result.get(key)):
+                fail("%s: figure %s missing or not positive: %r" % (name, key, result.get(key)))
+        # A few MB streamed may take less CPU than the kernel's clock tick counts.
+        cpu = result.get("stream_cpu_s_per_gb")
+        if not (isinstance(cpu, float) and math.isfinite(cpu) and cpu >= 0):
+            fail("%s: no CPU seconds per GB streamed: %r" % (name, cpu))
+    if not positive(table["calyx-dms"].get("database_pss_kib")):
+        fail("no proportional memory of calyx-dms's database")
+    if "database_pss_kib" in table["minidlna"]:
+        fail("minidlna has no database server, yet a database figure")
+
+
+def check_scaling(scaling):
+    results = scaling.get(str(LIBRARY)) or fail("no scaling figures for %d items" % LIBRARY)
+    for name in SERVERS:
+        result = results.get(name) or fail("no scaling figures for " + name)
+        if "error" in result:
+            fail("%s failed in the scaling run: %s" % (name, result["error"]))
+        for key in ("ready_s", "folder_first_ms", "folder_deep_ms", "music_first_ms",
+                    "music_deep_ms", "video_deep_ms", "photo_deep_ms", "search_ms"):
+            if not positive(result.get(key)):
+                fail("%s: scaling figure %s missing: %r" % (name, key, result.get(key)))
+        # The page at 80 % of 20 songs holds the last 4; of 2 videos or photos, the last 1.
+        for key, wanted in (("folder_deep_returned", 4), ("music_deep_returned", 4),
+                            ("video_deep_returned", 1), ("photo_deep_returned", 1)):
+            if result.get(key) != wanted:
+                fail("%s: %s is %r, not %d" % (name, key, result.get(key), wanted))
+        # "0042" is in no title of the library ("song000000" .. "song000019").
+        if result.get("search_returned") != 0:
+            fail("%s: Search answered %r objects" % (name, result.get("search_returned")))
+
+
+def main():
+    if os.geteuid() != 0:
+        skip_or_fail("the benchmark makes network namespaces (root)")
+    if not os.path.exists("/usr/sbin/minidlnad"):
+        skip_or_fail("minidlna is not installed")
+    out = tempfile.mkdtemp(prefix="calyx-peers-smoke-")
+    try:
+        run = subprocess.run(["/usr/bin/python3", COMPARE, out, "--smoke", "--only",
+                              ",".join(SERVERS), "--no-chart", "--limit", "90"],
+                             capture_output=True, text=True, timeout=170)
+        print(run.stdout[-6000:])
+        if run.returncode != 0:
+            fail("compare.py exited with %d:\n%s" % (run.returncode, run.stderr[-4000:]))
+        with open(os.path.join(out, "results.json")) as f:
+            results = json.load(f)
+        check_table(results["table"])
+        check_scaling(results["scaling"])
+        with open(os.path.join(out, "table.md")) as f:
+            table = f.read()
+        for row in ("Browse 100 of 30, 1 client(s), p50 ms", "mixed load, 8 clients",
+                    "CPU seconds per GB streamed", "PostgreSQL after the loads, PSS"):
+            if row not in table:
+                fail("table.md has no row %r:\n%s" % (row, table))
+        with open(os.path.join(out, "scaling.md")) as f:
+            scaling = f.read()
+        for name in SERVERS:
+            if "| %d | %s |" % (LIBRARY, name) not in scaling:
+                fail("scaling.md has no row for %s:\n%s" % (name, scaling))
+    finally:
+        shutil.rmtree(out, ignore_errors=True)
+    print("PASS")
+
+
+if __name__ == "__main__":
+    main()
