@@ -41,6 +41,7 @@ std::vector<std::vector<std::string>> Query(PGconn* conn, const std::string& sql
     std::vector<std::vector<std::string>> rows;
     for (int r = 0; r < PQntuples(result.get()); ++r) {
         std::vector<std::string> row;
+        row.reserve(static_cast<size_t>(PQnfields(result.get())));
         for (int c = 0; c < PQnfields(result.get()); ++c)
             row.emplace_back(PQgetvalue(result.get(), r, c));
         rows.push_back(std::move(row));
