@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <time.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "indexer/media_index_schema.h"
@@ -324,6 +325,8 @@ bool IndexStore::LoadRowsWhere(const std::string& where, const std::vector<std::
 }
 
 std::string IndexStore::TableContainer(const std::string& table) {
+    if (table == "playlist")
+        return "playlists";
     return table == "music" || table == "video" || table == "photo" ? table : "";
 }
 
@@ -470,6 +473,44 @@ bool IndexStore::WriteSubtitle(const SubtitleRow& row, int64_t existingId) {
         "UPDATE subtitle SET parent_id = $1, path = $2, video_path = $3, language = $4, "
         "format = $5, filesize = $6, mdate = $7 WHERE id = $8",
         values);
+}
+
+bool IndexStore::WritePlaylistEntries(const std::string& indexedPath,
+                                      const std::vector<PlaylistEntry>& entries) {
+    ResultPtr found(Run("SELECT id FROM playlist WHERE path = $1", {indexedPath}));
+    if (!found)
+        return false;
+    if (PQntuples(found.get()) != 1) {
+        error_ = "the playlist row of " + indexedPath + " is missing";
+        return false;
+    }
+    const std::string id = PQgetvalue(found.get(), 0, 0);
+    Touch({"l" + id});
+    if (!RunCommand("DELETE FROM playlist_entry WHERE playlist_id = $1", {id}))
+        return false;
+    // Many rows per statement: a playlist of thousands of entries stays a few statements.
+    constexpr size_t kRowsPerStatement = 200;
+    for (size_t first = 0; first < entries.size(); first += kRowsPerStatement) {
+        std::string sql =
+            "INSERT INTO playlist_entry (playlist_id, position, target, kind, title) VALUES ";
+        std::vector<std::string> params = {id};
+        const size_t last = std::min(entries.size(), first + kRowsPerStatement);
+        for (size_t i = first; i < last; ++i) {
+            const PlaylistEntry& entry = entries[i];
+            const size_t n = params.size();
+            sql += (i > first ? ", " : "") + std::string("($1, ") + std::to_string(i + 1) + ", $" +
+                   std::to_string(n + 1) + ", $" + std::to_string(n + 2) + ", $" +
+                   std::to_string(n + 3) + ")";
+            params.push_back(entry.target);
+            params.push_back(entry.kind == PlaylistEntry::Kind::kFile      ? "file"
+                             : entry.kind == PlaylistEntry::Kind::kMissing ? "missing"
+                                                                           : "url");
+            params.push_back(entry.title);
+        }
+        if (!RunCommand(sql, params))
+            return false;
+    }
+    return true;
 }
 
 bool IndexStore::Delete(const std::string& table, int64_t id) {

@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "indexer/playlist_file.h"
 #include "indexer/probed_media.h"
 
 namespace calyx_indexer {
@@ -113,11 +114,14 @@ public:
     bool VideoPathsIn(int64_t folderId, std::vector<std::string>& paths);
     // Inserts the subtitle (existingId 0) or rewrites the row `existingId`.
     bool WriteSubtitle(const SubtitleRow& row, int64_t existingId);
+    // Replaces the entries of the playlist row whose path is `indexedPath` (written first).
+    bool WritePlaylistEntries(const std::string& indexedPath,
+                              const std::vector<PlaylistEntry>& entries);
 
     const std::string& error() const { return error_; }
 
     // The update-id name of the container that lists the rows of `table` ("music",
-    // "video", "photo"); empty for tables no container lists (playlist, directory).
+    // "video", "photo", "playlists" for the playlist table); empty for directory.
     static std::string TableContainer(const std::string& table);
     // The update-id name of a directory row's container: "d<id>", or "folders" for 0.
     static std::string DirectoryContainer(int64_t directoryId);

@@ -21,6 +21,7 @@
 #include "calyx/host.h"
 #include "indexer/index_store.h"
 #include "indexer/media_probe.h"
+#include "indexer/playlist_file.h"
 #include "indexer/thumbnail.h"
 #include "indexer/tree_walk.h"
 #include "indexer/worker_pool.h"
@@ -490,11 +491,7 @@ private:
                 continue;
             }
             if (IsPlaylist(file.path) && !cover) {
-                ProbedMedia playlist;
-                playlist.kind = MediaKind::kPlaylist;
-                playlist.container = Extension(file.path);
-                playlist.mimeType = MediaMimeType("playlist", playlist.container, "");
-                if (!Store(file, playlist))
+                if (!StorePlaylist(file))
                     return false;
                 continue;
             }
@@ -659,6 +656,22 @@ private:
             FileDone(file);
         }
         return true;
+    }
+
+    // A playlist's row and its entries; one that cannot be read is a failed file.
+    bool StorePlaylist(const WalkedFile& file) {
+        ProbedMedia playlist;
+        playlist.kind = MediaKind::kPlaylist;
+        playlist.container = Extension(file.path);
+        playlist.mimeType = MediaMimeType("playlist", playlist.container, "");
+        std::vector<PlaylistEntry> entries;
+        ReadPlaylist(file.path, entries, playlist.failure);
+        if (!Store(file, playlist))
+            return false;
+        if (!playlist.failure.empty() || !KindWanted(file, "playlist"))
+            return true;
+        CountEntries(entries, summary_.playlistEntries);
+        return Write([&] { return store_.WritePlaylistEntries(file.indexed, entries); });
     }
 
     // Writes (or, for a file that is not media, removes) the row of one probed file.

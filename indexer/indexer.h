@@ -33,6 +33,7 @@
 #include <vector>
 
 #include "indexer/indexed_path.h"
+#include "indexer/playlist_file.h"
 
 namespace calyx_indexer {
 
@@ -104,9 +105,10 @@ struct IndexSummary {
     size_t failed = 0;     // files that could not be indexed
     size_t foldersAdded = 0;
     size_t foldersRemoved = 0;
-    size_t hidden = 0;     // rows hidden because their media folder is gone
-    size_t shown = 0;      // hidden rows shown again because their media folder returned
-    size_t forgotten = 0;  // rows deleted because their media folder was gone too long
+    size_t hidden = 0;               // rows hidden because their media folder is gone
+    size_t shown = 0;                // hidden rows shown again because their media folder returned
+    size_t forgotten = 0;            // rows deleted because their media folder was gone too long
+    PlaylistCounts playlistEntries;  // the entries of the playlists read in this run
     std::vector<FailedFile> failures;  // the first ones, in the order met
     double seconds = 0;
 };

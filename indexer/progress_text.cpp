@@ -73,6 +73,11 @@ std::string SummaryText(const IndexSummary& s, size_t reasons) {
                        std::to_string(s.failed) + "\n";
     text += "folders: added " + std::to_string(s.foldersAdded) + ", removed " +
             std::to_string(s.foldersRemoved) + "\n";
+    const PlaylistCounts& p = s.playlistEntries;
+    if (p.entries > 0)
+        text += "playlist entries: " + std::to_string(p.entries) + " (missing " +
+                std::to_string(p.missing) + ", URLs " + std::to_string(p.urls) + ", not UTF-8 " +
+                std::to_string(p.notUtf8) + ")\n";
     for (size_t i = 0; i < s.failures.size() && i < reasons; ++i)
         text += "failed: " + s.failures[i].path + ": " + s.failures[i].reason + "\n";
     if (s.failed > reasons && s.failed > 0 && !s.failures.empty())

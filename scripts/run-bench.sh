@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs every benchmark program of a bench build (make bench). Benchmarks that need the
-# media index (bench/db) get a throw-away PostgreSQL server of their own, stopped and
+# media index (bench/db, bench/views) get a throw-away PostgreSQL server of their own, stopped and
 # removed afterwards; a server that cannot start fails the command with its reason.
 set -euo pipefail
 src=$(cd "$(dirname "$0")/.." && pwd)
@@ -15,7 +15,7 @@ for bin in $(find "$build/bench" -type f -name '*_bench' -perm -u+x | sort); do
     echo "== $(basename "$bin")"
     args=()
     case "$bin" in
-    */bench/db/*)
+    */bench/db/* | */bench/views/*)
         [ -n "$pg_server_dir" ] || pg_server_start "$(unprivileged_user)" "${CALYX_PG_PORT:-55433}"
         # The server shares the machine: interleaved repetitions keep a load change from
         # falling on one side of the comparison only; compare the medians.

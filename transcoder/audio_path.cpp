@@ -44,17 +44,9 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
     window_ = window;
     if (!decoder_.Open(input, 1, "audio", error))
         return false;
-    const AVCodec* codec = avcodec_find_encoder_by_name(args.audioCodec.c_str());
-    if (codec == nullptr) {
-        error = "no " + args.audioCodec + " encoder";
+    const AVCodec* codec = NewEncoder(args.audioCodec, encoder_, encoded_, error);
+    if (codec == nullptr)
         return false;
-    }
-    encoder_.reset(avcodec_alloc_context3(codec));
-    encoded_.reset(av_packet_alloc());
-    if (!encoder_ || !encoded_) {
-        error = "out of memory";
-        return false;
-    }
     AVCodecContext* enc = encoder_.get();
     enc->sample_fmt = codec->sample_fmts ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
     enc->sample_rate =
@@ -67,24 +59,17 @@ bool AudioPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
         (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) == 0)
         enc->bit_rate = args.audioKbpsPerChannel * 1000 * channels;
     enc->time_base = AVRational{1, enc->sample_rate};
-    if (muxer.context()->oformat->flags & AVFMT_GLOBALHEADER)
-        enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    int rc = avcodec_open2(enc, codec, nullptr);
-    if (rc < 0) {
-        error = "cannot open the " + args.audioCodec + " encoder: " + calyx_av::AvErrorText(rc);
+    output_ = muxer.OpenEncoderStream(enc, codec, args.audioCodec, error);
+    if (output_ == nullptr)
         return false;
-    }
     frameSamples_ = enc->frame_size > 0 ? enc->frame_size : kPcmFrameSamples;
     padLastFrame_ =
         enc->frame_size > 0 && (codec->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME) == 0;
-    output_ = avformat_new_stream(muxer.context(), nullptr);
     fifo_.reset(av_audio_fifo_alloc(enc->sample_fmt, channels, frameSamples_ * 2));
-    if (output_ == nullptr || !fifo_) {
+    if (!fifo_) {
         error = "out of memory";
         return false;
     }
-    avcodec_parameters_from_context(output_->codecpar, enc);
-    output_->time_base = enc->time_base;
     return true;
 }
 

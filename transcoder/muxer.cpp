@@ -119,4 +119,39 @@ bool Muxer::Encode(AVCodecContext* encoder, AVFrame* frame, AVStream* stream, AV
     return false;
 }
 
+AVStream* Muxer::OpenEncoderStream(AVCodecContext* encoder, const AVCodec* codec,
+                                   const std::string& name, std::string& error) {
+    if (context_->oformat->flags & AVFMT_GLOBALHEADER)
+        encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    const int rc = avcodec_open2(encoder, codec, nullptr);
+    if (rc < 0) {
+        error = "cannot open the " + name + " encoder: " + calyx_av::AvErrorText(rc);
+        return nullptr;
+    }
+    AVStream* stream = avformat_new_stream(context_, nullptr);
+    if (stream == nullptr) {
+        error = "out of memory";
+        return nullptr;
+    }
+    avcodec_parameters_from_context(stream->codecpar, encoder);
+    stream->time_base = encoder->time_base;
+    return stream;
+}
+
+const AVCodec* NewEncoder(const std::string& name, calyx_av::CodecPtr& encoder,
+                          calyx_av::PacketPtr& packet, std::string& error) {
+    const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
+    if (codec == nullptr) {
+        error = "no " + name + " encoder";
+        return nullptr;
+    }
+    encoder.reset(avcodec_alloc_context3(codec));
+    packet.reset(av_packet_alloc());
+    if (!encoder || !packet) {
+        error = "out of memory";
+        return nullptr;
+    }
+    return codec;
+}
+
 }  // namespace calyx_transcoder

@@ -28,6 +28,10 @@ public:
     // Hands one packet of an output stream to the muxer (which takes its data). What is
     // buffered reaches the pipe at least every 50 ms, so a slow stream still flows.
     bool Write(AVPacket* packet, std::string& error);
+    // Opens `encoder` (of `codec`; `name` names it in errors) for this container and adds
+    // the output stream it feeds. Null with `error` set when it will not open.
+    AVStream* OpenEncoderStream(AVCodecContext* encoder, const AVCodec* codec,
+                                const std::string& name, std::string& error);
     // Sends `frame` (null: drain) to `encoder` and writes every packet it gives as a packet
     // of `stream`, through `scratch`. `what` ("audio", "video") names it in errors.
     bool Encode(AVCodecContext* encoder, AVFrame* frame, AVStream* stream, AVPacket* scratch,
@@ -41,6 +45,11 @@ private:
     int fd_ = -1;
     std::chrono::steady_clock::time_point flushed_;
 };
+
+// The encoder named `name` ("libx264", "aac", ...), its context to set up and a packet to
+// receive into; null with `error` set when libav has no such encoder.
+const AVCodec* NewEncoder(const std::string& name, calyx_av::CodecPtr& encoder,
+                          calyx_av::PacketPtr& packet, std::string& error);
 
 }  // namespace calyx_transcoder
 

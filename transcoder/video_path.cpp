@@ -39,17 +39,9 @@ bool VideoPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
     startTs_ = av_rescale_q(window.start, AV_TIME_BASE_Q, input->time_base);
     if (!decoder_.Open(input, 0, "video", error))
         return false;
-    const AVCodec* codec = avcodec_find_encoder_by_name(args.videoCodec.c_str());
-    if (codec == nullptr) {
-        error = "no " + args.videoCodec + " encoder";
+    const AVCodec* codec = NewEncoder(args.videoCodec, encoder_, encoded_, error);
+    if (codec == nullptr)
         return false;
-    }
-    encoder_.reset(avcodec_alloc_context3(codec));
-    encoded_.reset(av_packet_alloc());
-    if (!encoder_ || !encoded_) {
-        error = "out of memory";
-        return false;
-    }
     AVCodecContext* enc = encoder_.get();
     const AVCodecParameters* source = input->codecpar;
     AVRational aspect = input->sample_aspect_ratio.num > 0 ? input->sample_aspect_ratio
@@ -78,20 +70,9 @@ bool VideoPath::Open(AVStream* input, const EncoderArgs& args, const StreamWindo
     av_opt_set(enc->priv_data, "tune", "zerolatency", 0);
     if (args.videoKbps <= 0)
         av_opt_set(enc->priv_data, "crf", kQuality, 0);
-    if (muxer.context()->oformat->flags & AVFMT_GLOBALHEADER)
-        enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    int rc = avcodec_open2(enc, codec, nullptr);
-    if (rc < 0) {
-        error = "cannot open the " + args.videoCodec + " encoder: " + calyx_av::AvErrorText(rc);
+    output_ = muxer.OpenEncoderStream(enc, codec, args.videoCodec, error);
+    if (output_ == nullptr)
         return false;
-    }
-    output_ = avformat_new_stream(muxer.context(), nullptr);
-    if (output_ == nullptr) {
-        error = "out of memory";
-        return false;
-    }
-    avcodec_parameters_from_context(output_->codecpar, enc);
-    output_->time_base = enc->time_base;
     output_->avg_frame_rate = enc->framerate;
     return true;
 }

@@ -173,6 +173,10 @@ def measure_scaling(client, server, size, load, limit):
         result[key + "_deep_ms"] = p50_ms(deep)
         result[key + "_deep_returned"] = min(deep["returned"])
     page(ids.get("songs"), counts["songs"], "folder")
+    if ids.get("songs"):
+        walked = probe(client, "walk", location, ids["songs"], 100)
+        result["folder_walk_s"] = walked["seconds"]
+        result["folder_walk_items"] = walked["items"]
     for view, folder in (("music", "songs"), ("video", "videos"), ("photo", "photos")):
         if view in server.VIEWS:
             found = probe(client, "path", location, server.VIEWS[view])["id"]

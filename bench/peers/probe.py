@@ -10,6 +10,7 @@ UPnP (SSDP, SOAP Browse, HTTP GET), so it measures every server the same way.
     probe.py latency LOCATION ID PAGE CLIENTS REQUESTS   -> {"seconds": [...], "returned": [...]}
     probe.py page LOCATION ID START COUNT REQUESTS       -> {"seconds": [...], "returned": [...]}
     probe.py search LOCATION ID CRITERIA REQUESTS        -> {"seconds": [...], "returned": [...]}
+    probe.py walk LOCATION ID PAGE            -> {"seconds": s, "items": n}  (in order, page by page)
     probe.py mixed LOCATION ID CLIENTS SECONDS           -> {"requests": n, "rps": r}
     probe.py stream LOCATION ID               -> {"bytes": n, "seconds": s, "total_bytes": n}
 Each prints one JSON line.
@@ -212,6 +213,19 @@ def page(location, object_id, start, count_, requests):
     return timed(requests, lambda: browse(url, object_id, start=start, count=count_))
 
 
+def walk(location, object_id, size):
+    """A client walking a container in order, one page after another, to its end."""
+    url = control_url(location)
+    start, items, began = 0, 0, time.monotonic()
+    while True:
+        didl, total = browse(url, object_id, start=start, count=size)
+        got = len(objects(didl))
+        items += got
+        start += got
+        if not got or start >= total:
+            return {"seconds": time.monotonic() - began, "items": items}
+
+
 def search_load(location, object_id, criteria, requests):
     url = control_url(location)
     return timed(requests, lambda: search(url, object_id, criteria, 100))
@@ -267,6 +281,8 @@ def main():
         result = path(*args)
     elif command == "page":
         result = page(args[0], args[1], int(args[2]), int(args[3]), int(args[4]))
+    elif command == "walk":
+        result = walk(args[0], args[1], int(args[2]))
     elif command == "search":
         result = search_load(args[0], args[1], args[2], int(args[3]))
     elif command == "count":

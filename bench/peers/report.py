@@ -80,6 +80,7 @@ def table(results):
 SCALING = [("listed after, s", "ready_s"),
            ("folder, first page ms", "folder_first_ms"),
            ("folder, page at 80% ms", "folder_deep_ms"),
+           ("folder walked in pages of 100, s", "folder_walk_s"),
            ("Music view, first page ms", "music_first_ms"),
            ("Music view, page at 80% ms", "music_deep_ms"),
            ("Video view, page at 80% ms", "video_deep_ms"),

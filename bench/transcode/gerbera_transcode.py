@@ -6,7 +6,7 @@ and streams it. Measured over HTTP inside a network namespace of the benchmark's
 (peer_transcode.py): frames per second, real-time factor, CPU and peak memory per
 transcode, first byte, and what a time seek gets. Prints one table.
 
-    gerbera_transcode.py [SECONDS] [--runs N]      (as root; defaults: 20 s, 3 runs)
+    gerbera_transcode.py [SECONDS] [--runs N] [--json FILE]   (as root; defaults: 20 s, 3 runs)
 
 CPU is gerbera's own plus that of the ffmpeg it starts (run through a small wrapper that
 reports the ffmpeg's resource usage when it ends); memory is the ffmpeg's peak resident
@@ -89,7 +89,7 @@ def usage_lines(path):
 
 
 def main():
-    seconds, runs = peer.arguments(sys.argv[1:])
+    seconds, runs, json_path = peer.arguments(sys.argv[1:])
     if shutil.which("gerbera") is None:
         print("gerbera is not installed (bench/peers/run.sh installs it)")
         return 1
@@ -167,6 +167,8 @@ def main():
             notes.append("load average after: %.2f" % peer.load())
             peer.print_table("gerbera %s + ffmpeg (external transcoding profiles), %d s sources"
                              % (peer.package_version("gerbera"), seconds), rows, notes)
+            peer.write_json(json_path, "gerbera " + peer.package_version("gerbera"), seconds,
+                            rows, notes)
             if len(urls) < len(FILES):
                 log.flush()
                 print(open(os.path.join(work, "gerbera.log")).read()[-3000:])

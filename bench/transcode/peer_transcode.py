@@ -13,6 +13,7 @@ calyx-transcode, measured over HTTP on the peer's transcoded res:
 
 Medians of RUNS runs, like transcode_bench.py. Run as root (network namespaces)."""
 
+import json
 import os
 import re
 import statistics
@@ -323,15 +324,32 @@ def ffmpeg_seek_first_byte(source, arguments, middle, runs):
 
 
 def arguments(argv):
-    """[SECONDS] [--runs N] from the command line: (seconds of the sources, runs)."""
-    seconds, runs, rest = 20, 3, list(argv)
+    """[SECONDS] [--runs N] [--json FILE] from the command line: (seconds of the sources,
+    runs, the file to write the figures to or None)."""
+    seconds, runs, json_path, rest = 20, 3, None, list(argv)
     if "--runs" in rest:
         i = rest.index("--runs")
         runs = int(rest[i + 1])
         del rest[i:i + 2]
+    if "--json" in rest:
+        i = rest.index("--json")
+        json_path = rest[i + 1]
+        del rest[i:i + 2]
     if rest:
         seconds = int(rest[0])
-    return seconds, runs
+    return seconds, runs, json_path
+
+
+def write_json(path, server, seconds, rows, notes):
+    """The figures of print_table's rows, for compare_transcodes.py."""
+    if not path:
+        return
+    cases = []
+    for name, target, figures in rows:
+        cases.append(dict(figures, case=name, target=target))
+    with open(path, "w") as f:
+        json.dump({"server": server, "seconds": seconds, "cases": cases, "notes": notes}, f,
+                  indent=1)
 
 
 def package_version(package):

@@ -7,7 +7,7 @@ inside a network namespace of the benchmark's own (peer_transcode.py): frames pe
 real-time factor, CPU and memory per transcode, first byte, and what a time seek gets.
 Prints one table, with the DLNA profile of the res each case took.
 
-    rygel_transcode.py [SECONDS] [--runs N]        (as root; defaults: 20 s, 3 runs)
+    rygel_transcode.py [SECONDS] [--runs N] [--json FILE]   (as root; defaults: 20 s, 3 runs)
 
 rygel transcodes inside its own process: CPU is the process's, memory the growth of its
 resident size during the stream (its size at rest is printed below the table). Needs the
@@ -118,7 +118,7 @@ def first_that_streams(ns, offers, failed):
 
 
 def main():
-    seconds, runs = peer.arguments(sys.argv[1:])
+    seconds, runs, json_path = peer.arguments(sys.argv[1:])
     if shutil.which("rygel") is None:
         print("rygel: not installed (apt-get install rygel gstreamer1.0-plugins-good "
               "gstreamer1.0-plugins-bad gstreamer1.0-plugins-ugly gstreamer1.0-libav)")
@@ -190,6 +190,8 @@ def main():
                      "load average after: %.2f" % peer.load()]
             peer.print_table("rygel %s (GStreamer transcoders), %d s sources" % (
                 peer.package_version("rygel"), seconds), rows, notes)
+            peer.write_json(json_path, "rygel " + peer.package_version("rygel"), seconds, rows,
+                            notes)
             if len(offers) < len(FILES):
                 print("rygel announced transcodes for %d of %d files; its items:" %
                       (len(offers), len(FILES)))

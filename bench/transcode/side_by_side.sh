@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Transcoding side by side (run as root; not a test): calyx-transcode as calyx-dms runs it,
 # then the same sources through gerbera + ffmpeg and through rygel, each in a network
-# namespace of its own. Prints three tables with the same columns.
+# namespace of its own. Prints each one's table, then one table of the three, case by case.
 #   bash bench/transcode/side_by_side.sh [SECONDS] [--runs N]     (defaults: 20 s, 3 runs)
 # Installs the peers' Debian packages when missing, without letting their services start,
 # and builds the release worker.
@@ -44,10 +44,18 @@ done
 
 cmake --preset release -S "$src" >/dev/null
 cmake --build "$src/build/release" --target calyx_transcode
+figures=$(mktemp -d /tmp/calyx-transcode-figures-XXXXXX)
+trap 'rm -rf "$figures"' EXIT
 echo "== calyx-transcode (release)"
 /usr/bin/python3 "$src/bench/transcode/transcode_bench.py" \
-    "$src/build/release/server/dms/calyx-transcode" "$seconds"
+    "$src/build/release/server/dms/calyx-transcode" "$seconds" --json "$figures/calyx.json"
 echo "== gerbera"
-/usr/bin/python3 "$src/bench/transcode/gerbera_transcode.py" "$seconds" "$@"
+/usr/bin/python3 "$src/bench/transcode/gerbera_transcode.py" "$seconds" "$@" \
+    --json "$figures/gerbera.json" || echo "gerbera: the benchmark failed"
 echo "== rygel"
-/usr/bin/python3 "$src/bench/transcode/rygel_transcode.py" "$seconds" "$@"
+/usr/bin/python3 "$src/bench/transcode/rygel_transcode.py" "$seconds" "$@" \
+    --json "$figures/rygel.json" || echo "rygel: the benchmark failed"
+echo
+echo "== side by side"
+/usr/bin/python3 "$src/bench/transcode/compare_transcodes.py" "$figures"/calyx.json \
+    "$figures"/gerbera.json "$figures"/rygel.json

@@ -3,7 +3,7 @@
 stream, run exactly as the server runs it (the server's encoder arguments, output on a
 pipe read as fast as it comes):
 
-    transcode_bench.py WORKER [SECONDS]
+    transcode_bench.py WORKER [SECONDS] [--json FILE]
 
 For 1080p H.264 -> H.264 MPEG-TS, 1080p HEVC -> H.264, 720p H.264 -> H.264 (one, and two
 at once), FLAC -> LPCM: frames per second, real-time factor (media seconds per second),
@@ -11,8 +11,10 @@ CPU (user + system seconds per second of wall time: 2.0 is both cores) and peak 
 the worker; the time to the first media byte from the start of the worker and from a
 seek to the middle. Sources (SECONDS long, default 20) are made with ffmpeg first: a
 moving test picture with grain, 25 frames per second, stereo AAC. The machine is shared
-with whatever else runs: figures are medians of 3 runs and say how busy it was."""
+with whatever else runs: figures are medians of 3 runs and say how busy it was. --json
+writes the figures to FILE too (compare_transcodes.py reads it)."""
 
+import json
 import os
 import shutil
 import statistics
@@ -110,8 +112,16 @@ def load():
 
 
 def main():
-    worker = os.path.realpath(sys.argv[1])
-    seconds = int(sys.argv[2]) if len(sys.argv) > 2 else 20
+    args = sys.argv[1:]
+    json_path = None
+    if "--json" in args:
+        i = args.index("--json")
+        json_path = args[i + 1]
+        del args[i:i + 2]
+    worker = os.path.realpath(args[0])
+    seconds = int(args[1]) if len(args) > 1 else 20
+    report = {"server": "calyx-transcode", "seconds": seconds, "load_before": load(),
+              "cases": []}
     folder = tempfile.mkdtemp(prefix="calyx-transcode-bench-")
     try:
         print("making %d s sources..." % seconds, flush=True)
@@ -131,6 +141,11 @@ def main():
             seek = statistics.median(first_byte_only(worker, sources[key], args, media / 2)
                                      for _ in range(3))
             fps = "%.1f" % (media * FPS / wall) if video else "-"
+            report["cases"].append({"case": name, "target": "MPEG-TS H.264" if video else "LPCM",
+                                    "fps": media * FPS / wall if video else None,
+                                    "real": media / wall, "cpu": cpu, "memory": memory,
+                                    "first": first, "seek": seek,
+                                    "seek_verdict": "honoured (worker --start)"})
             print("%-26s %8s %7.2fx %8.2f %6.0f MiB %8.3f s %8.3f s" % (
                 name, fps, media / wall, cpu, memory, first, seek), flush=True)
         # Two 720p transcodes at once.
@@ -147,6 +162,11 @@ def main():
         print("two 720p at once: %s real time each" %
               " and ".join("%.2fx" % (seconds / r[0]) for r in results))
         print("load average after: %.2f" % load())
+        report["two_720p"] = [seconds / r[0] for r in results]
+        report["load_after"] = load()
+        if json_path:
+            with open(json_path, "w") as f:
+                json.dump(report, f, indent=1)
     finally:
         shutil.rmtree(folder, ignore_errors=True)
 

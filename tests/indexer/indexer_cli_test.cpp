@@ -2,6 +2,8 @@
 // list: in the library and as `calyx video-profile --from-index` prints them.
 #include <gtest/gtest.h>
 
+#include <stdio.h>
+
 #include <map>
 
 #include "calyx/client.h"
@@ -41,6 +43,30 @@ TEST_F(CliIndex, PrintsASummaryAndPlainProgressLinesWhenNotOnATerminal) {
     EXPECT_EQ(summary["failed"].asInt(), 3);
     EXPECT_EQ(summary["failures"].size(), 3u);
     EXPECT_EQ(run.err, "");
+}
+
+TEST_F(CliIndex, CountsThePlaylistEntries) {
+    TempDir lists;
+    FILE* f = fopen(lists.file("mix.m3u8").c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    fputs("/nowhere/a.mp3\nhttp://127.0.0.1:9/x\n", f);
+    fclose(f);
+    ToolRun run = RunIndexTool({"--quiet", lists.path()});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("playlist entries: 2 (missing 1, URLs 1, not UTF-8 0)\n"),
+              std::string::npos)
+        << run.out;
+    f = fopen(lists.file("mix.m3u8").c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    fputs("http://127.0.0.1:9/x\n", f);  // another size: read again
+    fclose(f);
+    run = RunIndexTool({"--json", "--quiet", lists.path()});
+    ASSERT_EQ(run.status, 0) << run.err;
+    Json::Value summary = ExpectJson(run.out);
+    EXPECT_EQ(summary["playlistEntries"]["entries"].asInt(), 1) << run.out;
+    EXPECT_EQ(summary["playlistEntries"]["missing"].asInt(), 0);
+    EXPECT_EQ(summary["playlistEntries"]["urls"].asInt(), 1);
+    EXPECT_EQ(summary["playlistEntries"]["notUtf8"].asInt(), 0);
 }
 
 TEST_F(CliIndex, DatabaseOptionTakesAConnectionString) {

@@ -109,12 +109,13 @@ TEST_F(Runs, RunCutOffMidwayLeavesAConsistentIndexTheNextRunCompletes) {
 
 TEST_F(Runs, SchemaIsAppliedToAnEmptyDatabaseSchema) {
     Exec(
-        "DROP TABLE video, music, photo, playlist, directory, subtitle, media_index_version, "
-        "index_update, container_update, media_folder");
+        "DROP TABLE video, music, photo, playlist_entry, playlist, directory, subtitle, "
+        "media_index_version, index_update, container_update, media_folder");
     Exec("DROP FUNCTION calyx_index_changed");
+    Exec("DROP FUNCTION calyx_photo_month");
     EXPECT_EQ(Index({MediaFile("photo")}).added, 2u);
     EXPECT_EQ(Count("photo"), 2);
-    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "5");
+    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "6");
     EXPECT_NE(ExecParams("SELECT system_update_id FROM index_update", {}), "0");
 }
 

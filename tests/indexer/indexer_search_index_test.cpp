@@ -60,7 +60,7 @@ TEST_F(SearchIndex, LoadingTheSchemaAgainChangesNothing) {
                          "WHERE schemaname = $1",
                          {schema()}),
               before);
-    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "5");
+    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "6");
 }
 
 }  // namespace

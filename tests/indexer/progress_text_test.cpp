@@ -65,5 +65,16 @@ TEST(ProgressText, SummaryWithTheFirstReasons) {
     EXPECT_EQ(SummaryText(s, 2).find("failed:"), std::string::npos);
 }
 
+TEST(ProgressText, SummaryCountsPlaylistEntries) {
+    IndexSummary s;
+    EXPECT_EQ(SummaryText(s, 2).find("playlist"), std::string::npos);
+    s.playlistEntries.entries = 7;
+    s.playlistEntries.missing = 2;
+    s.playlistEntries.urls = 1;
+    s.playlistEntries.notUtf8 = 3;
+    EXPECT_NE(SummaryText(s, 2).find("playlist entries: 7 (missing 2, URLs 1, not UTF-8 3)\n"),
+              std::string::npos);
+}
+
 }  // namespace
 }  // namespace calyx_test

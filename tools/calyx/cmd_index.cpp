@@ -72,6 +72,12 @@ Json::Value SummaryJson(const calyx_indexer::IndexSummary& s) {
     out["failed"] = static_cast<Json::UInt64>(s.failed);
     out["foldersAdded"] = static_cast<Json::UInt64>(s.foldersAdded);
     out["foldersRemoved"] = static_cast<Json::UInt64>(s.foldersRemoved);
+    Json::Value playlists(Json::objectValue);
+    playlists["entries"] = static_cast<Json::UInt64>(s.playlistEntries.entries);
+    playlists["missing"] = static_cast<Json::UInt64>(s.playlistEntries.missing);
+    playlists["urls"] = static_cast<Json::UInt64>(s.playlistEntries.urls);
+    playlists["notUtf8"] = static_cast<Json::UInt64>(s.playlistEntries.notUtf8);
+    out["playlistEntries"] = playlists;
     out["seconds"] = s.seconds;
     out["failures"] = Json::Value(Json::arrayValue);
     for (const calyx_indexer::FailedFile& failure : s.failures) {

@@ -27,8 +27,8 @@ const std::vector<DmsEffect>& DmsEffects() {
          "no change: these players read the standard ContentDirectory answers every client gets",
          "the same answers", kOptionsTest},
         {"musiconly", true,
-         "no Video and no Photo container, no videos and photos anywhere (701; a Search in them "
-         "710; their URLs 404)",
+         "no Video, Photo or Photos by Date container, no videos and photos anywhere, in "
+         "playlists neither (701; a Search in them 710; their URLs 404)",
          "every container", kFamiliesTest},
         {"wdtvlive", true, "no change: as `roku`", "the same answers", kOptionsTest},
         {"samsungtv", true,

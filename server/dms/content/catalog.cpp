@@ -67,6 +67,27 @@ bool ParseObjectId(const std::string& text, ObjectId& out) {
         out = ObjectId{};
         return true;
     }
+    if (text == "playlists") {
+        out = ObjectId{};
+        out.kind = ObjectId::kPlaylists;
+        out.table = Calyx::MEDIA_TABLE_PLAYLIST;
+        return true;
+    }
+    if (!text.empty() && text[0] == 'l' && ParseId(text.substr(1), out.id)) {
+        out.kind = ObjectId::kPlaylist;
+        out.table = Calyx::MEDIA_TABLE_PLAYLIST;
+        return true;
+    }
+    if (ParseViewListId(text, out.view)) {
+        out.kind = ObjectId::kViewList;
+        out.table = ViewTable(out.view);
+        return true;
+    }
+    if (ParseGroupId(text, out.view, out.value)) {
+        out.kind = ObjectId::kGroup;
+        out.table = ViewTable(out.view);
+        return true;
+    }
     if (!text.empty() && text[0] == 's' && ParseId(text.substr(1), out.id)) {
         out.kind = ObjectId::kSubtitle;
         out.table = Calyx::MEDIA_TABLE_VIDEO;
@@ -122,11 +143,25 @@ std::string FormatObjectId(const ObjectId& id) {
             return ContainerIdOf(id.table);
         case ObjectId::kSubtitle:
             return "s" + std::to_string(id.id);
+        case ObjectId::kPlaylists:
+            return "playlists";
+        case ObjectId::kPlaylist:
+            return "l" + std::to_string(id.id);
+        case ObjectId::kViewList:
+            return ViewListId(id.view);
+        case ObjectId::kGroup:
+            return GroupId(id.view, id.value);
         case ObjectId::kDirectory:
         case ObjectId::kItem:
             break;
     }
     return TableLetter(id.table) + std::to_string(id.id);
+}
+
+std::string UpdateContainerOf(const ObjectId& id) {
+    if (id.kind == ObjectId::kViewList || id.kind == ObjectId::kGroup)
+        return ContainerIdOf(id.table);
+    return FormatObjectId(id);
 }
 
 namespace {

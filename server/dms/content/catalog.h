@@ -9,22 +9,39 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "calyx/media_db.h"
 #include "calyx/types.h"
 #include "content/item_extras.h"
+#include "content/views.h"
 #include "store/index_connection.h"
 
 namespace calyx_dms {
 
 // Object ids: "0" the root; "music", "video", "photo" every item of a table; "folders"
 // the top directories; "d<id>" a directory row; "m<id>", "v<id>", "p<id>" an item;
-// "s<id>" a subtitle file shown as an item (its table is the video table's).
+// "s<id>" a subtitle file shown as an item (its table is the video table's);
+// "playlists" every playlist, "l<id>" a playlist row; the lists of a view ("artists",
+// ...) and its groups ("ar<hex>", "y2018", ...: content/views.h).
 struct ObjectId {
-    enum Kind { kRoot, kTable, kFolders, kDirectory, kItem, kSubtitle } kind = kRoot;
+    enum Kind {
+        kRoot,
+        kTable,
+        kFolders,
+        kDirectory,
+        kItem,
+        kSubtitle,
+        kPlaylists,
+        kPlaylist,
+        kViewList,
+        kGroup
+    } kind = kRoot;
     Calyx::MEDIA_TABLE_TYPE table = Calyx::MEDIA_TABLE_MUSIC;
     long long id = 0;
+    View view = View::kArtist;  // kViewList, kGroup
+    std::string value;          // kGroup: the group's value
 };
 
 // False for text that is not one of the forms above.
@@ -68,6 +85,18 @@ struct Entry {
     ItemExtras extras;
     bool subtitle = false;
 };
+
+// A group of a view: its value, its number of items and (albums) its cover: the
+// embedded picture of one of its songs, else the cover file of one of their folders.
+struct Group {
+    std::string value;
+    long long count = 0;     // its items
+    long long children = 0;  // its container's children: its items, or a year's months
+    CoverFacts cover;
+};
+
+// The update-id name of an object's container: a view's containers follow their table's.
+std::string UpdateContainerOf(const ObjectId& id);
 
 // The current row of `db` (a Select of ItemColumns(entry.table)) into `entry.info`, the
 // columns beyond the record and the row's extras; false when the row cannot be read.
@@ -137,6 +166,19 @@ public:
     long long MergedPage(const std::vector<Listing>& listings, const std::string& orderBy,
                          long long offset, long long limit,
                          const std::function<void(const Entry&)>& row, long long& total);
+    // The groups of `view` under `within` (a year for months, else ""), in value order: the
+    // number of groups in `total`, those from `offset` on, at most `limit`, handed to
+    // `row`. Returns the number handed over, or -1 when a query fails.
+    long long GroupPage(View view, const std::string& within, long long offset, long long limit,
+                        const std::function<void(const Group&)>& row, long long& total);
+    // The group `value` of `view`: 1 found (with its count and cover), 0 none, -1 failed.
+    int FindGroup(View view, const std::string& value, Group& group);
+    // The items of playlist `id` in the playlist's order, of the tables in `tables` only:
+    // entries that name no shown item of those tables are left out; a file named twice is
+    // listed twice. Counts, paging and the result as for Page.
+    long long PlaylistPage(long long id, const std::vector<Calyx::MEDIA_TABLE_TYPE>& tables,
+                           long long offset, long long limit,
+                           const std::function<void(const Entry&)>& row, long long& total);
     // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
     // the update id is next read, so a count may be up to a stamp period old. Hidden rows
     // (of a media folder that is gone for the moment) are never counted, listed or found.
@@ -163,6 +205,12 @@ public:
 
 private:
     static constexpr int kStampSeconds = 1;
+    // The count of `sql` (which selects a column "value") kept under `key` like Count's.
+    long long CachedNumber(const std::string& key, const std::string& sql);
+    // The rows named by `keys` (table letter, id) handed to `row` in that order; a key
+    // whose row is gone meanwhile is skipped. The number handed over, or -1.
+    long long HandRows(const std::vector<std::pair<char, long long>>& keys,
+                       const std::function<void(const Entry&)>& row);
     long long CountSubtitles(const std::string& condition);
     // Runs the statement of the page of `listing` from `first`, at most `wanted` rows, in
     // `db` (replaced when a first attempt from a mark came out short); its row count or -1.

@@ -12,19 +12,24 @@ namespace {
 
 // A folder's cover, as one text: "<id> <width> <height> <scaled 0|1> <mime>".
 std::string FolderCoverColumn(const char* table) {
-    return std::string(
-               ", (SELECT concat_ws(' ', d.id, d.cover_width, d.cover_height, "
-               "(d.cover_thumbnail <> '')::int, d.cover_mime) FROM directory d "
-               "WHERE d.id = ") +
-           table + ".parent_id AND d.cover_original <> '') AS folder_cover";
+    return ", (SELECT " + CoverTextSql("d") + " FROM directory d WHERE d.id = " + table +
+           ".parent_id AND d.cover_original <> '') AS folder_cover";
 }
 
 long long Number(const std::string& text) {
     return strtoll(text.c_str(), nullptr, 10);
 }
 
-// "<id> <width> <height> <scaled> <mime>" into `cover`, held by row `owner` `id`.
-void ReadCoverText(const std::string& text, char owner, CoverFacts& cover) {
+}  // namespace
+
+std::string CoverTextSql(const std::string& alias) {
+    const std::string a = alias + ".";
+    return "concat_ws(' ', " + a + "id, " + a + "cover_width, " + a + "cover_height, (" + a +
+           "cover_thumbnail <> '')::int, " + a + "cover_mime)";
+}
+
+// "<id> <width> <height> <scaled> <mime>"
+void ParseCoverText(const std::string& text, char owner, CoverFacts& cover) {
     std::vector<std::string> fields = Calyx::StringExplode(text, " ");
     if (fields.size() != 5)
         return;
@@ -35,8 +40,6 @@ void ReadCoverText(const std::string& text, char owner, CoverFacts& cover) {
     cover.scaled = fields[3] == "1";
     cover.mime = fields[4];
 }
-
-}  // namespace
 
 std::string ItemColumns(Calyx::MEDIA_TABLE_TYPE table) {
     switch (table) {
@@ -75,7 +78,7 @@ void ReadItemExtras(Calyx::MediaDB& db, Calyx::MEDIA_TABLE_TYPE table, long long
         extras.cover.small = db.FetchField("cover_small");
         extras.cover.scaled = !extras.cover.thumbnail.empty() && !extras.cover.small.empty();
     } else if (table == Calyx::MEDIA_TABLE_MUSIC || table == Calyx::MEDIA_TABLE_VIDEO) {
-        ReadCoverText(db.FetchField("folder_cover"), 'd', extras.cover);
+        ParseCoverText(db.FetchField("folder_cover"), 'd', extras.cover);
     }
     extras.large = db.FetchField("large");
     for (const std::string& subtitle : Calyx::StringExplode(db.FetchField("subtitles"), ",")) {

@@ -36,6 +36,13 @@ struct ItemExtras {
     long long firstVideoThumbnail = 0;  // a folder: id of its first video with a thumbnail
 };
 
+// The SQL text of the cover held by the row `alias` of the music or directory table, as
+// ParseCoverText reads it ('' when the row holds none).
+std::string CoverTextSql(const std::string& alias);
+// A cover's text into `cover`, held by a row of the table of letter `owner`; `cover` is
+// unchanged for an empty text.
+void ParseCoverText(const std::string& text, char owner, CoverFacts& cover);
+
 // The select list that reads a row of `table` with its extras: "*" and the subselects
 // that ReadItemExtras reads.
 std::string ItemColumns(Calyx::MEDIA_TABLE_TYPE table);

@@ -71,23 +71,32 @@ long long Catalog::MergedPage(const std::vector<Listing>& listings, const std::s
             keys.emplace_back(db.FetchField("t")[0],
                               strtoll(db.FetchField("id").c_str(), nullptr, 10));
     }
-    // Each table's rows of the page, in the page's order. The result sets are complete
-    // once a statement has run, so reading them in turn on one connection is safe.
+    return HandRows(keys, row);
+}
+
+long long Catalog::HandRows(const std::vector<std::pair<char, long long>>& keys,
+                            const std::function<void(const Entry&)>& row) {
+    DBConnect* conn = Conn();
+    if (conn == nullptr)
+        return -1;
+    // Each table's rows of the page, in the page's order (a row named twice comes twice).
+    // The result sets are complete once a statement has run, so reading them in turn on
+    // one connection is safe.
     std::map<char, std::unique_ptr<Calyx::MediaDB>> cursors;
-    for (const Listing& listing : listings) {
-        const char letter = TableLetter(listing.table);
-        std::string ids;
-        for (const auto& key : keys) {
-            if (key.first != letter)
-                continue;
-            ids += (ids.empty() ? "" : ",") + std::to_string(key.second);
-        }
-        if (ids.empty())
+    std::map<char, std::string> ids;
+    for (const auto& key : keys) {
+        std::string& list = ids[key.first];
+        list += (list.empty() ? "" : ",") + std::to_string(key.second);
+    }
+    for (const auto& [letter, list] : ids) {
+        Calyx::MEDIA_TABLE_TYPE table;
+        if (!TableOfLetter(letter, table))
             continue;
-        auto db = std::make_unique<Calyx::MediaDB>(listing.table, conn);
-        db->AddCondition("id IN (" + ids + ")");
-        if (db->Select(ItemColumns(listing.table),
-                       "array_position(ARRAY[" + ids + "]::bigint[], id)", 0, 0, "") < 0)
+        const std::string name = SqlTableOf(table);
+        auto db = std::make_unique<Calyx::MediaDB>(table, conn);
+        if (db->Execute("SELECT " + ItemColumns(table) + " FROM " + name + " JOIN unnest(ARRAY[" +
+                        list + "]::bigint[]) WITH ORDINALITY AS page_key(key_id, key_n) ON " +
+                        name + ".id = page_key.key_id ORDER BY page_key.key_n") < 0)
             return -1;
         cursors[letter] = std::move(db);
     }

@@ -256,6 +256,16 @@ std::vector<Resource> ResourcesFor(const Entry& entry, const std::string& baseUr
     return ChooseResources(entry, std::move(candidates), visit);
 }
 
+std::vector<AlbumArt> CoverAlbumArt(const CoverFacts& cover, const std::string& baseUrl,
+                                    const ClientVisit& visit) {
+    if (cover.owner == 0)
+        return {};
+    AlbumArt art = CoverArt(cover, baseUrl, visit);
+    if (art.url.empty())
+        return {};
+    return {art};
+}
+
 std::vector<AlbumArt> AlbumArtFor(const Entry& entry, const std::string& baseUrl,
                                   ClientVisit& visit) {
     const ZEVO_MEDIA_INFO& info = entry.info;

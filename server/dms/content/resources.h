@@ -63,6 +63,11 @@ std::vector<Resource> ResourcesFor(const Entry& entry, const std::string& baseUr
 std::vector<AlbumArt> AlbumArtFor(const Entry& entry, const std::string& baseUrl,
                                   ClientVisit& visit);
 
+// The album art of a cover (an album's, say) for the client of `visit`; empty when the
+// cover has no form the client can be given.
+std::vector<AlbumArt> CoverAlbumArt(const CoverFacts& cover, const std::string& baseUrl,
+                                    const ClientVisit& visit);
+
 // The sources, in the order ResourcesFor calls them; each appends what the row has.
 void AddOriginal(const Entry& entry, const std::string& baseUrl, ClientVisit& visit,
                  std::vector<Resource>& out);

@@ -25,6 +25,7 @@ struct PageRequest {
     long long offset = 0;
     long long limit = 0;
     std::string orderBy;
+    bool sorted = false;  // the client named an order (SortCriteria)
 };
 
 // What a worker found for Browse or Search: the page, or the UPnP error to answer.
@@ -63,12 +64,42 @@ struct RootChild {
     Calyx::MEDIA_TABLE_TYPE table;
 };
 
+// The tables and folders first, then the views and the playlists (ids: ParseObjectId).
 const RootChild kRootChildren[] = {
     {"music", "music", Calyx::MEDIA_TABLE_MUSIC},
     {"video", "video", Calyx::MEDIA_TABLE_VIDEO},
     {"photo", "photo", Calyx::MEDIA_TABLE_PHOTO},
     {"folders", "folder", Calyx::MEDIA_TABLE_DIRECTORY},
+    {"artists", "music_by_artist", Calyx::MEDIA_TABLE_MUSIC},
+    {"albums", "music_by_album", Calyx::MEDIA_TABLE_MUSIC},
+    {"genres", "music_by_genre", Calyx::MEDIA_TABLE_MUSIC},
+    {"dates", "photo_by_date", Calyx::MEDIA_TABLE_PHOTO},
+    {"playlists", "playlists", Calyx::MEDIA_TABLE_PLAYLIST},
 };
+
+const RootChild* RootChildOf(const std::string& id) {
+    for (const RootChild& child : kRootChildren)
+        if (id == child.id)
+            return &child;
+    return nullptr;
+}
+
+// The text of a group's title: its value, or for songs without the tag "Unknown ...".
+const char* UnknownKey(View view) {
+    return view == View::kArtist  ? "unknown_artist"
+           : view == View::kAlbum ? "unknown_album"
+                                  : "unknown";
+}
+
+// The tables whose items the visit's client is shown.
+std::vector<Calyx::MEDIA_TABLE_TYPE> ShownTables(const ClientVisit& visit) {
+    std::vector<Calyx::MEDIA_TABLE_TYPE> tables;
+    for (Calyx::MEDIA_TABLE_TYPE table :
+         {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO})
+        if (!HiddenFrom(visit, table))
+            tables.push_back(table);
+    return tables;
+}
 
 // An action's text argument ("" when missing).
 std::string TextArgument(GUPnPServiceAction* action, const char* name) {
@@ -99,7 +130,9 @@ bool ReadPageArguments(GUPnPServiceAction* action, PageRequest& page) {
         return false;
     }
     page.limit = count == 0 ? kMaxPage : std::min(count, kMaxPage);
-    if (!SortToSql(TextArgument(action, "SortCriteria"), page.orderBy)) {
+    const std::string sort = TextArgument(action, "SortCriteria");
+    page.sorted = !sort.empty();
+    if (!SortToSql(sort, page.orderBy)) {
         gupnp_service_action_return_error(action, 709, "Unsupported or invalid sort criteria");
         return false;
     }
@@ -169,6 +202,9 @@ void ReturnAnswer(GUPnPServiceAction* action, const PageAnswer& answer) {
 void WriteRow(DidlWriter& didl, const Entry& row, const std::string& parentId) {
     if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
         didl.Folder(row, DirectoryParent(row.info), DirectoryTitle(row.info));
+    else if (row.table == Calyx::MEDIA_TABLE_PLAYLIST)
+        didl.Container("l" + std::to_string(row.info.id), "playlists", DirectoryTitle(row.info), -1,
+                       "object.container.playlistContainer");
     else if (row.subtitle && parentId.empty())
         didl.Item(row, "d" + std::to_string(row.info.parent_id));
     else
@@ -217,6 +253,50 @@ long long WriteFolderPage(Catalog& catalog, DidlWriter& didl, long long id,
         [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, subtitleTotal);
     total += subtitleTotal;
     return last < 0 ? -1 : handed + more + last;
+}
+
+// The number of children of a container of the root; -1 when a query failed.
+long long RootChildCount(Catalog& catalog, const RootChild& child) {
+    ObjectId id;
+    if (!ParseObjectId(child.id, id))
+        return -1;
+    long long total = 0;
+    switch (id.kind) {
+        case ObjectId::kFolders:
+            return catalog.Count(id.table, "parent_id = 0");
+        case ObjectId::kViewList:
+            return catalog.GroupPage(
+                       id.view, "", 0, 0, [](const Group&) {}, total) < 0
+                       ? -1
+                       : total;
+        default:
+            break;
+    }
+    return catalog.Count(id.table, "");
+}
+
+// The parent of a group's container: its year for a month, else its view's list.
+std::string GroupParent(View view, const std::string& value) {
+    return view == View::kMonth ? GroupId(View::kYear, value.substr(0, 4)) : ViewListId(view);
+}
+
+// The SQL condition that keeps a search inside `container` (a table's container, a folder,
+// a group or playlists); "" for the root and the lists of the views.
+std::string SearchScope(const ObjectId& container) {
+    switch (container.kind) {
+        case ObjectId::kDirectory:
+            return "parent_id = " + std::to_string(container.id);
+        case ObjectId::kGroup:
+            return GroupCondition(container.view, container.value);
+        case ObjectId::kPlaylist:
+            return "path IN (SELECT target FROM playlist_entry WHERE playlist_id = " +
+                   std::to_string(container.id) + ")";
+        case ObjectId::kPlaylists:
+            return "path IN (SELECT target FROM playlist_entry)";
+        default:
+            break;
+    }
+    return "";
 }
 
 // The library's share of the request: identification, video profiles and formatting,
@@ -331,6 +411,14 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
     });
 }
 
+void ContentDirectory::WriteGroup(DidlWriter& didl, View view, const Group& group,
+                                  const std::string& parentId, ClientVisit& visit) const {
+    const std::string title =
+        group.value.empty() ? texts_.Translate(UnknownKey(view)) : group.value;
+    didl.Container(GroupId(view, group.value), parentId, title, group.children, GroupClass(view),
+                   CoverAlbumArt(group.cover, baseUrl_, visit));
+}
+
 PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                                           const BrowseRequest& request) const {
     const ObjectId& object = request.object;
@@ -339,7 +427,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
     // A container answers its own update id, an item the system's.
     long long stamp = object.kind == ObjectId::kItem
                           ? catalog.SystemUpdateId()
-                          : catalog.ContainerUpdateId(FormatObjectId(object));
+                          : catalog.ContainerUpdateId(UpdateContainerOf(object));
     DidlWriter didl(baseUrl_, visit);
     if (visit.checker->m_isSamsungTV) {
         // Without the bookmark table (not created) the answer has no positions.
@@ -364,34 +452,77 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
             total = static_cast<long long>(children.size());
             for (long long i = offset; i < total && returned < limit; ++i, ++returned) {
                 const RootChild* child = children[static_cast<size_t>(i)];
-                long long childCount = child->table == Calyx::MEDIA_TABLE_DIRECTORY
-                                           ? catalog.Count(child->table, "parent_id = 0")
-                                           : catalog.Count(child->table, "");
-                didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
-                               "object.container.storageFolder");
+                didl.Container(child->id, "0", texts_.Translate(child->textKey),
+                               RootChildCount(catalog, *child), "object.container.storageFolder");
             }
         }
-    } else if (object.kind == ObjectId::kTable || object.kind == ObjectId::kFolders) {
-        const RootChild* child = nullptr;
-        for (const RootChild& c : kRootChildren)
-            if (c.table == object.table)
-                child = &c;
+    } else if (request.metadata && RootChildOf(FormatObjectId(object)) != nullptr) {
+        const RootChild* child = RootChildOf(FormatObjectId(object));
+        const long long childCount = RootChildCount(catalog, *child);
+        ok = childCount >= 0;
+        didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
+                       "object.container.storageFolder");
+        returned = total = 1;
+    } else if (object.kind == ObjectId::kPlaylists) {
+        returned = WritePage(catalog, didl, {{Calyx::MEDIA_TABLE_PLAYLIST, ""}}, request.page,
+                             "playlists", total);
+        ok = returned >= 0;
+    } else if (object.kind == ObjectId::kViewList ||
+               (object.kind == ObjectId::kGroup && object.view == View::kYear &&
+                !request.metadata)) {
+        // A view's groups, or a year's months.
+        const View view = object.kind == ObjectId::kViewList ? object.view : View::kMonth;
+        const std::string parent = FormatObjectId(object);
+        returned = catalog.GroupPage(
+            view, object.kind == ObjectId::kGroup ? object.value : "", offset, limit,
+            [&](const Group& group) { WriteGroup(didl, view, group, parent, visit); }, total);
+        ok = returned >= 0;
+    } else if (object.kind == ObjectId::kGroup) {
         if (request.metadata) {
-            long long childCount = object.kind == ObjectId::kFolders
-                                       ? catalog.Count(object.table, "parent_id = 0")
-                                       : catalog.Count(object.table, "");
-            ok = childCount >= 0;
-            didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
-                           "object.container.storageFolder");
+            Group group;
+            const int found = catalog.FindGroup(object.view, object.value, group);
+            if (found == 0)
+                return PageAnswer::Error(701, "No such object");
+            ok = found > 0;
+            if (ok)
+                WriteGroup(didl, object.view, group, GroupParent(object.view, object.value), visit);
             returned = total = 1;
         } else {
-            std::vector<Listing> listings = object.kind == ObjectId::kFolders
-                                                ? DirectoryListings(0, visit)
-                                                : TableListings(object.table, visit);
-            returned = WritePage(catalog, didl, listings, request.page,
-                                 object.kind == ObjectId::kFolders ? "folders" : "", total);
+            PageRequest page = request.page;
+            if (!page.sorted)
+                page.orderBy = GroupItemOrder(object.view);
+            returned = WritePage(catalog, didl,
+                                 {{object.table, GroupCondition(object.view, object.value)}}, page,
+                                 FormatObjectId(object), total);
             ok = returned >= 0;
         }
+    } else if (object.kind == ObjectId::kPlaylist) {
+        auto entry = std::make_unique<Entry>();
+        const int found = catalog.Find(object.table, object.id, *entry);
+        if (found == 0)
+            return PageAnswer::Error(701, "No such object");
+        ok = found > 0;
+        const std::string id = FormatObjectId(object);
+        if (ok && request.metadata) {
+            long long count = 0;
+            ok = catalog.PlaylistPage(
+                     object.id, ShownTables(visit), 0, 0, [](const Entry&) {}, count) >= 0;
+            didl.Container(id, "playlists", DirectoryTitle(entry->info), count,
+                           "object.container.playlistContainer");
+            returned = total = 1;
+        } else if (ok) {
+            returned = catalog.PlaylistPage(
+                object.id, ShownTables(visit), offset, limit,
+                [&didl, &id](const Entry& row) { WriteRow(didl, row, id); }, total);
+            ok = returned >= 0;
+        }
+    } else if (object.kind == ObjectId::kTable || object.kind == ObjectId::kFolders) {
+        std::vector<Listing> listings = object.kind == ObjectId::kFolders
+                                            ? DirectoryListings(0, visit)
+                                            : TableListings(object.table, visit);
+        returned = WritePage(catalog, didl, listings, request.page,
+                             object.kind == ObjectId::kFolders ? "folders" : "", total);
+        ok = returned >= 0;
     } else {
         auto entry = std::make_unique<Entry>();
         const int found = object.kind == ObjectId::kSubtitle
@@ -440,10 +571,12 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
         return;
     }
     std::vector<Listing> listings;
+    const bool oneTable = container.kind == ObjectId::kTable ||
+                          container.kind == ObjectId::kViewList ||
+                          container.kind == ObjectId::kGroup;
     for (Calyx::MEDIA_TABLE_TYPE table :
          {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO}) {
-        if (HiddenFrom(*visit, table) ||
-            (container.kind == ObjectId::kTable && container.table != table))
+        if (HiddenFrom(*visit, table) || (oneTable && container.table != table))
             continue;
         std::string condition;
         if (!CriteriaToSql(criteria, table, condition)) {
@@ -451,8 +584,9 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
                                               "Unsupported or invalid search criteria");
             return;
         }
-        if (container.kind == ObjectId::kDirectory)
-            condition += " AND parent_id = " + std::to_string(container.id);
+        const std::string scope = SearchScope(container);
+        if (!scope.empty())
+            condition = "(" + condition + ") AND " + scope;
         listings.push_back({table, condition});
     }
     AnswerOnWorker(action, visit, "Search", [this, visit, listings, page](Catalog& catalog) {

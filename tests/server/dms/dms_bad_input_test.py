@@ -92,7 +92,7 @@ def main():
                               browse(client, lab, start=start, count=count), 402)
         expect_upnp_error("BrowseFlag", browse(client, lab, flag="BrowseEverything"), 402)
         status, result = browse(client, lab, start="4294967295", count="4294967295")
-        if status != 200 or result.get("NumberReturned") != "0" or result.get("TotalMatches") != "4":
+        if status != 200 or result.get("NumberReturned") != "0" or result.get("TotalMatches") != "9":
             fail("StartingIndex beyond the end: %d %r" % (status, result))
         status, result = browse(client, lab, object_id="video", count="4294967295")
         if status != 200 or result.get("NumberReturned") != "2":

@@ -59,7 +59,9 @@ def main():
         if not re.fullmatch(r"uuid:[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}",
                             facts["udn"]):
             fail("UDN %r" % facts["udn"])
-        if facts["rootTitles"] != ["Music", "Video", "Photo", "Folder"]:
+        if facts["rootTitles"] != ["Music", "Video", "Photo", "Folder", "Music by Artist",
+                                   "Music by Album", "Music by Genre", "Photos by Date",
+                                   "Playlists"]:
             fail("root containers %r" % facts["rootTitles"])
         if facts["status"] != 206 or facts["bytes"] != 1024:
             fail("Range download: status %s, %s bytes" % (facts["status"], facts["bytes"]))
@@ -116,7 +118,7 @@ def main():
             return result
         for object_id, wanted in (
                 ("0", '<container id="0" parentID="-1" restricted="1" searchable="1" '
-                      'childCount="4"><dc:title>Media Server</dc:title>'),
+                      'childCount="9"><dc:title>Media Server</dc:title>'),
                 ("video", '<container id="video" parentID="0" restricted="1" searchable="1" '
                           'childCount="101"><dc:title>Video</dc:title>'),
                 ("d%d" % ids["folder"], '<container id="d%d" parentID="folders"' % ids["folder"]),

@@ -130,7 +130,9 @@ def check_musiconly(lab, typed, plain, rows):
     """A music-only client sees neither videos nor photos, anywhere."""
     root_typed = ids_of(answered("root", *browse(lab, typed, "0")))
     root_plain = ids_of(answered("root", *browse(lab, plain, "0")))
-    if root_plain != ["folders", "music", "photo", "video"] or root_typed != ["folders", "music"]:
+    if root_plain != ["albums", "artists", "dates", "folders", "genres", "music", "photo",
+                      "playlists", "video"] or \
+            root_typed != ["albums", "artists", "folders", "genres", "music", "playlists"]:
         fail("root children: music only %r, other %r" % (root_typed, root_plain))
     for container in ("photo", "video", "p%d" % rows["photo"], "v%d" % rows["video"]):
         status, result = browse(lab, typed, container)

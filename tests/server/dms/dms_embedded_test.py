@@ -129,7 +129,8 @@ def main():
         if seconds > 30:
             fail("discovered and browsed only after %.1f s" % seconds)
         if facts["friendlyName"] != "Media Server" or \
-                facts["rootTitles"] != ["Music", "Video", "Photo", "Folder"]:
+                facts["rootTitles"][:4] != ["Music", "Video", "Photo", "Folder"] or \
+                facts["rootTitles"][-1] != "Playlists":
             fail("untranslated texts: %r %r" % (facts["friendlyName"], facts["rootTitles"]))
         for sub in ("postgresql", "thumbnails", "calyx-dms.log"):
             if not os.path.exists(os.path.join(state, sub)):

@@ -66,6 +66,8 @@ def check_scaling(scaling):
                     "music_deep_ms", "video_deep_ms", "photo_deep_ms", "search_ms"):
             if not positive(result.get(key)):
                 fail("%s: scaling figure %s missing: %r" % (name, key, result.get(key)))
+        if result.get("folder_walk_items") != LIBRARY or not positive(result.get("folder_walk_s")):
+            fail("%s: the walk of the folder found %r songs" % (name, result.get("folder_walk_items")))
         # The page at 80 % of 20 songs holds the last 4; of 2 videos or photos, the last 1.
         for key, wanted in (("folder_deep_returned", 4), ("music_deep_returned", 4),
                             ("video_deep_returned", 1), ("photo_deep_returned", 1)):
