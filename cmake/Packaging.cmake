@@ -18,6 +18,11 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 # summary is set to exactly that default.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 set(CPACK_PACKAGING_INSTALL_PREFIX "/usr")
+# Installed with DESTDIR under the real prefix, so that files outside /usr (the service's
+# unit, configuration and the library's fixed folders) land where they belong.
+set(CPACK_SET_DESTDIR ON)
+# Maintainer scripts with the modes Debian wants (0755, conffiles 0644).
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION "libs")
@@ -59,9 +64,18 @@ contents.")
 
 set(CPACK_DEBIAN_DMS_PACKAGE_NAME "calyx-dms")
 set(CPACK_DEBIAN_DMS_PACKAGE_SECTION "net")
-set(CPACK_COMPONENT_DMS_DEPENDS lib)
+# calyx-tools brings the profile list and `calyx index` / `calyx db init`; PostgreSQL's
+# server programs run the private database cluster; adduser makes the service user.
+set(CPACK_COMPONENT_DMS_DEPENDS lib tools)
+set(CPACK_DEBIAN_DMS_PACKAGE_DEPENDS "postgresql, adduser")
 set(CPACK_DEBIAN_DMS_DESCRIPTION "DLNA/UPnP media server built on libcalyx
-The media server and the indexer that fills its media index.")
+calyx-dms serves media folders to the televisions and players of the local
+network. It indexes them in the background into a PostgreSQL media index: a
+private cluster of its own, or an existing server prepared by calyx db init.
+The package runs it as the service calyx-dms (user calyx, configuration
+/etc/calyx/calyx-dms.conf).")
+set(CPACK_DEBIAN_DMS_PACKAGE_CONTROL_EXTRA
+    "${PROJECT_SOURCE_DIR}/packaging/dms/postinst;${PROJECT_SOURCE_DIR}/packaging/dms/prerm;${PROJECT_SOURCE_DIR}/packaging/dms/postrm;${PROJECT_SOURCE_DIR}/packaging/dms/conffiles")
 
 # The components that something installs into (this file is included last, after every
 # subdirectory), each of which becomes a package carrying the copyright file and the

@@ -47,4 +47,20 @@ bool ApplyMediaIndexSchema(PGconn* conn, std::string& error) {
     return applied;
 }
 
+std::string MediaServerSchemaTransaction() {
+    // Two servers starting at once on one index would race over CREATE ... IF NOT EXISTS.
+    return std::string(
+               "BEGIN; SELECT pg_advisory_xact_lock(hashtext('calyx-dms schema ' || "
+               "current_schema()));\n") +
+           MediaServerSchemaSql() + "\nCOMMIT;";
+}
+
+bool ApplyMediaServerSchema(PGconn* conn, std::string& error) {
+    if (SchemaCommand(conn, MediaServerSchemaTransaction().c_str(), error))
+        return true;
+    std::string rollbackError;
+    SchemaCommand(conn, "ROLLBACK", rollbackError);
+    return false;
+}
+
 }  // namespace calyx_indexer

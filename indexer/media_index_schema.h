@@ -21,6 +21,18 @@ std::string OneLine(const char* message);
 // The schema script, built into the program.
 const char* MediaIndexSchemaSql();
 
+// The script of the media server's own tables (sql/media_server.sql, built in), which
+// live in the index's database and need the index's tables.
+const char* MediaServerSchemaSql();
+
+// MediaServerSchemaSql() as one transaction that waits for any other program applying it
+// at the same moment (an advisory lock per schema). Sent as it is by any connection.
+std::string MediaServerSchemaTransaction();
+
+// Runs MediaServerSchemaTransaction() in the connection's current schema (after
+// ApplyMediaIndexSchema). False with `error` (libpq's reason, on one line) when it fails.
+bool ApplyMediaServerSchema(PGconn* conn, std::string& error);
+
 }  // namespace calyx_indexer
 
 #endif  // CALYX_INDEXER_MEDIA_INDEX_SCHEMA_H

@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
-# make demo: the calyx tool on the shipped sample data, under a temporary root.
+# make demo: the calyx tool on the shipped sample data, under a temporary root, then the
+# media server's one-command start seen by a real control point.
 #
 #   scripts/demo.sh [PATH_TO_CALYX]
 #
 # Shows the road of one request for every sample client, the video profile each client
 # gets for a handful of sample items, the client list saved and edited, the texts, the
-# device facts of this machine and, when a media index server is reachable, a count.
+# device facts of this machine and, when a media index server is reachable, a count. As
+# root it then installs what the server part needs and runs `calyx-dms --media DIR` (as an
+# unprivileged user, on its private database) in a network namespace, browsed by a GUPnP
+# control point in another (scripts/dms-demo.py); as another user it says what it needs.
 set -euo pipefail
 src=$(cd "$(dirname "$0")/.." && pwd)
 calyx=${1:-${CALYX:-$src/build/release/tools/calyx}}
@@ -102,31 +106,33 @@ else
     echo "no media index server reachable ($count); skipped"
 fi
 
-section "calyx-dms: the media server on a namespaced network"
+section "calyx-dms: one command, seen by a real control point on a namespaced network"
 dms=${CALYX_DMS:-$(dirname "$calyx")/../server/dms/calyx-dms}
-# What the section needs besides root: the GUPnP bindings of Debian's Python, ffmpeg for
-# the sample media and the PostgreSQL server (scripts/install-deps.sh --test has them all).
-dms_ready() {
-    [ -x "$dms" ] && command -v ffmpeg >/dev/null && command -v psql >/dev/null &&
-        ls /usr/lib/postgresql/*/bin/initdb >/dev/null 2>&1 &&
-        /usr/bin/python3 -c 'import gi; gi.require_version("GUPnP", "1.6")' 2>/dev/null
-}
-if [ "$(id -u)" -eq 0 ] && dms_ready; then
-    # A throw-away media index server, stopped again whatever happens.
+# What the section needs besides root (network namespaces, a second user): PostgreSQL's
+# server programs, ffmpeg for the sample media and Debian's GUPnP bindings for Python.
+missing=$(bash "$src/scripts/install-deps.sh" --demo --dry-run || true)
+if [ "$(id -u)" -eq 0 ] && [ -n "$missing" ]; then
+    echo "installing what this part needs: $missing"
+    bash "$src/scripts/install-deps.sh" --demo
+    missing=""
+fi
+if [ ! -x "$dms" ]; then
+    echo "calyx-dms is not built ($dms): skipped"
+elif [ "$(id -u)" -eq 0 ]; then
     # shellcheck source=scripts/pg-server.sh
     . "$src/scripts/pg-server.sh"
-    trap 'pg_server_stop; rm -rf "$root"' EXIT
-    pg_server_start "$(unprivileged_user)" "${CALYX_DEMO_PG_PORT:-55498}" >/dev/null
+    unprivileged_user >/dev/null # the user the server runs as (PostgreSQL refuses root)
     CALYX_SOURCE_DIR=$src CALYX_DMS=$(cd "$(dirname "$dms")" && pwd)/calyx-dms CALYX_TOOL=$calyx \
         /usr/bin/python3 "$src/scripts/dms-demo.py"
-    pg_server_stop
 else
-    echo "Run 'sudo make demo' to see calyx-dms serve generated media in a network namespace"
-    echo "to a GUPnP control point in another (needs root for the namespaces, and the packages"
-    echo "of 'bash scripts/install-deps.sh --test'). By hand:"
-    echo "  build/release/tools/calyx index ~/Music ~/Videos"
-    echo "  build/release/server/dms/calyx-dms --profiles data/profiles.json --interface eth0"
-    echo "(docs/server.md explains the settings and the media index it serves)."
+    echo "This part needs root: it makes two network namespaces (the server's and a"
+    echo "player's) and runs the server as a user of its own. Run 'sudo make demo'."
+    if [ -n "$missing" ]; then
+        echo "It also needs these Debian packages, which 'sudo make demo' installs: $missing"
+    fi
+    echo "By hand, on this machine's network:"
+    echo "  build/release/server/dms/calyx-dms --media ~/Music --media ~/Videos"
+    echo "(docs/server.md explains the settings, the service and an existing database)."
 fi
 
 section "calyx-dms: the settings page (client list in a browser)"

@@ -2,11 +2,16 @@
 # Installs the Debian packages that libcalyx needs. Idempotent and quiet when everything
 # is already present.
 #
-#   scripts/install-deps.sh          what building and running need (make build, make demo)
+#   scripts/install-deps.sh          what building and running need (make build)
+#   scripts/install-deps.sh --demo   also what make demo's media server part needs: the
+#                                    PostgreSQL server, ffmpeg for the sample media, a GUPnP
+#                                    control point (Debian's python3-gi) and namespaces
 #   scripts/install-deps.sh --test   also what testing, packaging, benchmarks and fuzzing
 #                                    need (make test, make bench, make fuzz)
 #   scripts/install-deps.sh --armhf  also the cross compilers and the emulator of the
 #                                    32-bit ARM test command (make test-armhf)
+# With --dry-run after the group, it installs nothing and prints the missing packages (none:
+# nothing), exiting 1 when some are missing.
 set -euo pipefail
 
 BUILD_PACKAGES=(
@@ -19,16 +24,21 @@ BUILD_PACKAGES=(
     # password hashes of the settings page of calyx-dms
     libcrypt-dev
 )
+DEMO_PACKAGES=(
+    postgresql ffmpeg gir1.2-gupnp-1.6 python3-gi iproute2 curl
+)
 TEST_PACKAGES=(
+    # the demo's: PostgreSQL, ffmpeg, and the tests of calyx-dms with real clients on
+    # namespaced networks
+    "${DEMO_PACKAGES[@]}"
     libgtest-dev libgmock-dev libbenchmark-dev
-    postgresql
     clang libclang-rt-14-dev clang-tidy
     valgrind
     python3-jsonschema
     lintian file dpkg-dev
-    ffmpeg exiv2
-    # tests of calyx-dms with real clients on namespaced networks
-    gir1.2-gupnp-1.6 python3-gi curl iproute2
+    # systemd-analyze verify of the media server's unit (tests/install)
+    systemd
+    exiv2
     # a real UPnP client of calyx-dms in the tests: VLC with its UPnP discovery
     vlc-bin vlc-plugin-base
     # the settings page of calyx-dms in a real (headless) browser
@@ -40,6 +50,7 @@ ARMHF_PACKAGES=(crossbuild-essential-armhf qemu-user)
 
 PACKAGES=("${BUILD_PACKAGES[@]}")
 case "${1:-}" in
+    --demo) PACKAGES+=("${DEMO_PACKAGES[@]}") ;;
     --test) PACKAGES+=("${TEST_PACKAGES[@]}") ;;
     --armhf) PACKAGES+=("${TEST_PACKAGES[@]}" "${ARMHF_PACKAGES[@]}") ;;
 esac
@@ -50,6 +61,11 @@ for pkg in "${PACKAGES[@]}"; do
         missing+=("$pkg")
     fi
 done
+if [ "${2:-}" = "--dry-run" ]; then
+    [ ${#missing[@]} -eq 0 ] && exit 0
+    echo "${missing[*]}"
+    exit 1
+fi
 [ ${#missing[@]} -eq 0 ] && exit 0
 
 SUDO=""

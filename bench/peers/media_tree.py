@@ -11,9 +11,11 @@ N items and the Video and Photo views N/10.
 """
 
 import os
+import shutil
 import subprocess
 
 FF = ["ffmpeg", "-nostdin", "-loglevel", "error", "-y"]
+LINKS_PER_FILE = 50000
 
 # The main tree's shape: (artists, albums per artist, tracks per album), videos, seconds
 # of the large video.
@@ -86,5 +88,10 @@ def make_library(root, size):
             make(source)
         os.makedirs(os.path.join(media, folder))
         for n in range(count):
-            os.link(source, os.path.join(media, folder, name % n))
+            # A file system bounds the links of one file (ext4: 65,000): a copy per
+            # LINKS_PER_FILE names.
+            copy = "%s.%d" % (source, n // LINKS_PER_FILE)
+            if not os.path.exists(copy):
+                shutil.copyfile(source, copy)
+            os.link(copy, os.path.join(media, folder, name % n))
     return media

@@ -45,7 +45,13 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
         "Fixed paths (ARP table, texts, settings) are read under $CALYX_ROOT when set.",
         "calyx-dms"};
     app.set_version_flag("--version", std::string("calyx-dms ") + CALYX_VERSION_STRING);
-    app.footer("Exit status: 0 after a clean stop, 1 when the server cannot start, 2 bad usage.");
+    app.footer(
+        "As the packaged service: systemctl restart calyx-dms after editing\n"
+        "/etc/calyx/calyx-dms.conf (every setting, commented); log /var/log/calyx/calyx-dms.log.\n"
+        "An existing PostgreSQL server is prepared once with: sudo -u postgres calyx db init\n"
+        "(then --database or 'database =' names it; a server not up yet is waited for).\n"
+        "man calyx-dms and docs/server.md tell the rest.\n"
+        "Exit status: 0 after a clean stop, 1 when the server cannot start, 2 bad usage.");
     CLI::Option* config =
         app.set_config("--config", "", "Configuration file of \"name = value\" lines");
     app.add_option("--media", o.media,

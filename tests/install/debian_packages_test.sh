@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds the Debian packages of a built tree, checks them with lintian (no error tags
 # allowed; warnings are listed), unpacks them with dpkg-deb -x into a temporary root
-# (nothing is installed on the machine), runs the unpacked tool from there and builds and
-# runs the example host against that root.
+# (nothing is installed on the machine), checks the media server's package as a service
+# (service_package_checks.sh), runs the unpacked tool from there and builds and runs the
+# example host against that root.
 #
 #   tests/install/debian_packages_test.sh BUILD_DIR
 set -euo pipefail
@@ -20,14 +21,16 @@ for name in libcalyx0 libcalyx-dev calyx-tools; do
     ls "$stage/debs/${name}_"*.deb >/dev/null 2>&1 || { echo "package $name was not built"; exit 1; }
 done
 
-# lintian: errors fail the check, warnings are shown.
+# lintian: errors fail the check, warnings are shown. The media server's package may
+# carry the tags docs/server.md explains (the library's fixed folders under /var), which
+# service_package_checks.sh holds it to.
 lintian --tag-display-limit 0 "${debs[@]}" >"$stage/lintian.out" 2>/dev/null || true
-if grep -q '^E: ' "$stage/lintian.out"; then
+if grep '^E: ' "$stage/lintian.out" | grep -qv '^E: calyx-dms'; then
     echo "lintian errors:"
     grep '^E: ' "$stage/lintian.out"
     exit 1
 fi
-echo "lintian: no errors; warnings:"
+echo "lintian: no errors outside calyx-dms; warnings:"
 grep '^W: ' "$stage/lintian.out" | sed 's/^/  /' || echo "  (none)"
 
 root=$stage/root
@@ -37,6 +40,12 @@ done
 libdir=$(dirname "$(find "$root/usr/lib" -name 'libcalyx.so.0' | head -n 1)")
 export LD_LIBRARY_PATH=$libdir
 calyx=$root/usr/bin/calyx
+
+# The media server's package as a service (when this build has the server).
+if [ -x "$build/server/dms/calyx-dms" ]; then
+    bash "$src/tests/install/service_package_checks.sh" "$src" "$stage/debs" "$root" \
+        "$stage/lintian.out"
+fi
 
 # The unpacked tool, on the unpacked sample data and schema.
 echo "unpacked tool: $("$calyx" --version)"

@@ -63,6 +63,7 @@ int main(int argc, char** argv) {
     calyx_tool::AddTranslateCommand(app);
 #ifdef CALYX_TOOL_WITH_INDEX
     calyx_tool::AddIndexCommand(app);
+    calyx_tool::AddDbCommand(app);
 #endif
     AddFooters(app);
 

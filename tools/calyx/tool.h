@@ -96,6 +96,7 @@ void AddDeviceCommand(CLI::App& app);
 void AddMediaCommand(CLI::App& app);
 void AddTranslateCommand(CLI::App& app);
 void AddIndexCommand(CLI::App& app);  // built only with the media indexer
+void AddDbCommand(CLI::App& app);     // built only with the media indexer
 
 }  // namespace calyx_tool
 

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "calyx/platform.h"
+#include "indexer/media_index_schema.h"
 
 namespace calyx_dms {
 
@@ -36,24 +37,8 @@ bool Execute(DBConnect* conn, const std::string& sql, ResultPtr* out = nullptr) 
 
 }  // namespace
 
-const char* MediaServerSchemaSql() {
-    return R"sql(
-CREATE TABLE IF NOT EXISTS bookmark (
-    client_mac text   NOT NULL,
-    video_id   bigint NOT NULL REFERENCES video (id) ON DELETE CASCADE,
-    position   bigint NOT NULL CHECK (position > 0),
-    updated    timestamptz NOT NULL DEFAULT now(),
-    PRIMARY KEY (client_mac, video_id)
-);
-CREATE INDEX IF NOT EXISTS bookmark_video ON bookmark (video_id);
-)sql";
-}
-
 bool ApplyServerSchema(DBConnect* conn, std::string& error) {
-    // Two servers starting at once on one index would race over CREATE ... IF NOT EXISTS.
-    if (!Execute(conn, std::string("BEGIN; SELECT pg_advisory_xact_lock(hashtext('calyx-dms "
-                                   "schema ' || current_schema())); ") +
-                           MediaServerSchemaSql() + " COMMIT;")) {
+    if (!Execute(conn, calyx_indexer::MediaServerSchemaTransaction())) {
         Execute(conn, "ROLLBACK");
         error = "cannot create the bookmark table in the media index database";
         return false;

@@ -11,11 +11,8 @@
 
 namespace calyx_dms {
 
-// The server's schema (the bookmark table), applied at start after the index's. Loading
-// it again changes nothing.
-const char* MediaServerSchemaSql();
-
-// Creates the server's tables when missing. False with `error` set when that fails (the
+// Creates the server's tables (the bookmark table; sql/media_server.sql) when missing, as
+// `calyx db init` does. False with `error` set when that fails (the
 // index's own tables must exist first).
 bool ApplyServerSchema(DBConnect* conn, std::string& error);
 

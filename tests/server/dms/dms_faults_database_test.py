@@ -22,17 +22,19 @@ BROWSE = [("ObjectID", "video"), ("BrowseFlag", "BrowseDirectChildren"), ("Filte
 
 
 class Cluster:
-    """A cluster of pg-cluster.sh that can be stopped and started again in place."""
+    """A cluster of pg-cluster.sh that can be stopped and started again in place, on its
+    own socket folder and `port`."""
 
-    def __init__(self, source):
+    def __init__(self, source, port=PORT):
         self.source = source
+        self.port = port
         self.dir = tempfile.mkdtemp(prefix="calyx-pg-faults-")
         os.chmod(self.dir, 0o755)
         os.rmdir(self.dir)  # pg-cluster.sh makes it, owned by the server's user
         self.user = "calyx-test" if os.geteuid() == 0 else ""
         self.bindir = sorted(glob.glob("/usr/lib/postgresql/*/bin"))[-1]
         run("bash", os.path.join(source, "scripts/pg-cluster.sh"), "start", self.dir,
-            *([self.user] if self.user else []), env=dict(os.environ, CALYX_PG_PORT=PORT))
+            *([self.user] if self.user else []), env=dict(os.environ, CALYX_PG_PORT=port))
 
     def pg_ctl(self, *args):
         command = [os.path.join(self.bindir, "pg_ctl"), "-D", os.path.join(self.dir, "data"),
@@ -50,7 +52,7 @@ class Cluster:
     def start(self):
         self.pg_ctl("-l", os.path.join(self.dir, "server.log"), "-o",
                     "-c listen_addresses='' -c unix_socket_directories='%s' -p %s -c fsync=off"
-                    % (self.dir, PORT), "start")
+                    % (self.dir, self.port), "start")
 
     def remove(self):
         run("bash", os.path.join(self.source, "scripts/pg-cluster.sh"), "stop", self.dir,

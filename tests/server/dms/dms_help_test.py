@@ -31,7 +31,8 @@ def main():
                    "--hash-password", "--transcodes", "--transcoder", "--host-name",
                    "--max-clients", "--log-collapse-interval", "--statement-timeout",
                    "--follow-links", "--admin-allow-remote", "--admin-login-interval", "--media",
-                   "--state-dir", "--index-workers", "--pg-bindir", "--version"):
+                   "--state-dir", "--index-workers", "--pg-bindir", "--version",
+                   "/etc/calyx/calyx-dms.conf", "calyx db init"):
         if option not in result.stdout:
             fail("--help does not mention " + option)
     # --hash-password needs no other setting; an empty password is refused.
