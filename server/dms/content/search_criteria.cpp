@@ -125,6 +125,25 @@ bool Relation(const std::string& property, const std::string& op, const std::str
 
 }  // namespace
 
+bool AsksForContainerClass(const std::string& criteria, const std::string& upnpClass) {
+    std::vector<std::string> tokens;
+    if (criteria.size() > kMaxCriteriaBytes || !Tokenize(criteria, tokens))
+        return false;
+    for (size_t i = 0; i + 2 < tokens.size(); ++i) {
+        if (tokens[i] != "upnp:class" || tokens[i + 2].empty() || tokens[i + 2][0] != '"')
+            continue;
+        const std::string value = tokens[i + 2].substr(1);
+        if (value.compare(0, 16, "object.container") != 0)
+            continue;
+        if (tokens[i + 1] == "=" && value == upnpClass)
+            return true;
+        if (tokens[i + 1] == "derivedfrom" &&
+            (value == upnpClass || upnpClass.compare(0, value.size() + 1, value + ".") == 0))
+            return true;
+    }
+    return false;
+}
+
 const char* SearchCapabilities() {
     return "upnp:class,dc:title,dc:creator,upnp:artist,upnp:album,upnp:genre";
 }

@@ -23,6 +23,11 @@ constexpr size_t kMaxCriteriaRelations = 32;
 // bounds above.
 bool CriteriaToSql(const std::string& criteria, Calyx::MEDIA_TABLE_TYPE table, std::string& sql);
 
+// Whether `criteria` asks for containers of `upnpClass`: a relation upnp:class "=" that
+// class, or "derivedfrom" a container class it derives from ("object.container.album"
+// for "object.container.album.musicAlbum"). Media players search a list of groups so.
+bool AsksForContainerClass(const std::string& criteria, const std::string& upnpClass);
+
 // "+dc:title,-dc:date" as an ORDER BY list (id breaks ties; titles in the index's title
 // collation); no criteria sorts by title. False for other properties.
 bool SortToSql(const std::string& sortCriteria, std::string& orderBy);

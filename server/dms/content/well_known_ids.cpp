@@ -10,9 +10,9 @@ struct WellKnown {
 };
 
 const WellKnown kWellKnown[] = {
-    {"1", "music"},  {"4", "music"}, {"5", "music"}, {"6", "music"},
-    {"7", "music"},  {"F", "music"}, {"2", "video"}, {"8", "video"},
-    {"15", "video"}, {"3", "photo"}, {"B", "photo"}, {"16", "photo"},
+    {"1", "music"},  {"4", "music"},     {"5", "genres"}, {"6", "artists"},
+    {"7", "albums"}, {"F", "playlists"}, {"2", "video"},  {"8", "video"},
+    {"15", "video"}, {"3", "photo"},     {"B", "photo"},  {"16", "photo"},
 };
 
 }  // namespace

@@ -8,8 +8,8 @@
 namespace calyx_dms {
 
 // The server's own id for a well-known container id; any other text is returned as it
-// is. The music views ("5" genres, "6" artists, "7" albums, "F" playlists), which these
-// clients only search for containers of their class, are answered from all music.
+// is. The music views are the server's lists of groups: "5" genres, "6" artists, "7"
+// albums, "F" playlists (these clients search them for containers of their class).
 std::string OwnContainerId(const std::string& id);
 
 }  // namespace calyx_dms

@@ -243,6 +243,15 @@ std::string SearchScope(const ObjectId& container) {
     return "";
 }
 
+// The class of the containers a list of groups holds; null for other objects.
+const char* ListedContainerClass(const ObjectId& object) {
+    if (object.kind == ObjectId::kPlaylists)
+        return "object.container.playlistContainer";
+    if (object.kind == ObjectId::kViewList && object.view != View::kYear)
+        return GroupClass(object.view);
+    return nullptr;
+}
+
 // The library's share of the request: identification, video profiles and formatting,
 // against everything from the request read to the answer made.
 void LogTiming(const char* action, const ClientVisit& visit, long long returned) {
@@ -457,6 +466,18 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
     if (!ParseObjectId(containerText, container) || container.kind == ObjectId::kItem ||
         container.kind == ObjectId::kSubtitle || HiddenFrom(*visit, container.table)) {
         gupnp_service_action_return_error(action, 710, "No such container");
+        return;
+    }
+    // A list of groups (albums, artists, genres, playlists) searched for containers of its
+    // class, as media players search their well-known lists: its groups, as Browse gives them.
+    if (ListedContainerClass(container) &&
+        AsksForContainerClass(criteria, ListedContainerClass(container))) {
+        BrowseRequest request;
+        request.object = container;
+        request.page = page;
+        AnswerOnWorker(action, visit, "Search", [this, visit, request](Catalog& catalog) {
+            return AnswerBrowse(catalog, *visit, request);
+        });
         return;
     }
     std::vector<Listing> listings;

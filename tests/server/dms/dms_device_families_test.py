@@ -171,16 +171,26 @@ def check_ms_requests(lab, client, rows, kind):
             "+upnp:class,+dc:title", headers=[agent]))
         if ids_of(result) != [music] or result["TotalMatches"] != "1":
             fail("search in %s: %r" % (container, result))
-    # Albums, artists, genres and playlists are searched for by their container class:
-    # answered, with no such containers.
-    for container, cls in (("7", "object.container.album.musicAlbum"),
-                           ("6", "object.container.person.musicArtist"),
-                           ("5", "object.container.genre.musicGenre"),
-                           ("F", "object.container.playlistContainer")):
-        result = answered("search %s" % container, *search(
-            lab, client, container, 'upnp:class = "%s"' % cls, "+dc:title", headers=[agent]))
-        if result["TotalMatches"] != "0":
-            fail("search for %s in %s: %r" % (cls, container, result))
+    # Albums, artists, genres and playlists are searched for by their container class (the
+    # Xbox asks "derivedfrom"): answered with the server's lists of them, as Browse gives
+    # them; the song's album, artist and genre each make one.
+    for container, own, cls, least in (
+            ("7", "albums", "object.container.album.musicAlbum", 1),
+            ("6", "artists", "object.container.person.musicArtist", 1),
+            ("5", "genres", "object.container.genre.musicGenre", 1),
+            ("F", "playlists", "object.container.playlistContainer", 0)):
+        listed = answered("browse %s" % own, *browse(lab, client, own, headers=[agent]))
+        for relation in ("=", "derivedfrom"):
+            result = answered("search %s" % container, *search(
+                lab, client, container, 'upnp:class %s "%s"' % (relation, cls), "+dc:title",
+                headers=[agent]))
+            if ids_of(result) != ids_of(listed) or len(ids_of(result)) < least or \
+                    result["TotalMatches"] != listed["TotalMatches"]:
+                fail("search for %s in %s: %r, the list %r" % (cls, container, result, listed))
+            classes = {e.findtext("{urn:schemas-upnp-org:metadata-1-0/upnp/}class")
+                       for e in ET.fromstring(result["Result"])}
+            if classes - {cls}:
+                fail("search for %s in %s gave classes %r" % (cls, container, classes))
     # Videos ("15") and pictures ("16") browsed, the object named ContainerID by the Xbox.
     for container, expected in (("15", [video]), ("16", [photo]), ("8", [video]),
                                 ("B", [photo])):

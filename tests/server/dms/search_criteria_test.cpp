@@ -96,6 +96,22 @@ TEST(SortCriteria, ClassIsNoOrder) {
     EXPECT_EQ(order, "date DESC, id ASC");
 }
 
+// Media players search their lists of albums, artists, genres and playlists for containers
+// of the list's class, by the class itself or one above it.
+TEST(SearchCriteria, AsksForContainerClass) {
+    const std::string album = "object.container.album.musicAlbum";
+    EXPECT_TRUE(AsksForContainerClass("upnp:class = \"" + album + "\"", album));
+    EXPECT_TRUE(AsksForContainerClass(
+        "(upnp:class derivedfrom \"object.container.album\") and @refID exists false", album));
+    EXPECT_TRUE(AsksForContainerClass("upnp:class derivedfrom \"object.container\"", album));
+    EXPECT_FALSE(AsksForContainerClass("upnp:class = \"object.container.album\"", album));
+    EXPECT_FALSE(AsksForContainerClass("upnp:class derivedfrom \"object.container.alb\"", album));
+    EXPECT_FALSE(AsksForContainerClass("upnp:class derivedfrom \"object.item.audioItem\"", album));
+    EXPECT_FALSE(AsksForContainerClass("dc:title contains \"object.container\"", album));
+    EXPECT_FALSE(AsksForContainerClass("*", album));
+    EXPECT_FALSE(AsksForContainerClass("upnp:class = \"" + album, album));
+}
+
 // Windows Media Player and the Xbox ask for objects that refer to no other.
 TEST(SearchCriteria, NoObjectRefersToAnother) {
     std::string sql;
@@ -112,8 +128,10 @@ TEST(SearchCriteria, NoObjectRefersToAnother) {
 // The well-known container ids of those clients name the server's own containers.
 TEST(WellKnownIds, NameOwnContainers) {
     EXPECT_EQ(OwnContainerId("4"), "music");
-    EXPECT_EQ(OwnContainerId("7"), "music");
-    EXPECT_EQ(OwnContainerId("F"), "music");
+    EXPECT_EQ(OwnContainerId("5"), "genres");
+    EXPECT_EQ(OwnContainerId("6"), "artists");
+    EXPECT_EQ(OwnContainerId("7"), "albums");
+    EXPECT_EQ(OwnContainerId("F"), "playlists");
     EXPECT_EQ(OwnContainerId("15"), "video");
     EXPECT_EQ(OwnContainerId("8"), "video");
     EXPECT_EQ(OwnContainerId("16"), "photo");
