@@ -91,6 +91,7 @@ init ready "$server user=postgres"
 expect ready 0 'the role "admin" exists'
 expect ready 0 'the database "calyx" exists'
 expect ready 0 "ready; start the media server with --database 'host=$tmp port=$port'"
+expect ready 0 "(or the line: database = \"host=$tmp port=$port\" in its configuration file)"
 tables=$(sql admin calyx "SELECT string_agg(tablename || ':' || tableowner, ' ' ORDER BY tablename)
     FROM pg_tables WHERE tablename IN ('video', 'music', 'photo', 'bookmark')")
 [ "$tables" = "bookmark:admin music:admin photo:admin video:admin" ] ||

@@ -6,7 +6,8 @@
 #     its maintainer scripts make the user calyx and give it that folder;
 #   - it depends on the tool package (profile list, indexer, `calyx db init`), on
 #     PostgreSQL's server and on adduser;
-#   - the configuration and the manual page name every setting of `calyx-dms --help`;
+#   - the configuration and the manual page name every setting of `calyx-dms --help`, and
+#     the server accepts the configuration as shipped and with every example in force;
 #   - the programs and the library are hardened (bind now, relro, PIE, fortified calls);
 #   - `systemd-analyze verify --root` accepts the unit in a tree holding the unpacked
 #     packages and the system's own unit files;
@@ -65,6 +66,14 @@ while read -r flag; do
         fail "the configuration does not name the setting ${flag#--}"
     grep -qE -- "${flag}([^a-z-]|\$)" "$work/man" || fail "the manual page does not name $flag"
 done <"$work/settings"
+# The server reads the file as shipped, and with every example line in force (the settings
+# page's hash is a placeholder): --hash-password parses the whole configuration first.
+conf=$root/etc/calyx/calyx-dms.conf
+sed -E 's/^#([a-z][a-z-]* = )/\1/' "$conf" | grep -v '^admin-password-hash' >"$work/every.conf"
+for file in "$conf" "$work/every.conf"; do
+    echo secret | "$root/usr/bin/calyx-dms" --config "$file" --hash-password >"$work/hash" 2>&1 ||
+        { cat "$work/hash"; fail "calyx-dms refuses the configuration ${file##*/}"; }
+done
 # The lines that are set hold what the service needs.
 grep -qx 'state-dir = /var/lib/calyx' "$root/etc/calyx/calyx-dms.conf" || fail "no state-dir line"
 grep -qx 'log = /var/log/calyx/calyx-dms.log' "$root/etc/calyx/calyx-dms.conf" || fail "no log line"

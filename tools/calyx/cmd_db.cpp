@@ -152,8 +152,9 @@ void RunInit(const std::string& conninfo) {
     const char* port = PQport(index.get());
     const std::string server =
         ServerSetting(PQhost(index.get()), port != nullptr ? port : "", params);
-    Say("ready; start the media server with --database '" + server + "' (or 'database = " + server +
-        "' in its configuration file)");
+    // A configuration value with blanks is quoted, or it would be read as several values.
+    Say("ready; start the media server with --database '" + server +
+        "' (or the line: database = \"" + server + "\" in its configuration file)");
 }
 
 }  // namespace

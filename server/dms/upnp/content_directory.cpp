@@ -17,16 +17,10 @@
 #include "content/search_criteria.h"
 #include "content/well_known_ids.h"
 #include "upnp/didl.h"
+#include "upnp/listing_pages.h"
+#include "upnp/view_browse.h"
 
 namespace calyx_dms {
-
-// The paging arguments Browse and Search share.
-struct PageRequest {
-    long long offset = 0;
-    long long limit = 0;
-    std::string orderBy;
-    bool sorted = false;  // the client named an order (SortCriteria)
-};
 
 // What a worker found for Browse or Search: the page, or the UPnP error to answer.
 struct PageAnswer {
@@ -84,23 +78,6 @@ const RootChild* RootChildOf(const std::string& id) {
     return nullptr;
 }
 
-// The text of a group's title: its value, or for songs without the tag "Unknown ...".
-const char* UnknownKey(View view) {
-    return view == View::kArtist  ? "unknown_artist"
-           : view == View::kAlbum ? "unknown_album"
-                                  : "unknown";
-}
-
-// The tables whose items the visit's client is shown.
-std::vector<Calyx::MEDIA_TABLE_TYPE> ShownTables(const ClientVisit& visit) {
-    std::vector<Calyx::MEDIA_TABLE_TYPE> tables;
-    for (Calyx::MEDIA_TABLE_TYPE table :
-         {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO})
-        if (!HiddenFrom(visit, table))
-            tables.push_back(table);
-    return tables;
-}
-
 // An action's text argument ("" when missing).
 std::string TextArgument(GUPnPServiceAction* action, const char* name) {
     char* value = nullptr;
@@ -149,14 +126,6 @@ ClientVisit* ActionVisit(GUPnPServiceAction* action) {
     return visit;
 }
 
-std::string DirectoryTitle(const ZEVO_MEDIA_INFO& info) {
-    return info.title[0] ? info.title : Calyx::FileGetPathBaseName(FilePathOf(info));
-}
-
-std::string DirectoryParent(const ZEVO_MEDIA_INFO& info) {
-    return info.parent_id > 0 ? "d" + std::to_string(info.parent_id) : "folders";
-}
-
 // videosubtitleitem: subtitle files are items of their own beside their video.
 bool ShowsSubtitleItems(const ClientVisit& visit) {
     return !HiddenFrom(visit, Calyx::MEDIA_TABLE_VIDEO) &&
@@ -197,26 +166,6 @@ void ReturnAnswer(GUPnPServiceAction* action, const PageAnswer& answer) {
                              G_TYPE_UINT, static_cast<guint>(answer.total), "UpdateID", G_TYPE_UINT,
                              static_cast<guint>(answer.stamp), nullptr);
     gupnp_service_action_return_success(action);
-}
-
-void WriteRow(DidlWriter& didl, const Entry& row, const std::string& parentId) {
-    if (row.table == Calyx::MEDIA_TABLE_DIRECTORY)
-        didl.Folder(row, DirectoryParent(row.info), DirectoryTitle(row.info));
-    else if (row.table == Calyx::MEDIA_TABLE_PLAYLIST)
-        didl.Container("l" + std::to_string(row.info.id), "playlists", DirectoryTitle(row.info), -1,
-                       "object.container.playlistContainer");
-    else if (row.subtitle && parentId.empty())
-        didl.Item(row, "d" + std::to_string(row.info.parent_id));
-    else
-        didl.Item(row, parentId.empty() ? ContainerIdOf(row.table) : parentId);
-}
-
-// A page of `listings` written into `didl`: the number of rows, or -1 when a query failed.
-long long WritePage(Catalog& catalog, DidlWriter& didl, const std::vector<Listing>& listings,
-                    const PageRequest& page, const std::string& parentId, long long& total) {
-    return catalog.Page(
-        listings, page.orderBy, page.offset, page.limit,
-        [&didl, &parentId](const Entry& row) { WriteRow(didl, row, parentId); }, total);
 }
 
 // A folder's page: its subfolders first, then its songs, videos and photos ordered
@@ -273,11 +222,6 @@ long long RootChildCount(Catalog& catalog, const RootChild& child) {
             break;
     }
     return catalog.Count(id.table, "");
-}
-
-// The parent of a group's container: its year for a month, else its view's list.
-std::string GroupParent(View view, const std::string& value) {
-    return view == View::kMonth ? GroupId(View::kYear, value.substr(0, 4)) : ViewListId(view);
 }
 
 // The SQL condition that keeps a search inside `container` (a table's container, a folder,
@@ -411,14 +355,6 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
     });
 }
 
-void ContentDirectory::WriteGroup(DidlWriter& didl, View view, const Group& group,
-                                  const std::string& parentId, ClientVisit& visit) const {
-    const std::string title =
-        group.value.empty() ? texts_.Translate(UnknownKey(view)) : group.value;
-    didl.Container(GroupId(view, group.value), parentId, title, group.children, GroupClass(view),
-                   CoverAlbumArt(group.cover, baseUrl_, visit));
-}
-
 PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                                           const BrowseRequest& request) const {
     const ObjectId& object = request.object;
@@ -463,59 +399,12 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
         didl.Container(child->id, "0", texts_.Translate(child->textKey), childCount,
                        "object.container.storageFolder");
         returned = total = 1;
-    } else if (object.kind == ObjectId::kPlaylists) {
-        returned = WritePage(catalog, didl, {{Calyx::MEDIA_TABLE_PLAYLIST, ""}}, request.page,
-                             "playlists", total);
-        ok = returned >= 0;
-    } else if (object.kind == ObjectId::kViewList ||
-               (object.kind == ObjectId::kGroup && object.view == View::kYear &&
-                !request.metadata)) {
-        // A view's groups, or a year's months.
-        const View view = object.kind == ObjectId::kViewList ? object.view : View::kMonth;
-        const std::string parent = FormatObjectId(object);
-        returned = catalog.GroupPage(
-            view, object.kind == ObjectId::kGroup ? object.value : "", offset, limit,
-            [&](const Group& group) { WriteGroup(didl, view, group, parent, visit); }, total);
-        ok = returned >= 0;
-    } else if (object.kind == ObjectId::kGroup) {
-        if (request.metadata) {
-            Group group;
-            const int found = catalog.FindGroup(object.view, object.value, group);
-            if (found == 0)
-                return PageAnswer::Error(701, "No such object");
-            ok = found > 0;
-            if (ok)
-                WriteGroup(didl, object.view, group, GroupParent(object.view, object.value), visit);
-            returned = total = 1;
-        } else {
-            PageRequest page = request.page;
-            if (!page.sorted)
-                page.orderBy = GroupItemOrder(object.view);
-            returned = WritePage(catalog, didl,
-                                 {{object.table, GroupCondition(object.view, object.value)}}, page,
-                                 FormatObjectId(object), total);
-            ok = returned >= 0;
-        }
-    } else if (object.kind == ObjectId::kPlaylist) {
-        auto entry = std::make_unique<Entry>();
-        const int found = catalog.Find(object.table, object.id, *entry);
-        if (found == 0)
+    } else if (IsViewObject(object)) {
+        const int answered = BrowseView(catalog, didl, visit, object, request.metadata,
+                                        request.page, texts_, baseUrl_, returned, total);
+        if (answered == 0)
             return PageAnswer::Error(701, "No such object");
-        ok = found > 0;
-        const std::string id = FormatObjectId(object);
-        if (ok && request.metadata) {
-            long long count = 0;
-            ok = catalog.PlaylistPage(
-                     object.id, ShownTables(visit), 0, 0, [](const Entry&) {}, count) >= 0;
-            didl.Container(id, "playlists", DirectoryTitle(entry->info), count,
-                           "object.container.playlistContainer");
-            returned = total = 1;
-        } else if (ok) {
-            returned = catalog.PlaylistPage(
-                object.id, ShownTables(visit), offset, limit,
-                [&didl, &id](const Entry& row) { WriteRow(didl, row, id); }, total);
-            ok = returned >= 0;
-        }
+        ok = answered > 0;
     } else if (object.kind == ObjectId::kTable || object.kind == ObjectId::kFolders) {
         std::vector<Listing> listings = object.kind == ObjectId::kFolders
                                             ? DirectoryListings(0, visit)

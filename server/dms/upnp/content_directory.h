@@ -14,7 +14,6 @@
 
 namespace calyx_dms {
 
-class DidlWriter;
 struct ClientVisit;
 struct PageAnswer;
 
@@ -45,9 +44,6 @@ private:
     struct BrowseRequest;
     PageAnswer AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                             const BrowseRequest& request) const;
-    // A group of a view as a container, with its cover as album art.
-    void WriteGroup(DidlWriter& didl, View view, const Group& group, const std::string& parentId,
-                    ClientVisit& visit) const;
     // Runs `answer` on a worker and returns its result to `action` on the main loop.
     void AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit, const char* name,
                         std::function<PageAnswer(Catalog&)> answer);
