@@ -84,7 +84,7 @@ def table(results):
 SCALING = [("listed after, s", "ready_s"),
            ("folder, first page ms", "folder_first_ms"),
            ("folder, page at 80% ms", "folder_deep_ms"),
-           ("folder walked in pages of 100, s", "folder_walk_s"),
+           ("folder walked in pages of 100, ms", "folder_walk_s"),
            ("Music view, first page ms", "music_first_ms"),
            ("Music view, page at 80% ms", "music_deep_ms"),
            ("Video view, page at 80% ms", "video_deep_ms"),
@@ -113,6 +113,8 @@ def scaling_table(scaling):
                     cells.append("-")
                 elif key.endswith("_kib"):
                     cells.append(cell(value / MIB))
+                elif key.endswith("_s") and key != "ready_s":
+                    cells.append(cell(value * 1000))
                 else:
                     cells.append(cell(value))
             lines.append("| %s | %s | %s |" % (size, name, " | ".join(cells)))
