@@ -361,7 +361,7 @@ bool IndexStore::Begin() {
 }
 
 bool IndexStore::Analyze() {
-    return RunCommand("ANALYZE music, video, photo, playlist, directory, subtitle", {});
+    return RunCommand("VACUUM (ANALYZE) music, video, photo, playlist, directory, subtitle", {});
 }
 
 bool IndexStore::Commit() {

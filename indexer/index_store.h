@@ -92,8 +92,8 @@ public:
 
     bool Begin();
     bool Commit();
-    // Refreshes the planner's statistics of the index's tables (ANALYZE); outside a
-    // transaction.
+    // Refreshes the planner's statistics of the index's tables and marks their pages
+    // visible to index-only scans (VACUUM (ANALYZE)); outside a transaction.
     bool Analyze();
 
     // Inserts a directory row; returns its id, or 0.

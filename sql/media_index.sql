@@ -1,4 +1,4 @@
--- Media index schema, version 6.
+-- Media index schema, version 7.
 --
 -- Five tables, one per kind of entry: music, video, photo, playlist and directory. All
 -- have the same columns: "id" and one column for each field of the media item record
@@ -274,5 +274,23 @@ BEGIN
 END
 $$;
 UPDATE media_index_version SET version = 6 WHERE version < 6;
+
+-- Version 7: listings read only the rows that are shown, so their orders have indexes of
+-- those rows alone. A page far into a listing counts past the rows before it in the
+-- index without visiting the table (once a VACUUM has marked the table's pages visible,
+-- as an index run that changed many rows does).
+DO $$
+DECLARE
+    t text;
+BEGIN
+    FOREACH t IN ARRAY ARRAY['music', 'video', 'photo'] LOOP
+        EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (title COLLATE calyx_title, id) WHERE NOT hidden',
+                       t || '_shown_title_idx', t);
+        EXECUTE format('CREATE INDEX IF NOT EXISTS %I ON %I (parent_id, title COLLATE calyx_title, id) WHERE NOT hidden',
+                       t || '_shown_parent_title_idx', t);
+    END LOOP;
+END
+$$;
+UPDATE media_index_version SET version = 7 WHERE version < 7;
 
 COMMIT;

@@ -3,6 +3,7 @@
 and it runs only inside the server namespace."""
 
 import os
+import pwd
 import subprocess
 
 PEER_PORT = 50200  # gerbera takes ports of 49152 and up only; all peers use this one
@@ -123,6 +124,31 @@ class CalyxDms(Server):
                 if int(fields[1]) == postmaster:
                     children.append(int(entry))
         return {"server": [self.process.pid], "postgresql": [postmaster] + children}
+
+
+class CalyxDmsEmbedded(Server):
+    """calyx-dms started the way one command starts it: `calyx-dms --media DIR` as an
+    unprivileged user with no database configured, so that it makes its own PostgreSQL
+    cluster in a fresh home folder and indexes the media itself (its first start)."""
+    name = "calyx-dms-embedded"
+    USER = "calyx-test"
+
+    def start(self):
+        user = pwd.getpwnam(self.USER)
+        home = os.path.join(self.dir, "home")
+        os.makedirs(os.path.join(home, "tmp"))
+        for folder in (self.dir, home, os.path.join(home, "tmp")):
+            os.chown(folder, user.pw_uid, user.pw_gid)
+        etc = os.path.join(self.lab.root, "var/packages/Calyx/etc")
+        os.chown(etc, user.pw_uid, user.pw_gid)
+        env = ["PATH=/usr/bin:/bin", "HOME=" + home, "LANG=C.UTF-8",
+               "CALYX_ROOT=" + self.lab.root, "TMPDIR=" + os.path.join(home, "tmp")]
+        env += ["%s=%s" % (k, v) for k, v in os.environ.items()
+                if k in ("ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS")]
+        # setpriv and env replace themselves: the process is the server itself.
+        self.spawn(["setpriv", "--reuid=%d" % user.pw_uid, "--regid=%d" % user.pw_gid,
+                    "--clear-groups", "env", "-i", *env, self.lab.server_binary, "--interface",
+                    "br0", "--port", str(PEER_PORT), "--media", self.media])
 
 
 PEERS = [Minidlna, Gerbera, Rygel]

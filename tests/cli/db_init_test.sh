@@ -96,6 +96,10 @@ tables=$(sql admin calyx "SELECT string_agg(tablename || ':' || tableowner, ' ' 
     FROM pg_tables WHERE tablename IN ('video', 'music', 'photo', 'bookmark')")
 [ "$tables" = "bookmark:admin music:admin photo:admin video:admin" ] ||
     fail "tables after the init: '$tables'"
+# Search's trigram indexes of titles: the extension (pg_trgm, trusted) made by "admin", the
+# database's owner, without superuser rights.
+[ "$(sql admin calyx "SELECT count(*) FROM pg_indexes WHERE indexname LIKE '%\_title\_trigram\_idx'")" = 3 ] ||
+    fail "no trigram indexes of titles after the init"
 # The tables are the ones the programs use: a bookmark row needs its video.
 sql admin calyx "INSERT INTO video (path, title) VALUES ('/v/a.mkv', 'a');
     INSERT INTO bookmark (client_mac, video_id, position) SELECT '02:00:00:00:00:01', id, 5 FROM video" >/dev/null
@@ -112,6 +116,8 @@ init weak-enough "$server user=weak"
 expect weak-enough 0 'created the database "calyx" owned by "admin"'
 [ "$(sql admin calyx "SELECT tableowner FROM pg_tables WHERE tablename = 'bookmark'")" = admin ] ||
     fail "no bookmark table owned by admin after the init by weak"
+[ "$(sql admin calyx "SELECT count(*) FROM pg_indexes WHERE indexname LIKE '%\_title\_trigram\_idx'")" = 3 ] ||
+    fail "no trigram indexes of titles after the init by weak"
 
 init bad "host=$tmp port=$port nonsense"
 expect bad 2 "--database"

@@ -115,7 +115,7 @@ TEST_F(Runs, SchemaIsAppliedToAnEmptyDatabaseSchema) {
     Exec("DROP FUNCTION calyx_photo_month");
     EXPECT_EQ(Index({MediaFile("photo")}).added, 2u);
     EXPECT_EQ(Count("photo"), 2);
-    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "6");
+    EXPECT_EQ(ExecParams("SELECT version FROM media_index_version", {}), "7");
     EXPECT_NE(ExecParams("SELECT system_update_id FROM index_update", {}), "0");
 }
 

@@ -1,5 +1,5 @@
-// The planner's statistics after an index run: refreshed by a run that changed many rows,
-// left alone by a small one.
+// The planner's statistics and the tables' visibility maps after an index run: refreshed
+// by a run that changed many rows, left alone by a small one.
 #include <gtest/gtest.h>
 
 #include <stdlib.h>
@@ -29,6 +29,13 @@ protected:
                         .c_str());
     }
 
+    // Pages of `table` marked all-visible (what index-only scans need); 0 before a VACUUM.
+    int VisiblePages(const std::string& table) {
+        return atoi(ExecParams("SELECT relallvisible FROM pg_class WHERE oid = $1::regclass",
+                               {schema() + "." + table})
+                        .c_str());
+    }
+
     TempDir tree_;
     std::string root_;
 };
@@ -40,6 +47,8 @@ TEST_F(Statistics, ARunThatChangedManyRowsRefreshesThem) {
     EXPECT_GT(ColumnsWithStatistics("music"), 0);
     EXPECT_GT(ColumnsWithStatistics("video"), 0);
     EXPECT_GT(ColumnsWithStatistics("directory"), 0);
+    EXPECT_GT(VisiblePages("music"), 0);
+    EXPECT_GT(VisiblePages("video"), 0);
 }
 
 TEST_F(Statistics, ASmallRunLeavesThemAlone) {
@@ -47,6 +56,7 @@ TEST_F(Statistics, ASmallRunLeavesThemAlone) {
     ASSERT_EQ(Index({root_}).added, 3u);
     EXPECT_EQ(ColumnsWithStatistics("music"), 0);
     EXPECT_EQ(ColumnsWithStatistics("video"), 0);
+    EXPECT_EQ(VisiblePages("music"), 0);
 }
 
 TEST_F(Statistics, ByDefaultABulkRunOfHundredsOfFilesRefreshesThem) {
