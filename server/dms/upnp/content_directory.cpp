@@ -16,6 +16,7 @@
 #include "content/resources.h"
 #include "content/search_criteria.h"
 #include "content/well_known_ids.h"
+#include "upnp/action_arguments.h"
 #include "upnp/didl.h"
 #include "upnp/listing_pages.h"
 #include "upnp/view_browse.h"
@@ -78,15 +79,6 @@ const RootChild* RootChildOf(const std::string& id) {
     return nullptr;
 }
 
-// An action's text argument ("" when missing).
-std::string TextArgument(GUPnPServiceAction* action, const char* name) {
-    char* value = nullptr;
-    gupnp_service_action_get(action, name, G_TYPE_STRING, &value, nullptr);
-    std::string text = value ? value : "";
-    g_free(value);
-    return text;
-}
-
 // A ui4 argument: decimal digits only, at most 4294967295.
 bool Ui4Argument(GUPnPServiceAction* action, const char* name, long long& out) {
     std::string text = TextArgument(action, name);
@@ -114,16 +106,6 @@ bool ReadPageArguments(GUPnPServiceAction* action, PageRequest& page) {
         return false;
     }
     return true;
-}
-
-// The visit stays with the request message, which the action holds until it is answered.
-ClientVisit* ActionVisit(GUPnPServiceAction* action) {
-    // The stack hands out a reference of its own: without the unref every answered
-    // message, with its whole answer, stayed in memory.
-    SoupServerMessage* message = gupnp_service_action_get_message(action);
-    ClientVisit* visit = RequestVisits::Of(message);
-    g_object_unref(message);
-    return visit;
 }
 
 // videosubtitleitem: subtitle files are items of their own beside their video.

@@ -7,6 +7,7 @@
 #include "clients/request_visits.h"
 #include "content/bookmarks.h"
 #include "content/client_view.h"
+#include "upnp/action_arguments.h"
 
 namespace calyx_dms {
 
@@ -26,22 +27,12 @@ const FeatureContainer kFeatureContainers[] = {
 
 // The Samsung client asking, or null (the action is then answered with an error).
 ClientVisit* SamsungVisit(GUPnPServiceAction* action) {
-    SoupServerMessage* message = gupnp_service_action_get_message(action);
-    ClientVisit* visit = RequestVisits::Of(message);
-    g_object_unref(message);
+    ClientVisit* visit = ActionVisit(action);
     if (!visit || !visit->checker->m_isSamsungTV) {
         gupnp_service_action_return_error(action, 401, "Invalid Action");
         return nullptr;
     }
     return visit;
-}
-
-std::string TextArgument(GUPnPServiceAction* action, const char* name) {
-    char* value = nullptr;
-    gupnp_service_action_get(action, name, G_TYPE_STRING, &value, nullptr);
-    std::string text = value ? value : "";
-    g_free(value);
-    return text;
 }
 
 void GetFeatureList(GUPnPService*, GUPnPServiceAction* action, gpointer) {
