@@ -120,11 +120,20 @@ constexpr size_t kRowsPerCopy = 1000;
 void AppendCopyField(std::string& line, const std::string& value) {
     for (char c : value) {
         switch (c) {
-            case '\\': line += "\\\\"; break;
-            case '\n': line += "\\n"; break;
-            case '\r': line += "\\r"; break;
-            case '\t': line += "\\t"; break;
-            default: line += c;
+            case '\\':
+                line += "\\\\";
+                break;
+            case '\n':
+                line += "\\n";
+                break;
+            case '\r':
+                line += "\\r";
+                break;
+            case '\t':
+                line += "\\t";
+                break;
+            default:
+                line += c;
         }
     }
 }
@@ -216,9 +225,8 @@ bool IndexStore::SendWaitingRows() {
             error_ = OneLine(PQerrorMessage(conn_));
             return false;
         }
-        const bool sent =
-            PQputCopyData(conn_, lines.data(), static_cast<int>(lines.size())) == 1 &&
-            PQputCopyEnd(conn_, nullptr) == 1;
+        const bool sent = PQputCopyData(conn_, lines.data(), static_cast<int>(lines.size())) == 1 &&
+                          PQputCopyEnd(conn_, nullptr) == 1;
         bool ok = sent;
         // Every result of the COPY is read, so that the connection takes statements again
         // (a connection still copying, after a failed send, is given up).
