@@ -85,8 +85,8 @@ bool Replannable(const PGresult* result) {
     return SqlStateIs(result, "26000") || SqlStateIs(result, "0A000");
 }
 
-int ExecutePrepared(DBConnect* conn, const std::string& name, int count,
-                    const char* const* values, DBResult** result) {
+int ExecutePrepared(DBConnect* conn, const std::string& name, int count, const char* const* values,
+                    DBResult** result) {
     if (!Calyx::detail::EnsureSession(conn)) {
         return -1;
     }

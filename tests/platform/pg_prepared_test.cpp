@@ -32,11 +32,11 @@ protected:
         return First(result, "v");
     }
     // The prepared statement `name` run on `conn` with `values`; its first row's column.
-    static std::string Run(DBConnect* conn, const char* name, const std::vector<const char*>& values,
-                           const char* column = "v") {
+    static std::string Run(DBConnect* conn, const char* name,
+                           const std::vector<const char*>& values, const char* column = "v") {
         DBResult* result = nullptr;
-        EXPECT_EQ(ZEVODBExecutePrepared(conn, name, static_cast<int>(values.size()),
-                                        values.data(), &result),
+        EXPECT_EQ(ZEVODBExecutePrepared(conn, name, static_cast<int>(values.size()), values.data(),
+                                        &result),
                   0)
             << name << ": " << Calyx::DBConnectLastError(conn);
         return First(result, column);
@@ -71,8 +71,8 @@ TEST_F(PgPrepared, RunsWithValuesSentApartFromTheText) {
 TEST_F(PgPrepared, ResultIsReadLikeAPlainStatementsResult) {
     InsertItem("video", "/v/a.mkv", "alpha");
     InsertItem("video", "/v/b.mkv", "beta");
-    ASSERT_EQ(ZEVODBPrepare(conn(), "by_title", "SELECT * FROM video WHERE title >= $1 ORDER BY id"),
-              0);
+    ASSERT_EQ(
+        ZEVODBPrepare(conn(), "by_title", "SELECT * FROM video WHERE title >= $1 ORDER BY id"), 0);
     DBResult* result = nullptr;
     const char* values[] = {"b"};
     ASSERT_EQ(ZEVODBExecutePrepared(conn(), "by_title", 1, values, &result), 0);
@@ -161,8 +161,7 @@ TEST_F(PgPrepared, StatementsOfALostConnectionArePreparedAgainInTheNewSession) {
     // The statement that finds the connection gone fails; the next one reconnects and
     // prepares again what it needs.
     DBResult* result = nullptr;
-    if (ZEVODBExecutePrepared(other, "pid", 1, std::vector<const char*>{"a"}.data(), &result) ==
-        0)
+    if (ZEVODBExecutePrepared(other, "pid", 1, std::vector<const char*>{"a"}.data(), &result) == 0)
         ZEVODBFreeResult(result);
     const std::string again = Run(other, "pid", {"b"});
     EXPECT_NE(again, pid);
@@ -216,8 +215,9 @@ TEST_F(PgPrepared, CacheKeepsTheMostRecentlyUsedTexts) {
     EXPECT_EQ(Cached(conn(), text(64), {"0"}), "64");
     EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "64");
     auto held = [&](int i) {
-        return Query(conn(), "SELECT count(*) AS v FROM pg_prepared_statements WHERE statement = '" +
-                                 text(i) + "'");
+        return Query(
+            conn(),
+            "SELECT count(*) AS v FROM pg_prepared_statements WHERE statement = '" + text(i) + "'");
     };
     EXPECT_EQ(held(0), "1");
     EXPECT_EQ(held(1), "0");  // the least recently used went
