@@ -120,9 +120,9 @@ private:
 
 /// A MediaDB whose conditions may carry values: a condition writes them $1, $2, ... (numbered
 /// within the condition) and they are sent apart from the statement text, never escaped
-/// into it. Its statements run as statements prepared once per connection
-/// (ZEVODBExecuteCached, calyx/platform.h): a text run again on the same connection is
-/// neither parsed nor, once the server settles on a generic plan, planned again.
+/// into it. Its statements run through ZEVODBExecuteCached (calyx/platform.h): a text
+/// run again on the same connection runs as a statement prepared there, neither parsed
+/// nor, once the server settles on a generic plan, planned again.
 ///
 /// The statement has MediaDB::Select's clauses and blanks; the WHERE clause holds the
 /// conditions without values first (MediaDB's AddCondition, AddExcludeVideoCodec,

@@ -145,9 +145,11 @@ CALYX_EXPORT int ZEVODBExecutePrepared(DBConnect* conn, const char* name, int co
 /// Drops the statement prepared as `name` on `conn`. Returns 0 when it is gone.
 CALYX_EXPORT int ZEVODBDeallocate(DBConnect* conn, const char* name);
 
-/// Runs `sql` with `count` parameter values as a statement prepared on `conn` the first
-/// time this text is run there. A connection keeps the 64 texts run most recently; the
-/// least recently used is dropped (from the server too) for a 65th. Returns 0 on success.
+/// Runs `sql` with `count` parameter values; a text run again on `conn` runs as a
+/// statement prepared there (the first run sends it unnamed, in one round trip, so that
+/// a text run only once costs no more than a plain statement). A connection remembers
+/// the 64 texts run most recently; the least recently used is forgotten (and dropped
+/// from the server) for a 65th. Returns 0 on success.
 CALYX_EXPORT int ZEVODBExecuteCached(DBConnect* conn, const char* sql, int count,
                                      const char* const* values, DBResult** result);
 

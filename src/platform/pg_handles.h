@@ -21,10 +21,10 @@ struct DBPreparedStatement {
     bool onServer = false;  ///< prepared in the connection's current session
 };
 
-/// The statements of ZEVODBExecuteCached, by text, least recently used first.
+/// The texts run by ZEVODBExecuteCached, least recently used first.
 struct DBStatementCache {
     struct Slot {
-        std::string name;
+        std::string name;  ///< the prepared statement; "" for a text run once so far
         std::list<std::string>::iterator use;  ///< its place in `uses`
     };
     std::unordered_map<std::string, Slot> byText;

@@ -132,6 +132,9 @@ void EvictOne(DBConnect* conn) {
     }
     const std::string name = slot->second.name;
     cache.byText.erase(slot);
+    if (name.empty()) {
+        return;  // run once, never prepared
+    }
     auto known = conn->prepared.find(name);
     if (known != conn->prepared.end()) {
         // On a broken connection the statement goes with the session anyway.
@@ -202,28 +205,34 @@ extern "C" int ZEVODBExecuteCached(DBConnect* conn, const char* sql, int count,
     }
     try {
         DBStatementCache& cache = conn->cache;
-        std::string name;
         auto slot = cache.byText.find(sql);
-        if (slot != cache.byText.end()) {
-            cache.uses.splice(cache.uses.end(), cache.uses, slot->second.use);
-            name = slot->second.name;
-        } else {
+        if (slot == cache.byText.end()) {
+            // Seen for the first time: run unnamed (one round trip, as a plain statement)
+            // and remember the text, so that a text that comes again is prepared then.
             if (cache.byText.size() >= kCachedStatements && !cache.uses.empty()) {
                 EvictOne(conn);
             }
-            name = kCachedPrefix + std::to_string(cache.nextName++);
+            PGresult* pg = PQexecParams(conn->pg, sql, count, nullptr, values, nullptr, nullptr, 0);
+            const int status = Calyx::detail::WrapResult(conn, pg, result);
+            if (status == 0) {
+                auto use = cache.uses.insert(cache.uses.end(), sql);
+                try {
+                    cache.byText.emplace(sql, DBStatementCache::Slot{std::string(), use});
+                } catch (const std::exception&) {
+                    cache.uses.erase(use);
+                }
+            }
+            return status;
+        }
+        cache.uses.splice(cache.uses.end(), cache.uses, slot->second.use);
+        if (slot->second.name.empty()) {
+            const std::string name = kCachedPrefix + std::to_string(cache.nextName++);
             if (PrepareOnServer(conn, name, sql) != 0) {
                 return -1;
             }
-            auto use = cache.uses.insert(cache.uses.end(), sql);
-            try {
-                cache.byText.emplace(sql, DBStatementCache::Slot{name, use});
-            } catch (const std::exception&) {
-                cache.uses.erase(use);
-                throw;
-            }
+            slot->second.name = name;
         }
-        return ExecutePrepared(conn, name, count, values, result);
+        return ExecutePrepared(conn, slot->second.name, count, values, result);
     } catch (const std::exception&) {
         return -1;
     }

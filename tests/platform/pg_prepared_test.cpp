@@ -157,6 +157,7 @@ TEST_F(PgPrepared, StatementsOfALostConnectionArePreparedAgainInTheNewSession) {
     ASSERT_EQ(ZEVODBPrepare(other, "pid", "SELECT pg_backend_pid() AS v, $1::text AS t"), 0);
     const std::string pid = Run(other, "pid", {"a"});
     EXPECT_EQ(Cached(other, "SELECT $1::int + 1 AS v", {"1"}), "2");
+    EXPECT_EQ(Cached(other, "SELECT $1::int + 1 AS v", {"1"}), "2");  // now prepared
     EXPECT_EQ(ExecParams("SELECT pg_terminate_backend($1::int)", {pid}), "t");
     // The statement that finds the connection gone fails; the next one reconnects and
     // prepares again what it needs.
@@ -194,24 +195,36 @@ TEST_F(PgPrepared, DeallocatedStatementIsGone) {
     EXPECT_EQ(ZEVODBDeallocate(conn(), "gone"), 0);  // already gone is fine
 }
 
-TEST_F(PgPrepared, CacheRunsEachTextAsOneStatement) {
+TEST_F(PgPrepared, CachePreparesATextWhenItComesAgain) {
     EXPECT_EQ(Cached(conn(), "SELECT $1::int + 1 AS v", {"1"}), "2");
+    EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "0");  // run once: not prepared
     EXPECT_EQ(Cached(conn(), "SELECT $1::int + 1 AS v", {"10"}), "11");
+    EXPECT_EQ(Cached(conn(), "SELECT $1::int + 1 AS v", {"20"}), "21");
+    EXPECT_EQ(Cached(conn(), "SELECT 'plain' AS v", {}), "plain");
     EXPECT_EQ(Cached(conn(), "SELECT 'plain' AS v", {}), "plain");
     EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "2");
+    EXPECT_EQ(Query(conn(),
+                    "SELECT string_agg(statement, '|' ORDER BY statement) AS v FROM "
+                    "pg_prepared_statements"),
+              "SELECT $1::int + 1 AS v|SELECT 'plain' AS v");
     // Another connection has a cache of its own.
     DBConnect* other = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
     ASSERT_NE(other, nullptr);
-    EXPECT_EQ(PreparedCount(other, "calyx_cached_"), "0");
     EXPECT_EQ(Cached(other, "SELECT $1::int + 1 AS v", {"3"}), "4");
+    EXPECT_EQ(Cached(other, "SELECT $1::int + 1 AS v", {"4"}), "5");
+    EXPECT_EQ(PreparedCount(other, "calyx_cached_"), "1");
     ZEVODBClose(other);
 }
 
 TEST_F(PgPrepared, CacheKeepsTheMostRecentlyUsedTexts) {
     auto text = [](int i) { return "SELECT " + std::to_string(i) + " + $1::int AS v"; };
-    for (int i = 0; i < 64; ++i)
+    for (int i = 0; i < 64; ++i) {
         EXPECT_EQ(Cached(conn(), text(i), {"0"}), std::to_string(i));
+        EXPECT_EQ(Cached(conn(), text(i), {"1"}), std::to_string(i + 1));
+    }
     EXPECT_EQ(Cached(conn(), text(0), {"1"}), "1");  // now the most recent
+    EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "64");
+    EXPECT_EQ(Cached(conn(), text(64), {"0"}), "64");  // forgets text 1
     EXPECT_EQ(Cached(conn(), text(64), {"0"}), "64");
     EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "64");
     auto held = [&](int i) {
@@ -222,19 +235,21 @@ TEST_F(PgPrepared, CacheKeepsTheMostRecentlyUsedTexts) {
     EXPECT_EQ(held(0), "1");
     EXPECT_EQ(held(1), "0");  // the least recently used went
     EXPECT_EQ(held(64), "1");
-    EXPECT_EQ(Cached(conn(), text(1), {"1"}), "2");  // and comes back when asked for
-    EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "64");
+    EXPECT_EQ(Cached(conn(), text(1), {"1"}), "2");           // and comes back when asked for
+    EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "63");  // text 1 run once, text 2 gone
 }
 
-TEST_F(PgPrepared, CacheKeepsNoStatementThatFailsToPrepare) {
+TEST_F(PgPrepared, CacheForgetsATextThatFails) {
     DBResult* result = nullptr;
     EXPECT_NE(ZEVODBExecuteCached(conn(), "SELECT * FROM no_such_table", 0, nullptr, &result), 0);
     EXPECT_EQ(result, nullptr);
     EXPECT_NE(Calyx::DBConnectLastError(conn()).find("no_such_table"), std::string::npos);
-    EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "0");
     Exec("CREATE TABLE no_such_table (v int)");
     Exec("INSERT INTO no_such_table VALUES (9)");
     EXPECT_EQ(Cached(conn(), "SELECT * FROM no_such_table", {}), "9");
+    EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "0");  // its first good run
+    EXPECT_EQ(Cached(conn(), "SELECT * FROM no_such_table", {}), "9");
+    EXPECT_EQ(PreparedCount(conn(), "calyx_cached_"), "1");
 }
 
 }  // namespace
