@@ -23,9 +23,8 @@ std::string TableKey(Calyx::MEDIA_TABLE_TYPE table) {
 // The statement that orders the keys of every listing together, into `sql` with its
 // values (the listings' in turn, then the limit and offset: every page of a folder shares
 // one statement). False when a listing's placeholders do not match its values.
-bool KeyStatement(const std::vector<Listing>& listings, const std::string& orderBy,
-                  long long first, long long wanted, std::string& sql,
-                  std::vector<std::string>& values) {
+bool KeyStatement(const std::vector<Listing>& listings, const std::string& orderBy, long long first,
+                  long long wanted, std::string& sql, std::vector<std::string>& values) {
     sql = "SELECT t, id FROM (";
     values.clear();
     for (size_t i = 0; i < listings.size(); ++i) {
@@ -34,9 +33,8 @@ bool KeyStatement(const std::vector<Listing>& listings, const std::string& order
                "::text AS t, id, title, date FROM " + SqlTableOf(listing.table) + " WHERE " +
                kShownRows;
         std::string condition = listing.condition;
-        if (!listing.values.empty() &&
-            !Calyx::ShiftPlaceholders(listing.condition, values.size(), listing.values.size(),
-                                      condition))
+        if (!listing.values.empty() && !Calyx::ShiftPlaceholders(listing.condition, values.size(),
+                                                                 listing.values.size(), condition))
             return false;
         values.insert(values.end(), listing.values.begin(), listing.values.end());
         if (!condition.empty())
