@@ -65,7 +65,7 @@ struct Listing {
     Calyx::MEDIA_TABLE_TYPE table;
     std::string condition;
     bool subtitles = false;
-    std::vector<std::string> values;
+    std::vector<std::string> values = {};
 };
 
 // The SQL name of a table of the index ("music", "video", "photo", "directory", "playlist").
