@@ -120,16 +120,18 @@ bool ShowsSubtitleItems(const ClientVisit& visit) {
 
 // The children of a directory (or of "folders": the top directories) as listings.
 std::vector<Listing> DirectoryListings(long long id, const ClientVisit& visit) {
-    const std::string parent = "parent_id = " + std::to_string(id);
-    std::vector<Listing> listings = {{Calyx::MEDIA_TABLE_DIRECTORY, parent}};
+    // The id is a value of the statement: every folder's page shares one prepared statement.
+    const std::string parent = "parent_id = $1";
+    const std::vector<std::string> values = {std::to_string(id)};
+    std::vector<Listing> listings = {{Calyx::MEDIA_TABLE_DIRECTORY, parent, false, values}};
     if (id == 0)
         return listings;
     for (Calyx::MEDIA_TABLE_TYPE table :
          {Calyx::MEDIA_TABLE_MUSIC, Calyx::MEDIA_TABLE_VIDEO, Calyx::MEDIA_TABLE_PHOTO})
         if (!HiddenFrom(visit, table))
-            listings.push_back({table, parent});
+            listings.push_back({table, parent, false, values});
     if (ShowsSubtitleItems(visit))
-        listings.push_back({Calyx::MEDIA_TABLE_VIDEO, parent, true});
+        listings.push_back({Calyx::MEDIA_TABLE_VIDEO, parent, true, values});
     return listings;
 }
 
