@@ -5,6 +5,8 @@
 #ifndef CALYX_MEDIA_DB_H
 #define CALYX_MEDIA_DB_H
 
+#include <stddef.h>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -88,6 +90,19 @@ public:
     /// is no result or no current row.
     bool FetchMediaItem(ZEVO_MEDIA_INFO& item);
 
+protected:
+    // For forms of the query built beside this one (MediaQuery below); none of them
+    // changes the object's layout.
+    /// The connection statements run on (null after a failed connect).
+    DBConnect* Connection() const { return m_conn; }
+    /// The table name chosen by the constructor.
+    const std::string& Table() const { return m_table; }
+    /// The conditions added so far, in order.
+    const std::vector<std::string>& Conditions() const { return m_conditions; }
+    /// Frees the current result set and takes `result` (may be null) as the new one; the
+    /// object owns it. Returns its number of rows, or -1 for null.
+    int AdoptResult(DBResult* result);
+
 private:
     DBConnect* m_conn;
     DBResult* m_result;
@@ -102,6 +117,61 @@ private:
 // =======================================================================================
 // Beyond the published interface
 // =======================================================================================
+
+/// A MediaDB whose conditions may carry values: a condition writes them $1, $2, ... (numbered
+/// within the condition) and they are sent apart from the statement text, never escaped
+/// into it. Its statements run through ZEVODBExecuteCached (calyx/platform.h): a text
+/// run again on the same connection runs as a statement prepared there, neither parsed
+/// nor, once the server settles on a generic plan, planned again.
+///
+/// The statement has MediaDB::Select's clauses and blanks; the WHERE clause holds the
+/// conditions without values first (MediaDB's AddCondition, AddExcludeVideoCodec,
+/// AddExcludeExt), then those with values, each in the order added, their placeholders
+/// renumbered to follow one another. LIMIT and OFFSET are written as numbers, as there:
+/// pages of one size starting at the same place share a statement.
+///
+/// Use it as a MediaQuery: called through a MediaDB reference, Select and SelectTotal are
+/// MediaDB's and leave the conditions with values out. Nothing throws.
+class CALYX_EXPORT MediaQuery : public MediaDB {
+public:
+    /// As MediaDB's constructor.
+    MediaQuery(MEDIA_TABLE_TYPE type, DBConnect* conn);
+
+    using MediaDB::AddCondition;
+    /// Adds `condition` with the `values` of its placeholders $1 .. $n (n = values.size();
+    /// each must appear, none beyond; "$" inside quotes, comments and identifiers is left
+    /// alone). A condition that breaks that rule makes every later statement of this
+    /// object fail (-1). An empty condition is ignored.
+    void AddCondition(const std::string& condition, const std::vector<std::string>& values);
+
+    /// As MediaDB::Select, with the conditions' values as parameters. The statement is
+    /// written to the library log when its level is above 1. Returns the number of rows,
+    /// or -1.
+    int Select(const std::string& fields, const std::string& orderBy, int offset, int limit,
+               const std::string& groupBy);
+
+    /// COUNT(id) of the table under every condition added so far; 0 on failure.
+    int SelectTotal();
+
+    using MediaDB::Execute;
+    /// Runs `sql` (placeholders $1 .. $n) with `values` as a prepared statement (not
+    /// logged). Returns the number of rows (0 for a command), or -1.
+    int Execute(const std::string& sql, const std::vector<std::string>& values);
+
+private:
+    int Run(const std::string& sql, const std::vector<std::string>& values);
+
+    std::vector<std::string> m_valueConditions;  // renumbered to follow one another
+    std::vector<std::string> m_values;           // of every condition, in placeholder order
+    bool m_broken = false;                       // a condition broke the placeholder rule
+};
+
+/// `sql` with each placeholder $k (1 <= k <= count) written $<k + shift>, into `out`.
+/// "$" inside '...', E'...', "..." and dollar quotes, comments and identifiers is left
+/// alone. False (and `out` unchanged) when a placeholder is above `count` or one of
+/// 1 .. count does not appear.
+CALYX_EXPORT bool ShiftPlaceholders(const std::string& sql, size_t shift, size_t count,
+                                    std::string& out);
 
 /// The database server's text for the last failure on `conn` (for example the reason a
 /// statement of MediaDB::Select was refused), without a trailing newline; "" when there

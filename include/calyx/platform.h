@@ -122,6 +122,37 @@ CALYX_EXPORT void ZEVODBFreeResult(DBResult* result);
 /// Closes a connection; null is ignored.
 CALYX_EXPORT void ZEVODBClose(DBConnect* conn);
 
+// --- Prepared statements (the portable layer's; the appliance's library has none) ---
+// A statement with placeholders $1, $2, ... is parsed and planned by the server once per
+// connection and then run with its values sent apart from the text (as text, each value
+// a NUL-terminated string or null for SQL NULL). Results are read and freed as
+// ZEVODBExecute's. A connection re-established after it was lost prepares its
+// statements again by itself. Failures return non-zero and store no result; the
+// server's reason is DBConnectLastError's (calyx/media_db.h).
+
+/// Prepares `sql` on `conn` under `name` (1 to 63 bytes; names beginning "calyx_cached_"
+/// are ZEVODBExecuteCached's and refused). Preparing a name again with the same text
+/// costs nothing; with another text it replaces the statement. Returns 0 on success.
+CALYX_EXPORT int ZEVODBPrepare(DBConnect* conn, const char* name, const char* sql);
+
+/// Runs the statement prepared as `name` with `count` parameter values and stores its
+/// new result set in `*result`. A statement the server no longer knows, or whose tables
+/// changed their columns, is prepared again from its text and run once more. Returns 0
+/// on success.
+CALYX_EXPORT int ZEVODBExecutePrepared(DBConnect* conn, const char* name, int count,
+                                       const char* const* values, DBResult** result);
+
+/// Drops the statement prepared as `name` on `conn`. Returns 0 when it is gone.
+CALYX_EXPORT int ZEVODBDeallocate(DBConnect* conn, const char* name);
+
+/// Runs `sql` with `count` parameter values; a text run again on `conn` runs as a
+/// statement prepared there (the first run sends it unnamed, in one round trip, so that
+/// a text run only once costs no more than a plain statement). A connection remembers
+/// the 64 texts run most recently; the least recently used is forgotten (and dropped
+/// from the server) for a 65th. Returns 0 on success.
+CALYX_EXPORT int ZEVODBExecuteCached(DBConnect* conn, const char* sql, int count,
+                                     const char* const* values, DBResult** result);
+
 /// Fills every field of `info` from the current row's columns of the same name (absent
 /// columns and SQL NULLs give zero or empty; numbers beyond a field's range are clamped;
 /// texts too long for their array are cut and NUL-terminated; bytes after a text's

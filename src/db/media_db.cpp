@@ -53,6 +53,12 @@ void MediaDB::FreeResult() {
     }
 }
 
+int MediaDB::AdoptResult(DBResult* result) {
+    FreeResult();
+    m_result = result;
+    return result != nullptr ? ZEVODBNumRows(result) : -1;
+}
+
 void MediaDB::AddCondition(const std::string& condition) {
     if (condition.empty()) {
         return;

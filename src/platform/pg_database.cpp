@@ -73,6 +73,53 @@ void IgnoreNotice(void*, const char*) {}
 
 }  // namespace
 
+namespace Calyx {
+namespace detail {
+
+bool EnsureSession(DBConnect* conn) {
+    if (conn == nullptr || conn->pg == nullptr) {
+        return false;
+    }
+    // A connection lost since the last statement is re-established once; nothing has
+    // been sent yet, so no statement can run twice.
+    if (PQstatus(conn->pg) == CONNECTION_BAD) {
+        PQreset(conn->pg);
+        // The new session knows none of the old one's prepared statements.
+        for (auto& statement : conn->prepared) {
+            statement.second.onServer = false;
+        }
+        if (PQstatus(conn->pg) != CONNECTION_OK || !PrepareSession(conn->pg)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+int WrapResult(DBConnect* conn, PGresult* pg, DBResult** result) {
+    ExecStatusType status = PQresultStatus(pg);
+    if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
+        PQclear(pg);
+        if (status == PGRES_COPY_IN || status == PGRES_COPY_OUT) {
+            AbandonCopy(conn->pg, status);
+        }
+        return -1;
+    }
+    DBResult* wrapped = new (std::nothrow) DBResult;
+    if (wrapped == nullptr) {
+        PQclear(pg);
+        return -1;
+    }
+    wrapped->pg = pg;
+    wrapped->serial = gNextResultSerial.fetch_add(1, std::memory_order_relaxed);
+    wrapped->rows = PQntuples(pg);
+    wrapped->mediaColumnsKnown = false;
+    *result = wrapped;
+    return 0;
+}
+
+}  // namespace detail
+}  // namespace Calyx
+
 extern "C" DBConnect* ZEVODBConnect(const char* host, const char* user, const char* password,
                                     const char* dbname) {
     const char* keys[7];
@@ -107,8 +154,11 @@ extern "C" DBConnect* ZEVODBConnect(const char* host, const char* user, const ch
     }
     tConnectFailure.clear();
     PQsetNoticeProcessor(pg, IgnoreNotice, nullptr);
-    DBConnect* conn = new (std::nothrow) DBConnect{pg};
-    if (conn == nullptr) {
+    DBConnect* conn = nullptr;
+    try {
+        conn = new DBConnect;
+        conn->pg = pg;
+    } catch (const std::exception&) {
         PQfinish(pg);
     }
     return conn;
@@ -119,37 +169,10 @@ extern "C" int ZEVODBExecute(DBConnect* conn, const char* sql, DBResult** result
         return -1;
     }
     *result = nullptr;
-    if (conn == nullptr || conn->pg == nullptr || sql == nullptr) {
+    if (sql == nullptr || !Calyx::detail::EnsureSession(conn)) {
         return -1;
     }
-    // A connection lost since the last statement is re-established once; nothing has
-    // been sent yet, so no statement can run twice.
-    if (PQstatus(conn->pg) == CONNECTION_BAD) {
-        PQreset(conn->pg);
-        if (PQstatus(conn->pg) != CONNECTION_OK || !PrepareSession(conn->pg)) {
-            return -1;
-        }
-    }
-    PGresult* pg = PQexec(conn->pg, sql);
-    ExecStatusType status = PQresultStatus(pg);
-    if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
-        PQclear(pg);
-        if (status == PGRES_COPY_IN || status == PGRES_COPY_OUT) {
-            AbandonCopy(conn->pg, status);
-        }
-        return -1;
-    }
-    DBResult* wrapped = new (std::nothrow) DBResult;
-    if (wrapped == nullptr) {
-        PQclear(pg);
-        return -1;
-    }
-    wrapped->pg = pg;
-    wrapped->serial = gNextResultSerial.fetch_add(1, std::memory_order_relaxed);
-    wrapped->rows = PQntuples(pg);
-    wrapped->mediaColumnsKnown = false;
-    *result = wrapped;
-    return 0;
+    return Calyx::detail::WrapResult(conn, PQexec(conn->pg, sql), result);
 }
 
 extern "C" int ZEVODBNumRows(DBResult* result) {

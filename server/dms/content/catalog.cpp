@@ -187,18 +187,34 @@ long long QueryNumber(DBConnect* conn, const std::string& sql) {
 
 }  // namespace
 
-long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition) {
+std::string ConditionKey(const std::string& condition, const std::vector<std::string>& values) {
+    std::string key = condition;
+    for (const std::string& value : values)
+        key += "\x1f" + std::to_string(value.size()) + ":" + value;
+    return key;
+}
+
+void AddListingCondition(Calyx::MediaQuery& db, const std::string& condition,
+                         const std::vector<std::string>& values) {
+    if (values.empty())
+        db.AddCondition(condition);
+    else
+        db.AddCondition(condition, values);
+}
+
+long long Catalog::Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition,
+                         const std::vector<std::string>& values) {
     const long long stamp = SystemUpdateId();
-    const std::string key = std::string(1, TableLetter(table)) + condition;
+    const std::string key = std::string(1, TableLetter(table)) + ConditionKey(condition, values);
     long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
     if (count >= 0)
         return count;
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
-    Calyx::MediaDB db(table, conn);
+    Calyx::MediaQuery db(table, conn);
     db.AddCondition(kShownRows);
-    db.AddCondition(condition);
+    AddListingCondition(db, condition, values);
     if (db.Select("COUNT(id) AS total", "", 0, 0, "") < 1 || !db.NextRow())
         return -1;
     count = strtoll(db.FetchField("total").c_str(), nullptr, 10);
@@ -211,13 +227,13 @@ namespace {
 
 // The key of a mark: the listing and the position in it.
 std::string MarkKey(const Listing& listing, long long position) {
-    return std::string(1, TableLetter(listing.table)) + "|" + listing.condition + "|" +
-           std::to_string(position);
+    return std::string(1, TableLetter(listing.table)) + "|" +
+           ConditionKey(listing.condition, listing.values) + "|" + std::to_string(position);
 }
 
 // A condition that holds for the rows of one page of `listing` alone (picked by ids; an
 // array, so that the rows are then fetched by their primary key, not by a join that reads
-// the whole listing again).
+// the whole listing again). Its placeholders are the listing's.
 std::string PageKeys(const Listing& listing, const std::string& orderBy, long long first,
                      long long wanted) {
     std::string sql = std::string("id = ANY(ARRAY(SELECT id FROM ") + SqlTableOf(listing.table) +
@@ -237,8 +253,9 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
     long long handed = 0;
     auto entry = std::make_unique<Entry>();
     for (const Listing& listing : listings) {
-        long long count = listing.subtitles ? CountSubtitles(listing.condition)
-                                            : Count(listing.table, listing.condition);
+        long long count = listing.subtitles
+                              ? CountSubtitles(listing.condition, listing.values)
+                              : Count(listing.table, listing.condition, listing.values);
         if (count < 0)
             return -1;
         long long first = std::max(0LL, offset - total);
@@ -249,7 +266,8 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
         if (first >= count || wanted <= 0)
             continue;
         if (listing.subtitles) {
-            const long long rows = SubtitleRows(listing.condition, first, wanted, row);
+            const long long rows =
+                SubtitleRows(listing.condition, listing.values, first, wanted, row);
             if (rows < 0)
                 return -1;
             handed += rows;
@@ -258,7 +276,7 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
         DBConnect* conn = Conn();
         if (conn == nullptr)
             return -1;
-        auto db = std::make_unique<Calyx::MediaDB>(listing.table, conn);
+        auto db = std::make_unique<Calyx::MediaQuery>(listing.table, conn);
         const int rows = SelectPage(db, listing, orderBy, first, wanted);
         if (rows < 0)
             return -1;
@@ -281,7 +299,7 @@ long long Catalog::Page(const std::vector<Listing>& listings, const std::string&
     return handed;
 }
 
-int Catalog::SelectPage(std::unique_ptr<Calyx::MediaDB>& db, const Listing& listing,
+int Catalog::SelectPage(std::unique_ptr<Calyx::MediaQuery>& db, const Listing& listing,
                         const std::string& orderBy, long long first, long long wanted) {
     // A page that starts where an earlier one ended continues from that row (the title
     // index finds it at once, where an offset walks every row before it). Rows without a
@@ -292,23 +310,22 @@ int Catalog::SelectPage(std::unique_ptr<Calyx::MediaDB>& db, const Listing& list
     if (first > 0 && orderBy == kTitleOrder && stamp >= 0 &&
         stamps_->FindMark(stamp, MarkKey(listing, first), mark)) {
         db->AddCondition(kShownRows);
-        db->AddCondition(listing.condition);
-        db->AddCondition("(title COLLATE calyx_title, id) > (E'" +
-                         Calyx::SQLEscapeCondition(mark.title) + "' COLLATE calyx_title, " +
-                         std::to_string(mark.id) + ")");
+        AddListingCondition(*db, listing.condition, listing.values);
+        db->AddCondition("(title COLLATE calyx_title, id) > ($1 COLLATE calyx_title, $2)",
+                         {mark.title, std::to_string(mark.id)});
         const int rows =
             db->Select(ItemColumns(listing.table), orderBy, 0, static_cast<int>(wanted), "");
         if (rows < 0 || rows == wanted)
             return rows;
-        db = std::make_unique<Calyx::MediaDB>(listing.table, Conn());
+        db = std::make_unique<Calyx::MediaQuery>(listing.table, Conn());
     }
     db->AddCondition(kShownRows);
-    db->AddCondition(listing.condition);
+    AddListingCondition(*db, listing.condition, listing.values);
     // The page's rows are picked by a narrow statement first: rows skipped by an offset
     // are then neither read whole nor given their extras (subselects per row).
     const bool narrowed = first > 0 && !orderBy.empty();
     if (narrowed)
-        db->AddCondition(PageKeys(listing, orderBy, first, wanted));
+        AddListingCondition(*db, PageKeys(listing, orderBy, first, wanted), listing.values);
     return db->Select(ItemColumns(listing.table), orderBy, narrowed ? 0 : static_cast<int>(first),
                       static_cast<int>(wanted), "");
 }
@@ -317,9 +334,9 @@ int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
-    Calyx::MediaDB db(table, conn);
+    Calyx::MediaQuery db(table, conn);
     db.AddCondition(kShownRows);
-    db.AddCondition("id = " + std::to_string(id));
+    db.AddCondition("id = $1", {std::to_string(id)});
     int rows = db.Select(ItemColumns(table), "", 0, 1, "");
     if (rows < 0)
         return -1;
@@ -327,18 +344,20 @@ int Catalog::Find(Calyx::MEDIA_TABLE_TYPE table, long long id, Entry& entry) {
     return rows > 0 && db.NextRow() && FetchEntry(db, entry) ? 1 : 0;
 }
 
-long long Catalog::CountSubtitles(const std::string& condition) {
+long long Catalog::CountSubtitles(const std::string& condition,
+                                  const std::vector<std::string>& values) {
     const long long stamp = SystemUpdateId();
-    const std::string key = "s" + condition;
+    const std::string key = "s" + ConditionKey(condition, values);
     long long count = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
     if (count >= 0)
         return count;
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
-    Calyx::MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn);
+    Calyx::MediaQuery db(Calyx::MEDIA_TABLE_VIDEO, conn);
     if (db.Execute(std::string("SELECT COUNT(id) AS total FROM subtitle WHERE ") + kShownSubtitle +
-                   (condition.empty() ? "" : " AND " + condition)) < 1 ||
+                       (condition.empty() ? "" : " AND " + condition),
+                   values) < 1 ||
         !db.NextRow())
         return -1;
     count = strtoll(db.FetchField("total").c_str(), nullptr, 10);
@@ -347,12 +366,13 @@ long long Catalog::CountSubtitles(const std::string& condition) {
     return count;
 }
 
-long long Catalog::SubtitleRows(const std::string& condition, long long offset, long long limit,
-                                const std::function<void(const Entry&)>& row) {
+long long Catalog::SubtitleRows(const std::string& condition,
+                                const std::vector<std::string>& values, long long offset,
+                                long long limit, const std::function<void(const Entry&)>& row) {
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
-    Calyx::MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn);
+    Calyx::MediaQuery db(Calyx::MEDIA_TABLE_VIDEO, conn);
     std::string sql =
         std::string("SELECT id, parent_id, path, language, format, filesize FROM subtitle WHERE ") +
         kShownSubtitle + (condition.empty() ? "" : " AND " + condition) + " ORDER BY path, id";
@@ -360,7 +380,7 @@ long long Catalog::SubtitleRows(const std::string& condition, long long offset, 
         sql += " LIMIT " + std::to_string(limit);
     if (offset > 0)
         sql += " OFFSET " + std::to_string(offset);
-    if (db.Execute(sql) < 0)
+    if (db.Execute(sql, values) < 0)
         return -1;
     auto entry = std::make_unique<Entry>();
     entry->table = Calyx::MEDIA_TABLE_VIDEO;
@@ -383,7 +403,7 @@ long long Catalog::SubtitleRows(const std::string& condition, long long offset, 
 }
 
 int Catalog::FindSubtitle(long long id, Entry& entry) {
-    long long found = SubtitleRows("id = " + std::to_string(id), 0, 1,
+    long long found = SubtitleRows("id = $1", {std::to_string(id)}, 0, 1,
                                    [&entry](const Entry& row) { entry = row; });
     return found < 0 ? -1 : found > 0 ? 1 : 0;
 }
@@ -399,6 +419,12 @@ void StampCache::Store(long long stamp) {
     at_ = std::chrono::steady_clock::now();
     // Dropped even when the stamp is the same: a change the stamp cannot see (a row moved
     // to another folder) is then at most one period old here too.
+    counts_.clear();
+}
+
+void StampCache::Forget() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stamp_ = -1;
     counts_.clear();
 }
 
@@ -448,6 +474,8 @@ long long Catalog::SystemUpdateId() {
     long long id = QueryNumber(Conn(), "SELECT system_update_id AS value FROM index_update");
     if (id >= 0)
         stamps_->Store(id);
+    else
+        stamps_->Forget();
     return id;
 }
 
@@ -457,8 +485,10 @@ long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<Contai
     if (ZEVODBExecute(Conn(),
                       "SELECT system_update_id, COALESCE(changed_at, 0) AS changed_at FROM "
                       "index_update",
-                      &ids) != 0)
+                      &ids) != 0) {
+        stamps_->Forget();
         return -1;
+    }
     DBRow first{};
     long long id = -1;
     if (ZEVODBFetchRow(ids, &first) == 0) {
@@ -468,8 +498,10 @@ long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<Contai
         changedAt = at ? strtoll(at, nullptr, 10) : 0;
     }
     ZEVODBFreeResult(ids);
-    if (id < 0)
+    if (id < 0) {
+        stamps_->Forget();
         return -1;
+    }
     stamps_->Store(id);
     if (limit == 0)
         return id;

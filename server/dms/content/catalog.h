@@ -58,11 +58,14 @@ inline constexpr char kShownRows[] = "NOT hidden";
 inline constexpr char kTitleOrder[] = "title COLLATE calyx_title ASC, id ASC";
 
 // One source of children: the rows of `table` that pass `condition` (SQL, may be ""), or
-// with `subtitles` the subtitle files of videos that pass it.
+// with `subtitles` the subtitle files of videos that pass it. The condition's values are
+// written $1, $2, ... in it and given in `values`, sent apart from the statement (which is
+// then prepared once per connection, whatever the values).
 struct Listing {
     Calyx::MEDIA_TABLE_TYPE table;
     std::string condition;
     bool subtitles = false;
+    std::vector<std::string> values = {};
 };
 
 // The SQL name of a table of the index ("music", "video", "photo", "directory", "playlist").
@@ -95,6 +98,12 @@ struct Group {
     CoverFacts cover;
 };
 
+// `condition` with its values, as part of a key of the counts and marks kept.
+std::string ConditionKey(const std::string& condition, const std::vector<std::string>& values);
+// Adds `condition` with its `values` to `db` (without values: as the plain condition).
+void AddListingCondition(Calyx::MediaQuery& db, const std::string& condition,
+                         const std::vector<std::string>& values);
+
 // The update-id name of an object's container: a view's containers follow their table's.
 std::string UpdateContainerOf(const ObjectId& id);
 
@@ -118,6 +127,9 @@ public:
     long long Recent(std::chrono::steady_clock::duration period);
     // A freshly read stamp; every count kept so far is dropped.
     void Store(long long stamp);
+    // A read of the stamp failed (the database is away): no stamp is recent until the next
+    // read succeeds, and the counts are dropped.
+    void Forget();
     // The count kept for `key` while `stamp` is the current stamp, or -1.
     long long FindCount(long long stamp, const std::string& key);
     void StoreCount(long long stamp, const std::string& key, long long count);
@@ -179,10 +191,12 @@ public:
     long long PlaylistPage(long long id, const std::vector<Calyx::MEDIA_TABLE_TYPE>& tables,
                            long long offset, long long limit,
                            const std::function<void(const Entry&)>& row, long long& total);
-    // Number of rows of `table` that pass `condition`; -1 when the query fails. Kept until
-    // the update id is next read, so a count may be up to a stamp period old. Hidden rows
-    // (of a media folder that is gone for the moment) are never counted, listed or found.
-    long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition);
+    // Number of rows of `table` that pass `condition` (with the `values` of its $1, $2,
+    // ...); -1 when the query fails. Kept until the update id is next read, so a count may
+    // be up to a stamp period old. Hidden rows (of a media folder that is gone for the
+    // moment) are never counted, listed or found.
+    long long Count(Calyx::MEDIA_TABLE_TYPE table, const std::string& condition,
+                    const std::vector<std::string>& values = {});
     // The row `id` of `table`. 0 when there is none, -1 when the query fails, 1 found.
     int Find(Calyx::MEDIA_TABLE_TYPE table, long long id, ZEVO_MEDIA_INFO& info);
     // The same, with the columns beyond the record and the row's extras; `entry.table` is
@@ -193,6 +207,11 @@ public:
     // The stored SystemUpdateID, which only ever grows; -1 when the query fails. Read at
     // most once per kStampSeconds for every connection together.
     long long SystemUpdateId();
+    // The SystemUpdateID last read by any catalog, when read less than `age` ago; else -1.
+    // Never queries (for the main loop).
+    long long RecentSystemUpdateId(std::chrono::steady_clock::duration age) {
+        return stamps_->Recent(age);
+    }
     // The stored update id of `container` ("0", "music", "folders", "d<id>", ...; 0 for one
     // never changed), kept like the counts; -1 when the query fails.
     long long ContainerUpdateId(const std::string& container);
@@ -211,14 +230,15 @@ private:
     // whose row is gone meanwhile is skipped. The number handed over, or -1.
     long long HandRows(const std::vector<std::pair<char, long long>>& keys,
                        const std::function<void(const Entry&)>& row);
-    long long CountSubtitles(const std::string& condition);
+    long long CountSubtitles(const std::string& condition, const std::vector<std::string>& values);
     // Runs the statement of the page of `listing` from `first`, at most `wanted` rows, in
     // `db` (replaced when a first attempt from a mark came out short); its row count or -1.
-    int SelectPage(std::unique_ptr<Calyx::MediaDB>& db, const Listing& listing,
+    int SelectPage(std::unique_ptr<Calyx::MediaQuery>& db, const Listing& listing,
                    const std::string& orderBy, long long first, long long wanted);
-    // The subtitle rows that pass `condition`, `offset` on, at most `limit` (0: all), each
-    // handed to `row`; the number handed, or -1.
-    long long SubtitleRows(const std::string& condition, long long offset, long long limit,
+    // The subtitle rows that pass `condition` (with `values`), `offset` on, at most `limit`
+    // (0: all), each handed to `row`; the number handed, or -1.
+    long long SubtitleRows(const std::string& condition, const std::vector<std::string>& values,
+                           long long offset, long long limit,
                            const std::function<void(const Entry&)>& row);
     // The connection, or null while the database server cannot be reached.
     DBConnect* Conn() { return connection_->Get(); }

@@ -20,19 +20,31 @@ std::string TableKey(Calyx::MEDIA_TABLE_TYPE table) {
     return std::string("'") + TableLetter(table) + "'";
 }
 
-std::string KeyStatement(const std::vector<Listing>& listings, const std::string& orderBy,
-                         long long first, long long wanted) {
-    std::string sql = "SELECT t, id FROM (";
+// The statement that orders the keys of every listing together, into `sql` with its
+// values (the listings' in turn, then the limit and offset: every page of a folder shares
+// one statement). False when a listing's placeholders do not match its values.
+bool KeyStatement(const std::vector<Listing>& listings, const std::string& orderBy, long long first,
+                  long long wanted, std::string& sql, std::vector<std::string>& values) {
+    sql = "SELECT t, id FROM (";
+    values.clear();
     for (size_t i = 0; i < listings.size(); ++i) {
         const Listing& listing = listings[i];
         sql += (i ? " UNION ALL " : "") + std::string("SELECT ") + TableKey(listing.table) +
                "::text AS t, id, title, date FROM " + SqlTableOf(listing.table) + " WHERE " +
                kShownRows;
-        if (!listing.condition.empty())
-            sql += " AND (" + listing.condition + ")";
+        std::string condition = listing.condition;
+        if (!listing.values.empty() && !Calyx::ShiftPlaceholders(listing.condition, values.size(),
+                                                                 listing.values.size(), condition))
+            return false;
+        values.insert(values.end(), listing.values.begin(), listing.values.end());
+        if (!condition.empty())
+            sql += " AND (" + condition + ")";
     }
-    return sql + ") AS merged ORDER BY " + orderBy + ", t LIMIT " + std::to_string(wanted) +
-           " OFFSET " + std::to_string(first);
+    values.push_back(std::to_string(wanted));
+    values.push_back(std::to_string(first));
+    sql += ") AS merged ORDER BY " + orderBy + ", t LIMIT $" + std::to_string(values.size() - 1) +
+           " OFFSET $" + std::to_string(values.size());
+    return true;
 }
 
 }  // namespace
@@ -43,7 +55,7 @@ long long Catalog::MergedPage(const std::vector<Listing>& listings, const std::s
     total = 0;
     std::vector<Listing> filled;  // the listings that hold rows
     for (const Listing& listing : listings) {
-        const long long count = Count(listing.table, listing.condition);
+        const long long count = Count(listing.table, listing.condition, listing.values);
         if (count < 0)
             return -1;
         total += count;
@@ -64,8 +76,12 @@ long long Catalog::MergedPage(const std::vector<Listing>& listings, const std::s
         return -1;
     std::vector<std::pair<char, long long>> keys;
     {
-        Calyx::MediaDB db(listings[0].table, conn);
-        if (db.Execute(KeyStatement(listings, orderBy, offset, wanted)) < 0)
+        std::string sql;
+        std::vector<std::string> values;
+        if (!KeyStatement(listings, orderBy, offset, wanted, sql, values))
+            return -1;
+        Calyx::MediaQuery db(listings[0].table, conn);
+        if (db.Execute(sql, values) < 0)
             return -1;
         while (db.NextRow())
             keys.emplace_back(db.FetchField("t")[0],
@@ -82,7 +98,7 @@ long long Catalog::HandRows(const std::vector<std::pair<char, long long>>& keys,
     // Each table's rows of the page, in the page's order (a row named twice comes twice).
     // The result sets are complete once a statement has run, so reading them in turn on
     // one connection is safe.
-    std::map<char, std::unique_ptr<Calyx::MediaDB>> cursors;
+    std::map<char, std::unique_ptr<Calyx::MediaQuery>> cursors;
     std::map<char, std::string> ids;
     for (const auto& key : keys) {
         std::string& list = ids[key.first];
@@ -93,10 +109,12 @@ long long Catalog::HandRows(const std::vector<std::pair<char, long long>>& keys,
         if (!TableOfLetter(letter, table))
             continue;
         const std::string name = SqlTableOf(table);
-        auto db = std::make_unique<Calyx::MediaDB>(table, conn);
-        if (db->Execute("SELECT " + ItemColumns(table) + " FROM " + name + " JOIN unnest(ARRAY[" +
-                        list + "]::bigint[]) WITH ORDINALITY AS page_key(key_id, key_n) ON " +
-                        name + ".id = page_key.key_id ORDER BY page_key.key_n") < 0)
+        auto db = std::make_unique<Calyx::MediaQuery>(table, conn);
+        if (db->Execute("SELECT " + ItemColumns(table) + " FROM " + name +
+                            " JOIN unnest($1::bigint[]) WITH ORDINALITY AS page_key(key_id, "
+                            "key_n) ON " +
+                            name + ".id = page_key.key_id ORDER BY page_key.key_n",
+                        {"{" + list + "}"}) < 0)
             return -1;
         cursors[letter] = std::move(db);
     }
