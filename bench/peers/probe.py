@@ -67,8 +67,9 @@ def xml_text(text):
     return text.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
 
 
-def action(url, name, arguments):
-    """(DIDL root, TotalMatches) of one ContentDirectory action answering a Result."""
+def exchange(url, name, arguments):
+    """The raw reply to one ContentDirectory action: the request sent and the whole answer
+    read, nothing parsed (what the latencies time: the server's part, not the probe's)."""
     body = ('<?xml version="1.0" encoding="utf-8"?><s:Envelope '
             'xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
             's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
@@ -79,23 +80,39 @@ def action(url, name, arguments):
     request = urllib.request.Request(url, data=body, headers={
         "SOAPAction": '"%s#%s"' % (SERVICE_TYPE[0], name),
         "Content-Type": 'text/xml; charset="utf-8"'})
-    envelope = ET.fromstring(urllib.request.urlopen(request, timeout=60).read())
+    return urllib.request.urlopen(request, timeout=60).read()
+
+
+def parse_reply(reply):
+    """(DIDL root, TotalMatches) of a reply answering a Result."""
+    envelope = ET.fromstring(reply)
     fields = {el.tag.split("}")[-1]: el.text for el in envelope.iter() if len(el) == 0}
     return ET.fromstring(fields["Result"]), int(fields.get("TotalMatches") or 0)
 
 
+def action(url, name, arguments):
+    """(DIDL root, TotalMatches) of one ContentDirectory action answering a Result."""
+    return parse_reply(exchange(url, name, arguments))
+
+
+def browse_arguments(object_id, flag="BrowseDirectChildren", start=0, count=0):
+    return [("ObjectID", object_id), ("BrowseFlag", flag), ("Filter", "*"),
+            ("StartingIndex", start), ("RequestedCount", count), ("SortCriteria", "")]
+
+
+def search_arguments(object_id, criteria, count):
+    return [("ContainerID", object_id), ("SearchCriteria", criteria), ("Filter", "*"),
+            ("StartingIndex", 0), ("RequestedCount", count), ("SortCriteria", "")]
+
+
 def browse(url, object_id, flag="BrowseDirectChildren", start=0, count=0):
     """(DIDL root, TotalMatches) of one Browse."""
-    return action(url, "Browse", [("ObjectID", object_id), ("BrowseFlag", flag),
-                                  ("Filter", "*"), ("StartingIndex", start),
-                                  ("RequestedCount", count), ("SortCriteria", "")])
+    return action(url, "Browse", browse_arguments(object_id, flag, start, count))
 
 
 def search(url, object_id, criteria, count):
     """(DIDL root, TotalMatches) of one Search."""
-    return action(url, "Search", [("ContainerID", object_id), ("SearchCriteria", criteria),
-                                  ("Filter", "*"), ("StartingIndex", 0),
-                                  ("RequestedCount", count), ("SortCriteria", "")])
+    return action(url, "Search", search_arguments(object_id, criteria, count))
 
 
 def objects(didl):
@@ -180,59 +197,69 @@ def in_threads(clients, work):
 
 
 def latency(location, object_id, page, clients, requests):
+    """Browse pages of `page` from `clients` threads: the seconds of each exchange, the
+    seconds the probe then took to parse each reply, and the object counts."""
     url = control_url(location)
-    seconds, returned = [], set()
+    seconds, parse_seconds, returned = [], [], set()
     lock = threading.Lock()
 
     def work(_n):
         for _ in range(requests):
             start = time.monotonic()
-            didl, _total = browse(url, object_id, count=page)
+            reply = exchange(url, "Browse", browse_arguments(object_id, count=page))
+            got = time.monotonic()
+            didl, _total = parse_reply(reply)
             with lock:
-                seconds.append(time.monotonic() - start)
+                seconds.append(got - start)
+                parse_seconds.append(time.monotonic() - got)
                 returned.add(len(objects(didl)))
     in_threads(clients, work)
     # How many objects the answers held: a server may return fewer than asked for.
-    return {"seconds": seconds, "returned": sorted(returned)}
+    return {"seconds": seconds, "parse_seconds": parse_seconds, "returned": sorted(returned)}
 
 
-def timed(requests, ask):
-    """`requests` calls of ask() one after the other: their seconds and the distinct
-    object counts of their answers."""
+def timed(url, requests, name, arguments):
+    """`requests` exchanges of one action one after the other: their seconds (the replies
+    parsed afterwards, untimed) and the distinct object counts of their answers."""
     seconds, returned = [], set()
     for _ in range(requests):
         start = time.monotonic()
-        didl, _total = ask()
+        reply = exchange(url, name, arguments)
         seconds.append(time.monotonic() - start)
-        returned.add(len(objects(didl)))
+        returned.add(len(objects(parse_reply(reply)[0])))
     return {"seconds": seconds, "returned": sorted(returned)}
 
 
 def page(location, object_id, start, count_, requests):
     url = control_url(location)
-    return timed(requests, lambda: browse(url, object_id, start=start, count=count_))
+    return timed(url, requests, "Browse", browse_arguments(object_id, start=start, count=count_))
 
 
 def walk(location, object_id, size):
-    """A client walking a container in order, one page after another, to its end."""
+    """A client walking a container in order, one page after another, to its end: the
+    seconds of the exchanges together (each reply parsed afterwards, untimed)."""
     url = control_url(location)
-    start, items, began = 0, 0, time.monotonic()
+    start, items, seconds = 0, 0, 0.0
     while True:
-        didl, total = browse(url, object_id, start=start, count=size)
+        began = time.monotonic()
+        reply = exchange(url, "Browse", browse_arguments(object_id, start=start, count=size))
+        seconds += time.monotonic() - began
+        didl, total = parse_reply(reply)
         got = len(objects(didl))
         items += got
         start += got
         if not got or start >= total:
-            return {"seconds": time.monotonic() - began, "items": items}
+            return {"seconds": seconds, "items": items}
 
 
 def search_load(location, object_id, criteria, requests):
     url = control_url(location)
-    return timed(requests, lambda: search(url, object_id, criteria, 100))
+    return timed(url, requests, "Search", search_arguments(object_id, criteria, 100))
 
 
 def mixed(location, object_id, clients, seconds):
-    """Browse pages of 100 at varying offsets and BrowseMetadata of single items."""
+    """Browse pages of 100 at varying offsets and BrowseMetadata of single items; the
+    replies are read whole but not parsed (the probe's parsing would be the limit)."""
     url = control_url(location)
     ids = [el.get("id") for el in children(url, object_id)]
     done = [0] * clients
@@ -242,9 +269,12 @@ def mixed(location, object_id, clients, seconds):
         i = n
         while time.monotonic() < deadline:
             if i % 2:
-                browse(url, object_id, start=(i * 37) % max(1, len(ids) - 100), count=100)
+                arguments = browse_arguments(
+                    object_id, start=(i * 37) % max(1, len(ids) - 100), count=100)
             else:
-                browse(url, ids[(i * 7919) % len(ids)], flag="BrowseMetadata")
+                arguments = browse_arguments(ids[(i * 7919) % len(ids)], flag="BrowseMetadata")
+            if b"Result" not in exchange(url, "Browse", arguments):
+                raise RuntimeError("a Browse of the mixed load answered no Result")
             done[n] += 1
             i += clients
     in_threads(clients, work)

@@ -405,7 +405,8 @@ int RunMediaServer(const Options& given) {
                                 std::to_string(gupnp_context_get_port(context.get()));
     workers.emplace(workerCatalogs.size());
     ContentDirectory contentDirectory(GUPNP_SERVICE(cds.get()), catalog, workerCatalogs, *workers,
-                                      session.texts(), baseUrl, identity.friendlyName);
+                                      session.texts(), baseUrl, identity.friendlyName,
+                                      size_t{options.keptAnswersMib} << 20);
     contentDirectory.SetMissingThumbnailHandler(
         [&thumbnails](const std::vector<std::string>& ids) { thumbnails.Want(ids); });
     UpdateEvents updateEvents(GUPNP_SERVICE(cds.get()), *workers, workerCatalogs);

@@ -92,6 +92,10 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
     app.add_option("--query-threads", o.queryThreads,
                    "Threads answering Browse and Search, each with its own database connection")
         ->check(CLI::Range(1u, 64u));
+    app.add_option("--answer-cache", o.keptAnswersMib,
+                   "MiB of Browse and Search answers kept for clients that ask the same again, "
+                   "until the index changes (0: none kept)")
+        ->check(CLI::Range(0u, 1024u));
     app.add_option("--transcodes", o.transcodes,
                    "Transcoded streams at once (default: the number of processor cores); "
                    "beyond that a request gets 503 with Retry-After")

@@ -422,6 +422,12 @@ void StampCache::Store(long long stamp) {
     counts_.clear();
 }
 
+void StampCache::Forget() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stamp_ = -1;
+    counts_.clear();
+}
+
 long long StampCache::FindCount(long long stamp, const std::string& key) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (stamp != stamp_)
@@ -468,6 +474,8 @@ long long Catalog::SystemUpdateId() {
     long long id = QueryNumber(Conn(), "SELECT system_update_id AS value FROM index_update");
     if (id >= 0)
         stamps_->Store(id);
+    else
+        stamps_->Forget();
     return id;
 }
 
@@ -477,8 +485,10 @@ long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<Contai
     if (ZEVODBExecute(Conn(),
                       "SELECT system_update_id, COALESCE(changed_at, 0) AS changed_at FROM "
                       "index_update",
-                      &ids) != 0)
+                      &ids) != 0) {
+        stamps_->Forget();
         return -1;
+    }
     DBRow first{};
     long long id = -1;
     if (ZEVODBFetchRow(ids, &first) == 0) {
@@ -488,8 +498,10 @@ long long Catalog::ReadUpdates(long long since, size_t limit, std::vector<Contai
         changedAt = at ? strtoll(at, nullptr, 10) : 0;
     }
     ZEVODBFreeResult(ids);
-    if (id < 0)
+    if (id < 0) {
+        stamps_->Forget();
         return -1;
+    }
     stamps_->Store(id);
     if (limit == 0)
         return id;

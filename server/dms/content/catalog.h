@@ -127,6 +127,9 @@ public:
     long long Recent(std::chrono::steady_clock::duration period);
     // A freshly read stamp; every count kept so far is dropped.
     void Store(long long stamp);
+    // A read of the stamp failed (the database is away): no stamp is recent until the next
+    // read succeeds, and the counts are dropped.
+    void Forget();
     // The count kept for `key` while `stamp` is the current stamp, or -1.
     long long FindCount(long long stamp, const std::string& key);
     void StoreCount(long long stamp, const std::string& key, long long count);
@@ -204,6 +207,11 @@ public:
     // The stored SystemUpdateID, which only ever grows; -1 when the query fails. Read at
     // most once per kStampSeconds for every connection together.
     long long SystemUpdateId();
+    // The SystemUpdateID last read by any catalog, when read less than `age` ago; else -1.
+    // Never queries (for the main loop).
+    long long RecentSystemUpdateId(std::chrono::steady_clock::duration age) {
+        return stamps_->Recent(age);
+    }
     // The stored update id of `container` ("0", "music", "folders", "d<id>", ...; 0 for one
     // never changed), kept like the counts; -1 when the query fails.
     long long ContainerUpdateId(const std::string& container);

@@ -17,8 +17,10 @@
 #include "content/search_criteria.h"
 #include "content/well_known_ids.h"
 #include "upnp/action_arguments.h"
+#include "upnp/answer_cache.h"
 #include "upnp/didl.h"
 #include "upnp/listing_pages.h"
+#include "upnp/result_hand_over.h"
 #include "upnp/view_browse.h"
 
 namespace calyx_dms {
@@ -28,6 +30,8 @@ struct PageAnswer {
     int errorCode = 0;
     const char* errorText = "";
     std::string didl;
+    // The DIDL-Lite escaped for the reply instead of `didl` (see result_hand_over.h).
+    std::shared_ptr<const std::string> escaped;
     long long returned = 0;
     long long total = 0;
     long long stamp = 0;
@@ -145,6 +149,12 @@ void ReturnAnswer(GUPnPServiceAction* action, const PageAnswer& answer) {
         gupnp_service_action_return_error(action, answer.errorCode, answer.errorText);
         return;
     }
+    if (answer.escaped) {
+        ReturnEscapedResult(action, answer.escaped,
+                            {static_cast<guint>(answer.returned), static_cast<guint>(answer.total),
+                             static_cast<guint>(answer.stamp)});
+        return;
+    }
     gupnp_service_action_set(action, "Result", G_TYPE_STRING, answer.didl.c_str(), "NumberReturned",
                              G_TYPE_UINT, static_cast<guint>(answer.returned), "TotalMatches",
                              G_TYPE_UINT, static_cast<guint>(answer.total), "UpdateID", G_TYPE_UINT,
@@ -249,18 +259,32 @@ void LogTiming(const char* action, const ClientVisit& visit, long long returned)
                      returned, visit.mac.c_str(), visit.libraryNanos / 1000, whole);
 }
 
+// An answer kept is given while the update id the workers last read is this recent (the
+// update events read it every half second); older, the next answer is made afresh.
+constexpr std::chrono::seconds kKeptAnswerStampAge{2};
+
+// The key of an answer: the action, its arguments as they select and order objects, and
+// the effects of the client's profile.
+std::string AnswerKey(const char* action, const ClientVisit& visit, const std::string& object,
+                      const std::string& selection, const PageRequest& page) {
+    return std::string(action) + '\n' + object + '\n' + selection + '\n' +
+           std::to_string(page.offset) + ' ' + std::to_string(page.limit) + ' ' +
+           (page.sorted ? "s " : "u ") + page.orderBy + '\n' + ProfileEffectsKey(*visit.checker);
+}
+
 }  // namespace
 
 ContentDirectory::ContentDirectory(GUPnPService* service, Catalog& catalog,
                                    std::vector<Catalog>& workerCatalogs, QueryWorkers& workers,
                                    const Calyx::DMSStringBundle& texts, std::string baseUrl,
-                                   std::string rootTitle)
+                                   std::string rootTitle, size_t keptAnswerBytes)
     : catalog_(catalog),
       workerCatalogs_(workerCatalogs),
       workers_(workers),
       texts_(texts),
       baseUrl_(std::move(baseUrl)),
-      rootTitle_(std::move(rootTitle)) {
+      rootTitle_(std::move(rootTitle)),
+      keptAnswers_(keptAnswerBytes) {
     g_signal_connect(service, "action-invoked::Browse",
                      G_CALLBACK(+[](GUPnPService*, GUPnPServiceAction* a, gpointer self) {
                          static_cast<ContentDirectory*>(self)->Browse(a);
@@ -302,18 +326,63 @@ void ContentDirectory::GetSystemUpdateID(GUPnPServiceAction* action) {
     gupnp_service_action_return_success(action);
 }
 
+std::string ContentDirectory::KeyToKeep(GUPnPServiceAction* action, const ClientVisit& visit,
+                                        const char* name, const std::string& object,
+                                        const std::string& selection,
+                                        const PageRequest& page) const {
+    // A Samsung television's answers carry its own resume positions; a compressed reply
+    // takes no kept text.
+    if (keptAnswers_.capacity() == 0 || visit.checker->m_isSamsungTV || ReplyCompressed(action))
+        return "";
+    return AnswerKey(name, visit, object, selection, page);
+}
+
+bool ContentDirectory::AnswerFromKept(GUPnPServiceAction* action, const ClientVisit& visit,
+                                      const char* name, const std::string& key) {
+    if (key.empty())
+        return false;
+    const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
+    std::shared_ptr<const KeptAnswer> kept = stamp < 0 ? nullptr : keptAnswers_.Find(key, stamp);
+    if (!kept)
+        return false;
+    LogTiming(name, visit, kept->returned);
+    ReturnEscapedResult(action, kept->result,
+                        {static_cast<guint>(kept->returned), static_cast<guint>(kept->total),
+                         static_cast<guint>(kept->updateId)});
+    return true;
+}
+
 void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit,
-                                      const char* name,
+                                      const char* name, std::string key,
                                       std::function<PageAnswer(Catalog&)> answer) {
+    const bool escape = !ReplyCompressed(action);
     // The action keeps its request message, and with it `visit`, until it is answered;
     // until then only the worker touches the visit.
-    workers_.Submit([this, action, visit, name, answer = std::move(answer)](size_t worker) {
-        auto result = std::make_shared<PageAnswer>(answer(workerCatalogs_[worker]));
-        workers_.Reply([this, action, visit, name, result] {
+    workers_.Submit([this, action, visit, name, escape, key = std::move(key),
+                     answer = std::move(answer)](size_t worker) {
+        Catalog& catalog = workerCatalogs_[worker];
+        const long long before = key.empty() ? -1 : catalog.SystemUpdateId();
+        auto result = std::make_shared<PageAnswer>(answer(catalog));
+        if (escape && result->errorCode == 0) {
+            // Escaped here, off the main loop, in one pass.
+            result->escaped = EscapedArgumentText(result->didl);
+            std::string().swap(result->didl);
+        }
+        // Kept only when made under one update id throughout, and complete for every
+        // client (an answer that went without thumbnails is not).
+        const long long keepUnder =
+            before >= 0 && catalog.SystemUpdateId() == before && result->missingThumbnails.empty()
+                ? before
+                : -1;
+        workers_.Reply([this, action, visit, name, result, key, keepUnder] {
             // Logged first: answering hands the message, and with it the visit, back to
             // the stack.
             if (result->errorCode == 0)
                 LogTiming(name, *visit, result->returned);
+            if (result->errorCode == 0 && keepUnder >= 0 && result->escaped)
+                keptAnswers_.Store(
+                    key, keepUnder,
+                    {result->escaped, result->returned, result->total, result->stamp});
             ReturnAnswer(action, *result);
             // The answer has gone: only now are the thumbnails it went without made.
             if (result->errorCode == 0 && !result->missingThumbnails.empty() &&
@@ -343,9 +412,13 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
         gupnp_service_action_return_error(action, 701, "No such object");
         return;
     }
-    AnswerOnWorker(action, visit, "Browse", [this, visit, request](Catalog& catalog) {
-        return AnswerBrowse(catalog, *visit, request);
-    });
+    std::string key = KeyToKeep(action, *visit, "Browse", objectText, flag, request.page);
+    if (AnswerFromKept(action, *visit, "Browse", key))
+        return;
+    AnswerOnWorker(action, visit, "Browse", std::move(key),
+                   [this, visit, request](Catalog& catalog) {
+                       return AnswerBrowse(catalog, *visit, request);
+                   });
 }
 
 PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
@@ -405,6 +478,19 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
         returned = WritePage(catalog, didl, listings, request.page,
                              object.kind == ObjectId::kFolders ? "folders" : "", total);
         ok = returned >= 0;
+    } else if (object.kind == ObjectId::kDirectory && !request.metadata) {
+        // The folder's children need only know that it is there (a count kept with the
+        // others), not its row with its cover, which costs a sort of its videos.
+        const long long found =
+            catalog.Count(Calyx::MEDIA_TABLE_DIRECTORY, "id = " + std::to_string(object.id));
+        if (found == 0)
+            return PageAnswer::Error(701, "No such object");
+        ok = found > 0;
+        if (ok) {
+            returned = WriteFolderPage(catalog, didl, object.id, visit, request.page,
+                                       FormatObjectId(object), total);
+            ok = returned >= 0;
+        }
     } else {
         auto entry = std::make_unique<Entry>();
         const int found = object.kind == ObjectId::kSubtitle
@@ -454,14 +540,18 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
     }
     // A list of groups (albums, artists, genres, playlists) searched for containers of its
     // class, as media players search their well-known lists: its groups, as Browse gives them.
+    std::string key = KeyToKeep(action, *visit, "Search", containerText, criteria, page);
+    if (AnswerFromKept(action, *visit, "Search", key))
+        return;
     if (ListedContainerClass(container) &&
         AsksForContainerClass(criteria, ListedContainerClass(container))) {
         BrowseRequest request;
         request.object = container;
         request.page = page;
-        AnswerOnWorker(action, visit, "Search", [this, visit, request](Catalog& catalog) {
-            return AnswerBrowse(catalog, *visit, request);
-        });
+        AnswerOnWorker(action, visit, "Search", std::move(key),
+                       [this, visit, request](Catalog& catalog) {
+                           return AnswerBrowse(catalog, *visit, request);
+                       });
         return;
     }
     std::vector<Listing> listings;
@@ -483,20 +573,21 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
             condition = "(" + condition + ") AND " + scope;
         listings.push_back({table, condition});
     }
-    AnswerOnWorker(action, visit, "Search", [this, visit, listings, page](Catalog& catalog) {
-        // A search reaches the whole subtree, whose changes only the system's id follows.
-        long long stamp = catalog.SystemUpdateId();
-        PageAnswer answer;
-        DidlWriter didl(baseUrl_, *visit);
-        answer.returned =
-            stamp < 0 ? -1 : WritePage(catalog, didl, listings, page, "", answer.total);
-        if (answer.returned < 0)
-            return PageAnswer::Error(720, "Cannot process the request");
-        answer.didl = didl.Finish();
-        answer.missingThumbnails = didl.TakeMissingThumbnails();
-        answer.stamp = stamp;
-        return answer;
-    });
+    AnswerOnWorker(
+        action, visit, "Search", std::move(key), [this, visit, listings, page](Catalog& catalog) {
+            // A search reaches the whole subtree, whose changes only the system's id follows.
+            long long stamp = catalog.SystemUpdateId();
+            PageAnswer answer;
+            DidlWriter didl(baseUrl_, *visit);
+            answer.returned =
+                stamp < 0 ? -1 : WritePage(catalog, didl, listings, page, "", answer.total);
+            if (answer.returned < 0)
+                return PageAnswer::Error(720, "Cannot process the request");
+            answer.didl = didl.Finish();
+            answer.missingThumbnails = didl.TakeMissingThumbnails();
+            answer.stamp = stamp;
+            return answer;
+        });
 }
 
 }  // namespace calyx_dms

@@ -11,6 +11,8 @@
 #include "calyx/i18n.h"
 #include "content/catalog.h"
 #include "content/query_workers.h"
+#include "upnp/answer_cache.h"
+#include "upnp/page_request.h"
 
 namespace calyx_dms {
 
@@ -22,10 +24,11 @@ public:
     // Connects the action handlers of `service`; `baseUrl` ("http://ip:port") prefixes
     // media URLs; `rootTitle` names the root container. Browse and Search read the index
     // on `workers`, worker i through `workerCatalogs[i]`; the other actions use `catalog`
-    // on the main loop.
+    // on the main loop. Answers are kept for clients that ask the same again, at most
+    // `keptAnswerBytes` of them (0: none kept).
     ContentDirectory(GUPnPService* service, Catalog& catalog, std::vector<Catalog>& workerCatalogs,
                      QueryWorkers& workers, const Calyx::DMSStringBundle& texts,
-                     std::string baseUrl, std::string rootTitle);
+                     std::string baseUrl, std::string rootTitle, size_t keptAnswerBytes);
     ContentDirectory(const ContentDirectory&) = delete;
     ContentDirectory& operator=(const ContentDirectory&) = delete;
 
@@ -44,9 +47,19 @@ private:
     struct BrowseRequest;
     PageAnswer AnswerBrowse(Catalog& catalog, ClientVisit& visit,
                             const BrowseRequest& request) const;
-    // Runs `answer` on a worker and returns its result to `action` on the main loop.
+    // The key under which the answer to `action` (of the action `name`, on `object`, with
+    // `selection`: BrowseFlag or SearchCriteria, and `page`) is kept; "" when it is not.
+    std::string KeyToKeep(GUPnPServiceAction* action, const ClientVisit& visit, const char* name,
+                          const std::string& object, const std::string& selection,
+                          const PageRequest& page) const;
+    // Answers `action` with the answer kept under `key` for the index as it is; false when
+    // none is kept.
+    bool AnswerFromKept(GUPnPServiceAction* action, const ClientVisit& visit, const char* name,
+                        const std::string& key);
+    // Runs `answer` on a worker and returns its result to `action` on the main loop; the
+    // answer is kept under `key` unless it is "".
     void AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit, const char* name,
-                        std::function<PageAnswer(Catalog&)> answer);
+                        std::string key, std::function<PageAnswer(Catalog&)> answer);
 
     Catalog& catalog_;
     std::vector<Catalog>& workerCatalogs_;
@@ -54,6 +67,7 @@ private:
     const Calyx::DMSStringBundle& texts_;
     std::string baseUrl_;
     std::string rootTitle_;
+    AnswerCache keptAnswers_;
     std::function<void(const std::vector<std::string>&)> missingThumbnailHandler_;
 };
 

@@ -39,6 +39,11 @@ def check_table(table):
         for case, seconds in result["latency"].items():
             if not seconds or not all(positive(s) for s in seconds):
                 fail("%s: no Browse times for %s: %r" % (name, case, seconds))
+            # The exchange alone is timed; the probe's parse comes on top of it.
+            parsed = result.get("latency_parsed", {}).get(case) or []
+            if len(parsed) != len(seconds) or not all(p > s for p, s in zip(parsed, seconds)):
+                fail("%s: the times with the probe's parse for %s are not each above the "
+                     "exchange's: %r %r" % (name, case, parsed, seconds))
         # Pages of 100 and of 1,000 of a folder of 30 videos: every answer holds all 30.
         for case, returned in result["returned"].items():
             if returned != [SMOKE_VIDEOS]:
@@ -101,7 +106,9 @@ def main():
         check_scaling(results["scaling"])
         with open(os.path.join(out, "table.md")) as f:
             table = f.read()
-        for row in ("Browse 100 of 30, 1 client(s), p50 ms", "mixed load, 8 clients",
+        for row in ("Browse 100 of 30, 1 client(s), p50 ms",
+                    "Browse 100 of 30, 1 client(s), p50 ms with the probe's parse",
+                    "mixed load, 8 clients",
                     "first start with its own PostgreSQL cluster",
                     "CPU seconds per GB streamed", "PostgreSQL after the loads, PSS"):
             if row not in table:

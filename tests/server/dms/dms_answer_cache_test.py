@@ -1,0 +1,135 @@
+#!/usr/bin/python3
+"""Answers kept for clients that ask the same again, and results spliced into the reply.
+
+A folder of songs whose titles hold every character the reply escapes (& < > " and ')
+is browsed by curl. Asked again, the same Browse and the same Search are answered with the
+same bytes without a statement to the index (the server's statement log); a client that
+accepts gzip gets the stack's own escaping, and its decompressed reply is byte for byte the
+spliced one; a client of another profile (offend chars) gets its own answer, not the one
+kept for the first; once a change is recorded in the index, the kept answer gives way
+within seconds and the new song is listed. A server started with --answer-cache 0 keeps
+nothing: the same Browse asked again reads the index again."""
+
+import gzip
+import json
+import os
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from dms_lab import Lab, SERVICES, fail, soap_envelope, wait_for  # noqa: E402
+
+TITLES = ['Rock & Roll', 'a < b > c', 'say "hi"', "it's", 'Plain title', 'Tom&Jerry <3']
+
+
+def post(client, lab, action, arguments, headers=()):
+    """The raw reply to a ContentDirectory action: (status, headers text, body bytes)."""
+    args = ["-X", "POST", "-H", "User-Agent:", "-H", "Accept:", "-H",
+            'SOAPAction: "%s#%s"' % (SERVICES["ContentDirectory"], action), "-H",
+            'Content-Type: text/xml; charset="utf-8"']
+    for header in headers:
+        args += ["-H", header]
+    with tempfile.NamedTemporaryFile(dir=lab.tmp, delete=False) as f:
+        f.write(soap_envelope("ContentDirectory", action, arguments).encode())
+    try:
+        return client.curl(*args, "--data-binary", "@" + f.name,
+                           lab.url("/ContentDirectory/control"))
+    finally:
+        os.unlink(f.name)
+
+
+def browse(client, lab, object_id, headers=()):
+    status, head, body = post(client, lab, "Browse", [
+        ("ObjectID", object_id), ("BrowseFlag", "BrowseDirectChildren"), ("Filter", "*"),
+        ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")], headers)
+    if status != 200:
+        fail("Browse %s answered %d: %r" % (object_id, status, body[:300]))
+    return head, body
+
+
+def search(client, lab, criteria):
+    status, _head, body = post(client, lab, "Search", [
+        ("ContainerID", "0"), ("SearchCriteria", criteria), ("Filter", "*"),
+        ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")])
+    if status != 200:
+        fail("Search %r answered %d: %r" % (criteria, status, body[:300]))
+    return body
+
+
+def statements(lab):
+    return lab.server_log().count("SELECT ")
+
+
+def profile_list(macs):
+    return {"ProfileList": [
+        {"profileName": "lab plain", "profileID": {"macAddr": macs[0]}, "dlna": "yes"},
+        {"profileName": "lab offend", "profileID": {"macAddr": macs[1]}, "dlna": "yes",
+         "offendchars": "&"}]}
+
+
+def main():
+    macs = ["02:77:00:00:00:41", "02:77:00:00:00:42"]
+    with Lab("kept") as lab:
+        lab.make_index()
+        folder = lab.insert("directory", path="/lab/songs", title="songs")
+        for n, title in enumerate(TITLES):
+            lab.insert("music", parent_id=folder, path="/lab/songs/%d.mp3" % n, title=title,
+                       mime_type="audio/mpeg")
+        plain, offend = lab.add_client(macs[0]), lab.add_client(macs[1])
+        profiles = os.path.join(lab.tmp, "profiles.json")
+        with open(profiles, "w") as f:
+            json.dump(profile_list(macs), f)
+        lab.start_server(profiles=profiles)
+        target = "d%d" % folder
+
+        head, first = browse(plain, lab, target)
+        if b"Rock &amp;amp; Roll" not in first or b"say &amp;quot;hi&amp;quot;" not in first:
+            fail("the titles are not escaped twice (DIDL-Lite inside the reply): %r" % first)
+        before = statements(lab)
+        _head, again = browse(plain, lab, target)
+        if again != first:
+            fail("the same Browse answered other bytes:\n%r\n%r" % (first, again))
+        if statements(lab) != before:
+            fail("the Browse asked again read the index again")
+        found = search(plain, lab, 'dc:title contains "&"')
+        before = statements(lab)
+        if search(plain, lab, 'dc:title contains "&"') != found:
+            fail("the same Search answered other bytes")
+        if statements(lab) != before:
+            fail("the Search asked again read the index again")
+
+        # The stack's own escaping, compressed: the same text once decompressed.
+        zipped_head, zipped = browse(plain, lab, target, ["Accept-Encoding: gzip"])
+        if "content-encoding: gzip" not in zipped_head.lower():
+            fail("a client accepting gzip got an uncompressed reply:\n" + zipped_head)
+        if gzip.decompress(zipped) != first:
+            fail("the spliced reply differs from the stack's own:\n%r\n%r" % (
+                first, gzip.decompress(zipped)))
+        if "content-length: %d" % len(first) not in head.lower():
+            fail("the spliced reply's Content-Length is not its size:\n" + head)
+
+        # Another profile: its own answer (its offend char taken out of the titles).
+        _head, other = browse(offend, lab, target)
+        if other == first or b"Rock  Roll" not in other:
+            fail("the client with offend chars got the kept answer: %r" % other)
+
+        # A change recorded in the index: the kept answer gives way.
+        lab.insert("music", parent_id=folder, path="/lab/songs/new.mp3", title="Newcomer",
+                   mime_type="audio/mpeg")
+        lab.psql("SELECT calyx_index_changed(ARRAY['%s'])" % target)
+        wait_for("the new song in the answer",
+                 lambda: b"Newcomer" in browse(plain, lab, target)[1], 10)
+
+        lab.stop_server()
+        lab.start_server("--answer-cache", "0", profiles=profiles)
+        browse(plain, lab, target)
+        before = statements(lab)
+        browse(plain, lab, target)
+        if statements(lab) == before:
+            fail("with --answer-cache 0 the Browse asked again did not read the index")
+    print("PASS")
+
+
+if __name__ == "__main__":
+    main()
