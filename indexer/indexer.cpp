@@ -496,12 +496,13 @@ private:
                 continue;
             }
             jobIndex_.push_back(i);
-            // A video's thumbnail waits until every row is written: clients list the
-            // items sooner, and the thumbnails follow.
+            // A new video's thumbnail waits until every row is written: clients list the
+            // items sooner, and the thumbnails follow. A changed one keeps its row whole.
+            const bool later = !options_.thumbnailDir.empty() && found == rows_.end();
             jobs.push_back({file.path, ThumbnailPathOf(file),
-                            cover                           ? ProbeJob::kCover
-                            : options_.thumbnailDir.empty() ? ProbeJob::kMedia
-                                                            : ProbeJob::kMediaLater});
+                            cover   ? ProbeJob::kCover
+                            : later ? ProbeJob::kMediaLater
+                                    : ProbeJob::kMedia});
         }
         bool written = true;
         const bool ran = pool_.Run(

@@ -3,6 +3,8 @@
 // Videos are listed before their thumbnails are made.
 #include <gtest/gtest.h>
 
+#include <sys/time.h>
+
 #include <string>
 #include <unordered_map>
 
@@ -131,6 +133,14 @@ TEST_F(BulkRows, VideosAreListedBeforeTheirThumbnailsAreMade) {
     options_.onRowsWritten = [&] { ++calls; };
     EXPECT_EQ(Index({tree.path()}).unchanged, summary.added);
     EXPECT_EQ(calls, 2);
+    // A changed video's row is rewritten whole, with its thumbnail.
+    const std::string film = Paths("video").front();
+    const timeval times[2] = {{1000000000, 0}, {1000000000, 0}};
+    ASSERT_EQ(utimes(film.c_str(), times), 0) << film;
+    std::string thumbnailWhenListed;
+    options_.onRowsWritten = [&] { thumbnailWhenListed = RowOf("video", film)["thumbnail"]; };
+    EXPECT_EQ(Index({tree.path()}).changed, 1u);
+    EXPECT_EQ(thumbnailWhenListed.rfind(thumbs_.path() + "/", 0), 0u) << thumbnailWhenListed;
 }
 
 }  // namespace
