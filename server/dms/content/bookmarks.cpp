@@ -23,6 +23,7 @@ using ResultPtr = std::unique_ptr<DBResult, ResultFree>;
 bool Execute(DBConnect* conn, const std::string& sql, const std::vector<std::string>& values = {},
              ResultPtr* out = nullptr) {
     std::vector<const char*> texts;
+    texts.reserve(values.size());
     for (const std::string& value : values)
         texts.push_back(value.c_str());
     DBResult* result = nullptr;
