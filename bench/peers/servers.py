@@ -106,7 +106,10 @@ class CalyxDms(Server):
         self.lab.schema_made = False
         self.lab.make_index()
         env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.lab.schema)
-        subprocess.run([self.lab.tool, "index", "-q", self.media], env=env, check=True,
+        # Thumbnails in the run's folder, as the server keeps them in its state folder
+        # (not in the cache of the user running the benchmark).
+        subprocess.run([self.lab.tool, "index", "-q", "--thumbnails",
+                        os.path.join(self.dir, "thumbnails"), self.media], env=env, check=True,
                        stdout=self.log, stderr=subprocess.STDOUT)
         self.lab.start_server(log_level=1)
         self.process = self.lab.server

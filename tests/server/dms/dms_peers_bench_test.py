@@ -93,10 +93,14 @@ def main():
     if not os.path.exists("/usr/sbin/minidlnad"):
         skip_or_fail("minidlna is not installed")
     out = tempfile.mkdtemp(prefix="calyx-peers-smoke-")
+    # A home of its own: the benchmark keeps everything it writes in its temporary folder.
+    home = tempfile.mkdtemp(prefix="calyx-peers-home-")
+    env = dict(os.environ, HOME=home)
+    env.pop("XDG_CACHE_HOME", None)
     try:
         run = subprocess.run(["/usr/bin/python3", COMPARE, out, "--smoke", "--only",
                               ",".join(SERVERS), "--no-chart", "--limit", "90"],
-                             capture_output=True, text=True, timeout=170)
+                             capture_output=True, text=True, timeout=170, env=env)
         print(run.stdout[-6000:])
         if run.returncode != 0:
             fail("compare.py exited with %d:\n%s" % (run.returncode, run.stderr[-4000:]))
@@ -118,8 +122,13 @@ def main():
         for name in SERVERS:
             if "| %d | %s |" % (LIBRARY, name) not in scaling:
                 fail("scaling.md has no row for %s:\n%s" % (name, scaling))
+        left = [os.path.join(top, name) for top, dirs, files in os.walk(home)
+                for name in dirs + files]
+        if left:
+            fail("the benchmark wrote into the home folder: %r" % left[:10])
     finally:
         shutil.rmtree(out, ignore_errors=True)
+        shutil.rmtree(home, ignore_errors=True)
     print("PASS")
 
 
