@@ -120,8 +120,10 @@ bool ResolveSettings(Options& o, std::string& error) {
         o.log = o.stateDir + "/calyx-dms.log";
     if (o.profiles.empty())
         o.profiles = DataFile("profiles.json");
+    // The workers run at a lower priority: serving goes first, and an idle machine
+    // indexes with every processor.
     if (o.indexWorkers == 0)
-        o.indexWorkers = std::max(1L, sysconf(_SC_NPROCESSORS_ONLN) / 2);
+        o.indexWorkers = std::max(1L, sysconf(_SC_NPROCESSORS_ONLN));
     return true;
 }
 

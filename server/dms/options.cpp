@@ -65,7 +65,8 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
                    "Folder of PostgreSQL's server programs for the private database cluster "
                    "(default: the newest /usr/lib/postgresql/*/bin)");
     app.add_option("--index-workers", o.indexWorkers,
-                   "Probing processes of the background indexing (0: half the processors)")
+                   "Probing processes of the background indexing, at a lower priority than serving "
+                   "(0: one per processor)")
         ->check(CLI::Range(0u, 64u));
     app.add_option("--interface,-i", o.interface, "Network interface to serve on");
     app.add_option("--port", o.port, "HTTP port (0: any free port)")->check(CLI::Range(0u, 65535u));

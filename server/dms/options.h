@@ -20,7 +20,7 @@ struct Options {
     std::vector<std::string> media;  // folders to index and serve (--media, "media =" lines)
     std::string stateDir;            // "" = DefaultStateFolder()
     std::string pgBindir;            // PostgreSQL's server programs ("" = the newest Debian's)
-    unsigned indexWorkers = 0;       // probing processes of background indexing (0: half the CPUs)
+    unsigned indexWorkers = 0;       // probing processes of background indexing (0: one per CPU)
     std::string log;                 // "" = calyx-dms.log in the state folder
     int logLevel = 1;
     bool denyNewClients = false;

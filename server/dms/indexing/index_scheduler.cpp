@@ -177,7 +177,9 @@ void IndexScheduler::StartRun(const std::vector<MediaFolder>& folders,
         names += (names.empty() ? "" : ", ") + folder.path;
     if (!changed.empty())
         names = std::to_string(changed.size()) + " changed paths under " + names;
-    LogInfo("indexing " + names + " (worker " + std::to_string(pid_) + ")");
+    LogInfo("indexing " + names + " (worker " + std::to_string(pid_) + ", " +
+            std::to_string(settings_.workers) +
+            (settings_.workers == 1 ? " probing process)" : " probing processes)"));
     Changed();
 }
 

@@ -135,6 +135,12 @@ def main():
         for sub in ("postgresql", "thumbnails", "calyx-dms.log"):
             if not os.path.exists(os.path.join(state, sub)):
                 fail("no %s in the state folder" % sub)
+        # By default the index probes with every processor (at a lower priority).
+        processors = os.sysconf("SC_NPROCESSORS_ONLN")
+        with open(os.path.join(state, "calyx-dms.log"), errors="replace") as f:
+            if not re.search(r"indexing .*\(worker \d+, %d probing process(es)?\)" % processors,
+                             f.read()):
+                fail("the first index did not probe with %d processes" % processors)
         server.stop()
         if server.errors():
             fail("the server wrote on standard error:\n" + server.errors())

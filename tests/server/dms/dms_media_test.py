@@ -105,6 +105,8 @@ def main():
         holder.stdin.close()  # the other run ends
         wait_for("the background index", lambda: "index up to date" in lab.server_output(), 30)
         log = lab.server_log()
+        if not re.search(r"calyx-dms: indexing .*\(worker \d+, 1 probing process\)", log):
+            fail("no start line with the probing processes asked for in the log:\n" + log)
         if not re.search(r"calyx-dms: indexing: \d+ of \d+ files", log):
             fail("no progress line in the log:\n" + log)
         summary = re.search(r"index up to date: (\d+) files \((\d+) added", log)
