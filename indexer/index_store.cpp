@@ -485,6 +485,15 @@ bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
     return RunCommand(UpdateStatement(table), values);
 }
 
+bool IndexStore::SetVideoThumbnail(const std::string& indexedPath, int64_t folderId,
+                                   const std::string& thumbnail) {
+    // The item shows its thumbnail in its folder and in the videos' views.
+    Touch({DirectoryContainer(folderId), "video"});
+    return RunCommand(
+        "UPDATE video SET thumbnail = $2 WHERE path = $1 AND thumbnail IS DISTINCT FROM $2",
+        {indexedPath, thumbnail});
+}
+
 bool IndexStore::WriteFolderCover(int64_t folderId, const std::string& indexedPath, int64_t size,
                                   int64_t mtime, const ProbedMedia* cover) {
     const ProbedMedia none;

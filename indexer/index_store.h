@@ -107,6 +107,9 @@ public:
     // Inserts the item (existingId 0) or rewrites the row `existingId` of its table.
     bool WriteItem(const ItemRow& row, int64_t existingId);
     bool Delete(const std::string& table, int64_t id);
+    // Records the thumbnail of the video row at `indexedPath` in folder `folderId`.
+    bool SetVideoThumbnail(const std::string& indexedPath, int64_t folderId,
+                           const std::string& thumbnail);
     // Records `cover` (a ProbeCoverFile result) as the cover of folder `folderId`, found in
     // the file `indexedPath` of that size and time; with a null `cover`, the folder has none.
     bool WriteFolderCover(int64_t folderId, const std::string& indexedPath, int64_t size,

@@ -1,6 +1,9 @@
 // New rows are sent to the index in batches: later statements of the run see them, every
 // byte of their text arrives as it was, and a batch the database refuses fails the run.
+// Videos are listed before their thumbnails are made.
 #include <gtest/gtest.h>
+
+#include <sys/time.h>
 
 #include <string>
 #include <unordered_map>
@@ -95,6 +98,49 @@ TEST_F(BulkRows, FileNamesWithEscapedCharactersAreIndexedAsTheyAre) {
         ASSERT_FALSE(row.empty());
         EXPECT_EQ(row["title"], name.substr(0, name.size() - 4));
     }
+}
+
+TEST_F(BulkRows, VideosAreListedBeforeTheirThumbnailsAreMade) {
+    TempDir tree;
+    CopyInto({MediaFile("video"), MediaFile("music")}, tree.path());
+    const std::string withThumbnail =
+        "SELECT count(*) FROM video WHERE coalesce(thumbnail, '') <> ''";
+    const std::string videoUpdate =
+        "SELECT update_id FROM container_update WHERE container = "
+        "'video'";
+    int calls = 0, listed = 0, thumbnailed = 0;
+    std::string updateWhenListed;
+    options_.onRowsWritten = [&] {
+        // Another connection sees every row of the run, none of the videos' thumbnails yet.
+        ++calls;
+        listed = Count("video") + Count("music");
+        thumbnailed = atoi(ExecParams(withThumbnail, {}).c_str());
+        updateWhenListed = ExecParams(videoUpdate, {});
+    };
+    calyx_indexer::IndexSummary summary = Index({tree.path()});
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(listed, static_cast<int>(summary.added));
+    EXPECT_EQ(thumbnailed, 0);
+    // Then each video gets its thumbnail, and clients learn of it by the update ids.
+    EXPECT_EQ(ExecParams(withThumbnail, {}), std::to_string(Count("video")));
+    EXPECT_GT(atoll(ExecParams(videoUpdate, {}).c_str()), atoll(updateWhenListed.c_str()));
+    for (const std::string& path : Paths("video")) {
+        const std::string thumbnail = RowOf("video", path)["thumbnail"];
+        EXPECT_EQ(thumbnail.rfind(thumbs_.path() + "/", 0), 0u) << path;
+        EXPECT_EQ(FileSize(thumbnail) > 0, true) << thumbnail;
+    }
+    // A run over the unchanged tree has nothing to make.
+    options_.onRowsWritten = [&] { ++calls; };
+    EXPECT_EQ(Index({tree.path()}).unchanged, summary.added);
+    EXPECT_EQ(calls, 2);
+    // A changed video's row is rewritten whole, with its thumbnail.
+    const std::string film = Paths("video").front();
+    const timeval times[2] = {{1000000000, 0}, {1000000000, 0}};
+    ASSERT_EQ(utimes(film.c_str(), times), 0) << film;
+    std::string thumbnailWhenListed;
+    options_.onRowsWritten = [&] { thumbnailWhenListed = RowOf("video", film)["thumbnail"]; };
+    EXPECT_EQ(Index({tree.path()}).changed, 1u);
+    EXPECT_EQ(thumbnailWhenListed.rfind(thumbs_.path() + "/", 0), 0u) << thumbnailWhenListed;
 }
 
 }  // namespace
