@@ -113,14 +113,36 @@ std::vector<std::string> ItemValues(const ItemRow& row) {
             m.large};
 }
 
-std::string InsertStatement(const std::string& table) {
-    std::string columns, values;
-    for (size_t i = 0; i < kItemColumnCount; ++i) {
-        columns += std::string(kItemColumns[i]) + ", ";
-        values += "$" + std::to_string(i + 1) + ", ";
+// New rows sent in one COPY at most: a batch is also sent before any other statement.
+constexpr size_t kRowsPerCopy = 1000;
+
+// `value` as a field of COPY's text format (backslash escapes; no value is NULL).
+void AppendCopyField(std::string& line, const std::string& value) {
+    for (char c : value) {
+        switch (c) {
+            case '\\':
+                line += "\\\\";
+                break;
+            case '\n':
+                line += "\\n";
+                break;
+            case '\r':
+                line += "\\r";
+                break;
+            case '\t':
+                line += "\\t";
+                break;
+            default:
+                line += c;
+        }
     }
-    return "INSERT INTO " + table + " (" + columns + "cdate) VALUES (" + values + "$" +
-           std::to_string(kItemColumnCount + 1) + ")";
+}
+
+std::string CopyStatement(const std::string& table) {
+    std::string columns;
+    for (size_t i = 0; i < kItemColumnCount; ++i)
+        columns += std::string(kItemColumns[i]) + ", ";
+    return "COPY " + table + " (" + columns + "cdate) FROM STDIN";
 }
 
 std::string UpdateStatement(const std::string& table) {
@@ -171,6 +193,9 @@ bool IndexStore::Open(const std::string& conninfo,
 }
 
 PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>& params) {
+    // Statements see the rows written before them.
+    if (waitingRowCount_ != 0 && !SendWaitingRows())
+        return nullptr;
     std::vector<const char*> values;
     values.reserve(params.size());
     for (const std::string& param : params)
@@ -188,6 +213,36 @@ PGresult* IndexStore::Run(const std::string& sql, const std::vector<std::string>
 
 bool IndexStore::RunCommand(const std::string& sql, const std::vector<std::string>& params) {
     return ResultPtr(Run(sql, params)) != nullptr;
+}
+
+bool IndexStore::SendWaitingRows() {
+    std::map<std::string, std::string> batches;
+    batches.swap(waitingRows_);
+    waitingRowCount_ = 0;
+    for (const auto& [table, lines] : batches) {
+        ResultPtr started(PQexec(conn_, CopyStatement(table).c_str()));
+        if (PQresultStatus(started.get()) != PGRES_COPY_IN) {
+            error_ = OneLine(PQerrorMessage(conn_));
+            return false;
+        }
+        const bool sent = PQputCopyData(conn_, lines.data(), static_cast<int>(lines.size())) == 1 &&
+                          PQputCopyEnd(conn_, nullptr) == 1;
+        bool ok = sent;
+        // Every result of the COPY is read, so that the connection takes statements again
+        // (a connection still copying, after a failed send, is given up).
+        while (PGresult* result = PQgetResult(conn_)) {
+            const ExecStatusType status = PQresultStatus(result);
+            PQclear(result);
+            ok = ok && status == PGRES_COMMAND_OK;
+            if (status == PGRES_COPY_IN || status == PGRES_COPY_BOTH)
+                break;
+        }
+        if (!ok) {
+            error_ = OneLine(PQerrorMessage(conn_));
+            return false;
+        }
+    }
+    return true;
 }
 
 bool IndexStore::LoadRows(std::unordered_map<std::string, IndexedRow>& rows) {
@@ -414,11 +469,29 @@ bool IndexStore::WriteItem(const ItemRow& row, int64_t existingId) {
            container.empty() || row.parentId == 0 ? "" : DirectoryContainer(row.parentId),
            container.empty() || existingId != 0 ? "" : "0"});
     if (existingId == 0) {
+        // A bulk run inserts thousands of rows: one COPY per batch costs the server far
+        // less than parsing and planning an INSERT for each.
         values.push_back(std::to_string(time(nullptr)));
-        return RunCommand(InsertStatement(table), values);
+        std::string& lines = waitingRows_[table];
+        for (size_t i = 0; i < values.size(); ++i) {
+            if (i != 0)
+                lines += '\t';
+            AppendCopyField(lines, values[i]);
+        }
+        lines += '\n';
+        return ++waitingRowCount_ < kRowsPerCopy || SendWaitingRows();
     }
     values.push_back(std::to_string(existingId));
     return RunCommand(UpdateStatement(table), values);
+}
+
+bool IndexStore::SetVideoThumbnail(const std::string& indexedPath, int64_t folderId,
+                                   const std::string& thumbnail) {
+    // The item shows its thumbnail in its folder and in the videos' views.
+    Touch({DirectoryContainer(folderId), "video"});
+    return RunCommand(
+        "UPDATE video SET thumbnail = $2 WHERE path = $1 AND thumbnail IS DISTINCT FROM $2",
+        {indexedPath, thumbnail});
 }
 
 bool IndexStore::WriteFolderCover(int64_t folderId, const std::string& indexedPath, int64_t size,

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <initializer_list>
+#include <map>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -51,7 +52,9 @@ struct ItemRow {
 };
 
 // One connection for one run. Every method returns false (or 0) on failure and leaves
-// the reason in error(); statements run inside the transaction of Begin/Commit. Commit
+// the reason in error(); statements run inside the transaction of Begin/Commit. New item
+// rows are sent in batches (COPY) before the next other statement, at Commit or once a
+// batch is full, so a failed insert may be reported by a later call. Commit
 // records the transaction's changes in the update ids (calyx_index_changed) first: the
 // global id grows once per transaction that changed anything, and every container whose
 // direct children changed takes the new value.
@@ -104,6 +107,9 @@ public:
     // Inserts the item (existingId 0) or rewrites the row `existingId` of its table.
     bool WriteItem(const ItemRow& row, int64_t existingId);
     bool Delete(const std::string& table, int64_t id);
+    // Records the thumbnail of the video row at `indexedPath` in folder `folderId`.
+    bool SetVideoThumbnail(const std::string& indexedPath, int64_t folderId,
+                           const std::string& thumbnail);
     // Records `cover` (a ProbeCoverFile result) as the cover of folder `folderId`, found in
     // the file `indexedPath` of that size and time; with a null `cover`, the folder has none.
     bool WriteFolderCover(int64_t folderId, const std::string& indexedPath, int64_t size,
@@ -130,6 +136,8 @@ private:
     // Runs a statement with text parameters; the result when it succeeded, else null.
     PGresult* Run(const std::string& sql, const std::vector<std::string>& params);
     bool RunCommand(const std::string& sql, const std::vector<std::string>& params);
+    // Sends the item rows waiting to be inserted, one COPY per table.
+    bool SendWaitingRows();
 
     bool LoadRowsWhere(const std::string& where, const std::vector<std::string>& params,
                        std::unordered_map<std::string, IndexedRow>& rows);
@@ -141,6 +149,8 @@ private:
     bool changed_ = false;              // something was written since Begin
     std::set<std::string> containers_;  // containers whose children changed since Begin
     std::set<std::string> removed_;     // containers of directories deleted since Begin
+    std::map<std::string, std::string> waitingRows_;  // table -> rows in COPY text format
+    size_t waitingRowCount_ = 0;
 };
 
 }  // namespace calyx_indexer

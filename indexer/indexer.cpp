@@ -158,7 +158,7 @@ public:
         ReadFolderSettings();
         for (const WalkProblem& problem : walk_.problems)
             AddFailure(problem.indexed, problem.reason);
-        if (!WriteFolders() || !WriteFiles() || !RemoveGone())
+        if (!WriteFolders() || !WriteFiles() || !RemoveGone() || !WriteVideoThumbnails())
             return Fail(poolError_.empty() ? "writing the media index failed: " + store_.error()
                                            : poolError_);
         // Right after a bulk change the planner's statistics describe the index as it was
@@ -496,11 +496,13 @@ private:
                 continue;
             }
             jobIndex_.push_back(i);
-            jobs.push_back({file.path,
-                            options_.thumbnailDir.empty()
-                                ? ""
-                                : options_.thumbnailDir + "/" + ThumbnailFileName(file.indexed),
-                            cover});
+            // A new video's thumbnail waits until every row is written: clients list the
+            // items sooner, and the thumbnails follow. A changed one keeps its row whole.
+            const bool later = !options_.thumbnailDir.empty() && found == rows_.end();
+            jobs.push_back({file.path, ThumbnailPathOf(file),
+                            cover   ? ProbeJob::kCover
+                            : later ? ProbeJob::kMediaLater
+                                    : ProbeJob::kMedia});
         }
         bool written = true;
         const bool ran = pool_.Run(
@@ -510,9 +512,9 @@ private:
                     options_.onProbeStart(walk_.files[jobIndex_[job]].indexed, worker);
             },
             [&](size_t job, ProbedMedia& media) {
-                written =
-                    written && (jobs[job].coverFile ? StoreCover(walk_.files[jobIndex_[job]], media)
-                                                    : Store(walk_.files[jobIndex_[job]], media));
+                written = written && (jobs[job].kind == ProbeJob::kCover
+                                          ? StoreCover(walk_.files[jobIndex_[job]], media)
+                                          : Store(walk_.files[jobIndex_[job]], media));
                 if (!written)
                     pool_.Cancel();  // the index cannot take more: stop probing
             });
@@ -521,6 +523,40 @@ private:
             return false;
         }
         return written && WriteSubtitles() && CommitNow();
+    }
+
+    std::string ThumbnailPathOf(const WalkedFile& file) const {
+        return options_.thumbnailDir.empty()
+                   ? ""
+                   : options_.thumbnailDir + "/" + ThumbnailFileName(file.indexed);
+    }
+
+    // The thumbnails of the videos written without one (left for now), recorded in
+    // their rows. A thumbnail that cannot be made leaves the row without one, as before.
+    bool WriteVideoThumbnails() {
+        if (options_.onRowsWritten)
+            options_.onRowsWritten();
+        std::vector<ProbeJob> jobs;
+        for (size_t i : videosLackingThumbnail_)
+            jobs.push_back(
+                {walk_.files[i].path, ThumbnailPathOf(walk_.files[i]), ProbeJob::kThumbnail});
+        bool written = true;
+        const bool ran = pool_.Run(jobs, nullptr, [&](size_t job, ProbedMedia& made) {
+            const WalkedFile& file = walk_.files[videosLackingThumbnail_[job]];
+            if (!written || made.thumbnail.empty())
+                return;
+            written = Write([&] {
+                return store_.SetVideoThumbnail(file.indexed, folderIds_[file.folder],
+                                                made.thumbnail);
+            });
+            if (!written)
+                pool_.Cancel();
+        });
+        if (!ran) {
+            poolError_ = pool_.error();
+            return false;
+        }
+        return written && CommitNow();
     }
 
     // The file names that make a picture its folder's cover, lower-cased, best first.
@@ -710,6 +746,9 @@ private:
             ++(old != nullptr ? summary_.changed : summary_.added);
             if (media.kind == MediaKind::kVideo)
                 videos_.insert(file.indexed);
+            if (media.kind == MediaKind::kVideo && media.thumbnail.empty() &&
+                !options_.thumbnailDir.empty())
+                videosLackingThumbnail_.push_back(static_cast<size_t>(&file - walk_.files.data()));
         }
         FileDone(file);
         return ok;
@@ -799,10 +838,11 @@ private:
     std::map<std::string, const std::set<std::string>*> rootKinds_;  // indexed root -> kinds
     std::vector<size_t> jobIndex_;  // job number -> index in walk_.files
     std::vector<std::string> coverNames_;
-    std::vector<size_t> folderCover_;           // folder -> index of its cover file, or kNoFile
-    std::unordered_set<int64_t> coverWritten_;  // folders whose cover this run wrote
-    std::vector<size_t> subtitles_;             // indexes in walk_.files of subtitle files
-    std::set<std::string> videos_;              // indexed paths of the videos, new and old
+    std::vector<size_t> folderCover_;             // folder -> index of its cover file, or kNoFile
+    std::unordered_set<int64_t> coverWritten_;    // folders whose cover this run wrote
+    std::vector<size_t> subtitles_;               // indexes in walk_.files of subtitle files
+    std::set<std::string> videos_;                // indexed paths of the videos, new and old
+    std::vector<size_t> videosLackingThumbnail_;  // in walk_.files: videos written without one
     IndexSummary summary_;
     std::string poolError_;
     double started_ = 0, lastReport_ = 0, transactionStarted_ = 0;

@@ -61,6 +61,10 @@ struct IndexOptions {
     // best first. Empty: those of Calyx::GetCoverList, else DefaultCoverNames().
     std::vector<std::string> coverNames;
     std::function<void(const IndexProgress&)> progress;  // may be empty
+    // Called once the rows of the run are written and visible to readers, before the
+    // thumbnails of the videos among them are made (a video's row gets its thumbnail
+    // after the rest of the run, so that clients can list everything sooner); may be empty.
+    std::function<void()> onRowsWritten;
     // Called just before a file is handed to the worker process `worker`; may be empty.
     std::function<void(const std::string& path, pid_t worker)> onProbeStart;
     // The titles of the folders' own rows (what a server shows at the top of its folder

@@ -142,7 +142,8 @@ void ReadVideoThumbnail(AVFormatContext* format, int streamIndex, const std::str
 
 }  // namespace
 
-ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnailPath) {
+ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnailPath,
+                           bool videoThumbnail) {
     ProbedMedia media;
     AVFormatContext* opened = nullptr;
     int rc = avformat_open_input(&opened, path.c_str(), nullptr, nullptr);
@@ -195,7 +196,7 @@ ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnail
         ReadAttachedCover(*format->streams[picture], thumbnailPath, media);
     if (media.kind == MediaKind::kVideo) {
         ReadVideo(format->streams[video], media);
-        ReadVideoThumbnail(format.get(), video, thumbnailPath, media);
+        ReadVideoThumbnail(format.get(), video, videoThumbnail ? thumbnailPath : "", media);
     } else if (media.kind == MediaKind::kPhoto) {
         const AVCodecParameters* parameters = format->streams[picture]->codecpar;
         media.width = parameters->width;

@@ -12,8 +12,10 @@ namespace calyx_indexer {
 // content: video when a video stream that is not an attached picture exists, else music
 // when an audio stream exists, else photo when an image codec is found; otherwise the
 // result carries a failure. A photo or video gets a thumbnail at `thumbnailPath` when that
-// is not empty (a thumbnail that cannot be made leaves `thumbnail` empty, nothing more).
-ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnailPath);
+// is not empty (a thumbnail that cannot be made leaves `thumbnail` empty, nothing more);
+// with `videoThumbnail` false a video gets none (it is made later by WriteThumbnailOf).
+ProbedMedia ProbeMediaFile(const std::string& path, const std::string& thumbnailPath,
+                           bool videoThumbnail = true);
 
 // Writes the thumbnail of the photo or video at `path` (a file system path) to
 // `thumbnailPath`, as ProbeMediaFile makes it, and nothing else. Empty on success, else

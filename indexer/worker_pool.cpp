@@ -25,6 +25,9 @@ namespace calyx_indexer {
 
 namespace {
 
+// A job's kind on the worker's socket, by ProbeJob::Kind.
+constexpr char kKindLetters[] = "MCVT";
+
 long long NowMs() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -52,13 +55,21 @@ std::string ExitReason(int status) {
         signal(crash, SIG_DFL);
     av_log_set_level(AV_LOG_QUIET);  // reasons travel back in the result, not on stderr
     std::string payload, path, thumbnail;
-    // The second field is the job's kind ("M" media, "C" cover file) and the thumbnail path.
+    // The second field is the job's kind (its letter in kKindLetters) and the thumbnail path.
     while (ReceiveMessage(fd, payload) && UnpackPair(payload, path, thumbnail) &&
            !thumbnail.empty()) {
-        const bool cover = thumbnail[0] == 'C';
+        const char kind = thumbnail[0];
         thumbnail.erase(0, 1);
-        const ProbedMedia media =
-            cover ? ProbeCoverFile(path, thumbnail) : ProbeMediaFile(path, thumbnail);
+        ProbedMedia media;
+        if (kind == kKindLetters[ProbeJob::kCover]) {
+            media = ProbeCoverFile(path, thumbnail);
+        } else if (kind == kKindLetters[ProbeJob::kThumbnail]) {
+            media.failure = WriteThumbnailOf(path, thumbnail);
+            if (media.failure.empty())
+                media.thumbnail = thumbnail;
+        } else {
+            media = ProbeMediaFile(path, thumbnail, kind != kKindLetters[ProbeJob::kMediaLater]);
+        }
         if (!SendMessage(fd, SerializeProbedMedia(media)))
             break;
     }
@@ -132,8 +143,7 @@ void WorkerPool::Dispatch(Worker& worker, size_t index, const ProbeJob& job,
     worker.busy = true;
     worker.job = index;
     worker.deadlineMs = NowMs() + 1000LL * timeoutSeconds_;
-    if (!SendMessage(worker.fd,
-                     PackPair(job.path, (job.coverFile ? "C" : "M") + job.thumbnailPath)))
+    if (!SendMessage(worker.fd, PackPair(job.path, kKindLetters[job.kind] + job.thumbnailPath)))
         Replace(worker, "", true, done);  // it died before taking the job
 }
 

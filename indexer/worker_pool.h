@@ -13,13 +13,19 @@
 namespace calyx_indexer {
 
 struct ProbeJob {
+    enum Kind {
+        kMedia,       // ProbeMediaFile
+        kCover,       // a picture named as its folder's cover (ProbeCoverFile)
+        kMediaLater,  // ProbeMediaFile leaving a video's thumbnail for a kThumbnail job
+        kThumbnail,   // WriteThumbnailOf only: `thumbnail` or `failure` of the result
+    };
     std::string path;           // file system path to open
     std::string thumbnailPath;  // where a thumbnail goes; empty: none
-    bool coverFile = false;     // a picture named as its folder's cover (ProbeCoverFile)
+    Kind kind = kMedia;
 };
 
 // Worker processes are forked by the pool (one socket each) and probe one file at a time
-// with ProbeMediaFile (ProbeCoverFile for a cover file). A worker that takes longer than the time
+// as its job's kind says. A worker that takes longer than the time
 // limit on a file is killed and replaced, one that dies is replaced; either way that file fails
 // with the reason, and the other files go on. Libav crashes and hangs thus never reach the calling
 // process.

@@ -169,11 +169,14 @@ namespace {
 // A subtitle is shown as an item while its video is.
 const char kShownSubtitle[] = "video_path IN (SELECT path FROM video WHERE NOT hidden)";
 
-// The first column of the first row of `sql` as a number; -1 when the query fails, 0 for
-// no row.
-long long QueryNumber(DBConnect* conn, const std::string& sql) {
+// The column "value" of the first row of `sql` (run with `parameter` for its $1 if given) as
+// a number; -1 when the query fails, 0 for no row.
+long long QueryNumber(DBConnect* conn, const std::string& sql, const char* parameter = nullptr) {
     DBResult* result = nullptr;
-    if (ZEVODBExecute(conn, sql.c_str(), &result) != 0)
+    const int failed = parameter != nullptr
+                           ? ZEVODBExecuteCached(conn, sql.c_str(), 1, &parameter, &result)
+                           : ZEVODBExecute(conn, sql.c_str(), &result);
+    if (failed != 0)
         return -1;
     DBRow row{};
     long long value = 0;
@@ -528,9 +531,8 @@ long long Catalog::ContainerUpdateId(const std::string& container) {
     long long id = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
     if (id >= 0)
         return id;
-    // Container names are object ids the server made: letters and digits only.
-    id = QueryNumber(Conn(), "SELECT update_id AS value FROM container_update WHERE container = '" +
-                                 container + "'");
+    id = QueryNumber(Conn(), "SELECT update_id AS value FROM container_update WHERE container = $1",
+                     container.c_str());
     if (id >= 0 && stamp >= 0)
         stamps_->StoreCount(stamp, key, id);
     return id;

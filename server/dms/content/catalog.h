@@ -224,8 +224,10 @@ public:
 
 private:
     static constexpr int kStampSeconds = 1;
-    // The count of `sql` (which selects a column "value") kept under `key` like Count's.
-    long long CachedNumber(const std::string& key, const std::string& sql);
+    // The count of `sql` (which selects a column "value"; `values` for its $1, ...) kept
+    // under `key` like Count's.
+    long long CachedNumber(const std::string& key, const std::string& sql,
+                           const std::vector<std::string>& values);
     // The rows named by `keys` (table letter, id) handed to `row` in that order; a key
     // whose row is gone meanwhile is skipped. The number handed over, or -1.
     long long HandRows(const std::vector<std::pair<char, long long>>& keys,

@@ -13,21 +13,38 @@ namespace calyx_dms {
 
 namespace {
 
+// `condition`, whose placeholders $1, ... stand for `more`, renumbered to follow `values`,
+// to which `more` is appended.
+std::string Following(const std::string& condition, const std::vector<std::string>& more,
+                      std::vector<std::string>& values) {
+    std::string numbered = condition;
+    if (!more.empty() && !Calyx::ShiftPlaceholders(condition, values.size(), more.size(), numbered))
+        return "false";  // cannot be: the conditions are the views' own
+    values.insert(values.end(), more.begin(), more.end());
+    return numbered;
+}
+
 // The groups of `view` under `within` (and only `*only` when given), with their counts
 // (with `countGroups` also the number of groups in the column "groups"), ordered by value
 // and paged; an album also with the cover of one of its songs (own: an
 // embedded picture) and of one of their folders (a cover file), looked up for the page's
-// albums only.
+// albums only. The year and the group are values of the statement, in `values`.
 std::string GroupStatement(View view, const std::string& within, const std::string* only,
-                           long long offset, long long limit, bool countGroups = false) {
+                           long long offset, long long limit, std::vector<std::string>& values,
+                           bool countGroups = false) {
     const std::string value = GroupValueSql(view);
     const char* table = SqlTableOf(ViewTable(view));
     std::string where = kShownRows;
-    const std::string condition = GroupsWithin(view, within);
+    values.clear();
+    std::vector<std::string> more;
+    const std::string condition = GroupsWithinValue(view, within, more);
     if (!condition.empty())
-        where += " AND " + condition;
-    if (only != nullptr)
-        where += " AND " + GroupCondition(view, *only);
+        where += " AND " + Following(condition, more, values);
+    if (only != nullptr) {
+        more.clear();
+        const std::string group = GroupValueCondition(view, *only, more);
+        where += " AND " + Following(group, more, values);
+    }
     std::string inner = "SELECT " + value + " AS value, count(*) AS n";
     if (countGroups)  // every group's, before the page is cut: one pass for both
         inner += ", count(*) OVER () AS groups";
@@ -66,7 +83,8 @@ void ReadGroup(Calyx::MediaDB& db, View view, Group& group) {
 
 }  // namespace
 
-long long Catalog::CachedNumber(const std::string& key, const std::string& sql) {
+long long Catalog::CachedNumber(const std::string& key, const std::string& sql,
+                                const std::vector<std::string>& values) {
     const long long stamp = SystemUpdateId();
     long long number = stamp < 0 ? -1 : stamps_->FindCount(stamp, key);
     if (number >= 0)
@@ -74,8 +92,8 @@ long long Catalog::CachedNumber(const std::string& key, const std::string& sql) 
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
-    Calyx::MediaDB db(Calyx::MEDIA_TABLE_MUSIC, conn);
-    if (db.Execute(sql) < 1 || !db.NextRow())
+    Calyx::MediaQuery db(Calyx::MEDIA_TABLE_MUSIC, conn);
+    if (db.Execute(sql, values) < 1 || !db.NextRow())
         return -1;
     number = strtoll(db.FetchField("value").c_str(), nullptr, 10);
     if (stamp >= 0)
@@ -98,8 +116,10 @@ long long Catalog::GroupPage(View view, const std::string& within, long long off
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
-    Calyx::MediaDB db(ViewTable(view), conn);
-    if (db.Execute(GroupStatement(view, within, nullptr, offset, wanted, !counted)) < 0)
+    Calyx::MediaQuery db(ViewTable(view), conn);
+    std::vector<std::string> values;
+    const std::string sql = GroupStatement(view, within, nullptr, offset, wanted, values, !counted);
+    if (db.Execute(sql, values) < 0)
         return -1;
     long long handed = 0;
     Group group;
@@ -114,11 +134,13 @@ long long Catalog::GroupPage(View view, const std::string& within, long long off
     }
     if (!counted && handed == 0 && total < 0) {
         // Past the last group: no row told the number.
-        const std::string condition = GroupsWithin(view, within);
+        values.clear();
+        const std::string condition = GroupsWithinValue(view, within, values);
         if (db.Execute("SELECT count(*) AS value FROM (SELECT 1 FROM " +
-                       std::string(SqlTableOf(ViewTable(view))) + " WHERE " + kShownRows +
-                       (condition.empty() ? "" : " AND " + condition) + " GROUP BY " +
-                       GroupValueSql(view) + ") AS g") < 1 ||
+                           std::string(SqlTableOf(ViewTable(view))) + " WHERE " + kShownRows +
+                           (condition.empty() ? "" : " AND " + condition) + " GROUP BY " +
+                           GroupValueSql(view) + ") AS g",
+                       values) < 1 ||
             !db.NextRow())
             return -1;
         total = strtoll(db.FetchField("value").c_str(), nullptr, 10);
@@ -132,10 +154,12 @@ int Catalog::FindGroup(View view, const std::string& value, Group& group) {
     DBConnect* conn = Conn();
     if (conn == nullptr)
         return -1;
-    Calyx::MediaDB db(ViewTable(view), conn);
+    Calyx::MediaQuery db(ViewTable(view), conn);
     // A month is found under its own year only.
     const std::string within = view == View::kMonth ? value.substr(0, 4) : "";
-    if (db.Execute(GroupStatement(view, within, &value, 0, 1)) < 0)
+    std::vector<std::string> values;
+    const std::string sql = GroupStatement(view, within, &value, 0, 1, values);
+    if (db.Execute(sql, values) < 0)
         return -1;
     if (!db.NextRow())
         return 0;
@@ -158,9 +182,10 @@ long long Catalog::PlaylistPage(long long id, const std::vector<Calyx::MEDIA_TAB
                  "'::text AS t, id FROM " + SqlTableOf(table) + " WHERE path = e.target AND " +
                  kShownRows;
     }
-    const std::string from = " FROM playlist_entry e CROSS JOIN LATERAL (" + items +
-                             ") AS k WHERE e.playlist_id = " + std::to_string(id);
-    total = CachedNumber(key, "SELECT count(*) AS value" + from);
+    const std::string from =
+        " FROM playlist_entry e CROSS JOIN LATERAL (" + items + ") AS k WHERE e.playlist_id = $1";
+    const std::vector<std::string> values = {std::to_string(id)};
+    total = CachedNumber(key, "SELECT count(*) AS value" + from, values);
     if (total < 0)
         return -1;
     const long long wanted = std::min(limit, total - offset);
@@ -171,9 +196,10 @@ long long Catalog::PlaylistPage(long long id, const std::vector<Calyx::MEDIA_TAB
         return -1;
     std::vector<std::pair<char, long long>> keys;
     {
-        Calyx::MediaDB db(Calyx::MEDIA_TABLE_PLAYLIST, conn);
+        Calyx::MediaQuery db(Calyx::MEDIA_TABLE_PLAYLIST, conn);
         if (db.Execute("SELECT k.t, k.id" + from + " ORDER BY e.position, k.t LIMIT " +
-                       std::to_string(wanted) + " OFFSET " + std::to_string(offset)) < 0)
+                           std::to_string(wanted) + " OFFSET " + std::to_string(offset),
+                       values) < 0)
             return -1;
         while (db.NextRow())
             keys.emplace_back(db.FetchField("t")[0],

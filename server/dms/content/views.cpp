@@ -152,6 +152,23 @@ std::string GroupsWithin(View view, const std::string& within) {
     return TagView(view) ? "" : std::string(kPhotoMonth) + " <> ''";
 }
 
+std::string GroupValueCondition(View view, const std::string& value,
+                                std::vector<std::string>& values) {
+    const ViewName* tag = TagView(view);
+    if (tag && value.empty())
+        return GroupValueSql(view) + " = ''";
+    values.push_back(value);
+    return (tag ? std::string(tag->column) : GroupValueSql(view)) + " = $1";
+}
+
+std::string GroupsWithinValue(View view, const std::string& within,
+                              std::vector<std::string>& values) {
+    if (view != View::kMonth)
+        return GroupsWithin(view, within);
+    values.push_back(within);
+    return GroupValueSql(View::kYear) + " = $1";
+}
+
 const char* GroupClass(View view) {
     const ViewName* tag = TagView(view);
     if (tag)

@@ -5,6 +5,7 @@
 #define CALYX_DMS_CONTENT_VIEWS_H
 
 #include <string>
+#include <vector>
 
 #include "calyx/types.h"
 
@@ -33,6 +34,12 @@ std::string GroupValueSql(View view);
 std::string GroupCondition(View view, const std::string& value);
 // The SQL condition of the groups listed under `within` (a year for months, else "").
 std::string GroupsWithin(View view, const std::string& within);
+// The same two with the value as the placeholder $1 and appended to `values` (no value
+// for the tag views' '' group and for the groups of the lists other than months).
+std::string GroupValueCondition(View view, const std::string& value,
+                                std::vector<std::string>& values);
+std::string GroupsWithinValue(View view, const std::string& within,
+                              std::vector<std::string>& values);
 // The UPnP class of a group's container.
 const char* GroupClass(View view);
 // The order of a group's items when the client asks for none: an album's by track, an

@@ -86,9 +86,10 @@ int BrowseGroup(const ViewContext& c, const ObjectId& object, bool metadata,
     PageRequest ordered = page;
     if (!ordered.sorted)
         ordered.orderBy = GroupItemOrder(object.view);
-    returned =
-        WritePage(c.catalog, c.didl, {{object.table, GroupCondition(object.view, object.value)}},
-                  ordered, FormatObjectId(object), total);
+    // The group is a value of the statement: every group of a view shares one.
+    Listing items{object.table, "", false, {}};
+    items.condition = GroupValueCondition(object.view, object.value, items.values);
+    returned = WritePage(c.catalog, c.didl, {items}, ordered, FormatObjectId(object), total);
     return returned < 0 ? -1 : 1;
 }
 

@@ -1,5 +1,8 @@
 // The ids and SQL of the views: a group's id carries its value and gives it back, ids that
 // name no group are refused, values reach SQL quoted.
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "content/views.h"
@@ -61,6 +64,25 @@ TEST(Views, ValuesAreQuotedInConditions) {
     EXPECT_EQ(GroupsWithin(View::kMonth, "2018"), "left(taken_month, 4) = '2018'");
     EXPECT_EQ(GroupsWithin(View::kYear, ""), "taken_month <> ''");
     EXPECT_EQ(GroupsWithin(View::kGenre, ""), "");
+}
+
+TEST(Views, ValuesOfConditionsCanBeSentApart) {
+    std::vector<std::string> values;
+    EXPECT_EQ(GroupValueCondition(View::kArtist, "O'Brien", values), "artist = $1");
+    EXPECT_EQ(values, std::vector<std::string>{"O'Brien"});
+    values.clear();
+    EXPECT_EQ(GroupValueCondition(View::kAlbum, "", values), "COALESCE(album, '') = ''");
+    EXPECT_TRUE(values.empty());
+    EXPECT_EQ(GroupValueCondition(View::kYear, "2018", values), "left(taken_month, 4) = $1");
+    EXPECT_EQ(GroupValueCondition(View::kMonth, "2018-05", values), "taken_month = $1");
+    EXPECT_EQ(values, (std::vector<std::string>{"2018", "2018-05"}));
+    values.clear();
+    EXPECT_EQ(GroupsWithinValue(View::kMonth, "2018", values), "left(taken_month, 4) = $1");
+    EXPECT_EQ(values, std::vector<std::string>{"2018"});
+    values.clear();
+    EXPECT_EQ(GroupsWithinValue(View::kYear, "", values), "taken_month <> ''");
+    EXPECT_EQ(GroupsWithinValue(View::kGenre, "", values), "");
+    EXPECT_TRUE(values.empty());
 }
 
 }  // namespace
