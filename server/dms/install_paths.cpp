@@ -21,6 +21,30 @@ std::string DataFile(const std::string& name) {
            name;
 }
 
+namespace {
+
+std::string CompanionProgram(const char* name, const char* installed) {
+    char self[PATH_MAX];
+    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n > 0) {
+        const std::string program(self, static_cast<size_t>(n));
+        std::string beside = program.substr(0, program.rfind('/') + 1) + name;
+        if (access(beside.c_str(), X_OK) == 0)
+            return beside;
+    }
+    return installed;
+}
+
+}  // namespace
+
+std::string WorkerProgram() {
+    return CompanionProgram("calyx-dms-worker", CALYX_DMS_WORKER_INSTALLED);
+}
+
+std::string TranscoderProgram() {
+    return CompanionProgram("calyx-transcode", CALYX_TRANSCODE_INSTALLED);
+}
+
 std::string BuildTreeTextsRoot() {
     return RunsFromBuildTree() ? CALYX_DMS_TEXTS_ROOT : "";
 }

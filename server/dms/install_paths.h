@@ -14,6 +14,12 @@ bool RunsFromBuildTree();
 // the program runs from its build tree, else the installed one (/usr/share/calyx/data).
 std::string DataFile(const std::string& name);
 
+// The programs the server starts: each beside the running program when it is there (a
+// build tree), else the installed one. The worker for the background work that reads
+// media (calyx-dms-worker), and the transcoding worker (calyx-transcode).
+std::string WorkerProgram();
+std::string TranscoderProgram();
+
 // A root prefix (for CALYX_ROOT) under which the library's texts folder is the source
 // tree's data/texts, when the program runs from its build tree; "" otherwise.
 std::string BuildTreeTextsRoot();

@@ -296,7 +296,7 @@ int RunMediaServer(const Options& given) {
 
     // The media folders are indexed by worker processes while the server serves.
     IndexerSettings indexing;
-    indexing.program = "/proc/self/exe";
+    indexing.program = WorkerProgram();
     indexing.thumbnailFolder = options.stateDir + "/thumbnails";
     indexing.workers = static_cast<int>(options.indexWorkers);
     indexing.workerLog = options.stateDir + "/index-worker.log";
@@ -349,7 +349,7 @@ int RunMediaServer(const Options& given) {
     // workers through it.
     const long cores = sysconf(_SC_NPROCESSORS_ONLN);
     TranscodeJobs transcodes(
-        options.transcoder.empty() ? TranscodeJobs::DefaultWorker() : options.transcoder,
+        options.transcoder.empty() ? TranscoderProgram() : options.transcoder,
         options.transcodes > 0 ? options.transcodes : static_cast<unsigned>(cores > 0 ? cores : 1));
     // Stopped (answering what is queued) once the main loop has ended, while everything
     // its jobs use is still there.

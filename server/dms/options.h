@@ -27,7 +27,7 @@ struct Options {
     bool discoverRenderers = true;
     unsigned saveInterval = 2;    // seconds between checks of the client list
     unsigned queryThreads = 2;    // threads (each with its database connection) for Browse/Search
-    unsigned keptAnswersMib = 8;  // Browse/Search answers kept for repeated requests (0: none)
+    unsigned keptAnswersMib = 4;  // Browse/Search answers kept for repeated requests (0: none)
     // Watching the media folders.
     unsigned rescanInterval = 0;    // seconds between rescans of everything; 0: none
     long long forgetAfter = 86400;  // seconds a gone media folder's items stay hidden

@@ -30,6 +30,7 @@ trap 'rm -rf "$work"' EXIT
 # --- contents and control -------------------------------------------------------------
 dpkg-deb -c "$deb" | awk '{print $6}' >"$work/contents"
 for path in ./usr/bin/calyx-dms ./usr/libexec/calyx-dms/calyx-transcode \
+    ./usr/libexec/calyx-dms/calyx-dms-worker \
     ./lib/systemd/system/calyx-dms.service ./etc/calyx/calyx-dms.conf \
     ./usr/share/man/man8/calyx-dms.8.gz ./var/packages/Calyx/etc/ \
     ./var/packages/Calyx/target/app/texts/enu/strings ./usr/share/doc/calyx-dms/copyright; do
@@ -89,7 +90,8 @@ fi
 lib=$(find "$root/usr/lib" -name 'libcalyx.so.0.*' -type f | head -n 1)
 # (readelf's output is read whole: grep -q stopping early would fail the pipe.)
 for elf in "$root/usr/bin/calyx-dms" "$root/usr/bin/calyx" \
-    "$root/usr/libexec/calyx-dms/calyx-transcode" "$lib"; do
+    "$root/usr/libexec/calyx-dms/calyx-transcode" "$root/usr/libexec/calyx-dms/calyx-dms-worker" \
+    "$lib"; do
     name=${elf#"$root"}
     dynamic=$(readelf -d "$elf") segments=$(readelf -lW "$elf") header=$(readelf -hW "$elf")
     grep -qE '\(FLAGS\).*BIND_NOW|\(FLAGS_1\).*NOW' <<<"$dynamic" || fail "$name: not bound at start (bindnow)"
@@ -101,7 +103,8 @@ for elf in "$root/usr/bin/calyx-dms" "$root/usr/bin/calyx" "$lib"; do
     grep -qE ' __[a-z0-9_]+_chk@' <<<"$symbols" ||
         fail "${elf#"$root"}: no fortified calls (_FORTIFY_SOURCE)"
 done
-echo "hardening: bindnow, relro, PIE and fortified calls in calyx-dms, calyx, calyx-transcode, libcalyx"
+echo "hardening: bindnow, relro, PIE and fortified calls in calyx-dms, calyx, calyx-transcode," \
+    "calyx-dms-worker, libcalyx"
 
 # --- the unit, as systemd reads it ----------------------------------------------------
 # The tree: the system's unit files (what the unit names: network-online.target,

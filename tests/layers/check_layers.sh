@@ -25,17 +25,22 @@ declare -A may_use=(
     [av]=""
     [tool]="indexer av"
     [indexer]="av"
+    # The index's schema scripts: a part of the indexer's folder without a media library.
+    [index_schema]="indexer"
     [transcoder]="av"
     [clients]="common"
-    [store]="indexer av"
+    [store]="indexer"
     [content]="clients common store indexer av"
     [transcode]="content clients common store indexer transcoder av"
     [upnp]="transcode content clients common store indexer transcoder av"
     [http]="content clients common store indexer av"
     [admin]="clients common"
-    [indexing]="store indexer av"
+    [indexing]="store indexer"
     [watch]=""
     [dms]="admin clients common content http upnp transcode watch store indexing indexer transcoder av"  # the root
+    # calyx-dms-worker: the background work that reads media, the only server program
+    # that links libav.
+    [worker]="indexing store indexer av"
 )
 # One internal header of each folder that has them, under its source folder.
 probes=(src/platform/file_ops.h src/dmsutils/int_arith.h src/client/client_list_state.h

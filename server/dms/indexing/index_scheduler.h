@@ -1,5 +1,5 @@
 // Background indexing: the media folders are indexed by a worker process while the server
-// serves. The worker is the server's own program started again by exec (never a fork of
+// serves. The worker is calyx-dms-worker, started by exec (never a fork of
 // the threaded server: libav's threads and the sanitizers need a fresh process); it reports
 // on a pipe that the main loop reads. One run at a time; a run asked for while one is under
 // way follows it.
@@ -22,7 +22,7 @@
 namespace calyx_dms {
 
 struct IndexerSettings {
-    std::string program;          // the server's program (started with --index-worker)
+    std::string program;          // the worker program (started with --index-worker)
     std::string thumbnailFolder;  // "" makes no thumbnails
     int workers = 1;              // probing processes of a run
     std::string workerLog;        // the worker's standard error (libav's words) goes here

@@ -61,7 +61,8 @@ int RunIndexWorker(int argc, char** argv) {
             if ((kinds & kAllKinds) != kAllKinds)
                 options.folderKinds[path] = KindWords(kinds);
         } else {
-            fprintf(stderr, "calyx-dms --index-worker: unexpected argument %s\n", arg.c_str());
+            fprintf(stderr, "calyx-dms-worker --index-worker: unexpected argument %s\n",
+                    arg.c_str());
             return 2;
         }
     }

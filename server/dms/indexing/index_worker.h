@@ -1,4 +1,4 @@
-// The index worker: the server's own program started again with --index-worker. It runs
+// The index worker: calyx-dms-worker started by the server with --index-worker. It runs
 // one index run of the folders on its command line and reports on standard output
 // (worker_report.h); the server reads it (index_scheduler.h).
 #ifndef CALYX_DMS_INDEXING_INDEX_WORKER_H

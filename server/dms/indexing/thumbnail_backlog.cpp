@@ -9,10 +9,16 @@
 #include <unistd.h>
 
 #include "calyx/core.h"
-#include "indexing/thumbnail_worker.h"
 #include "store/child_process.h"
 
 namespace calyx_dms {
+
+std::vector<std::string> ThumbnailWorkerArguments(const std::string& thumbnailFolder,
+                                                  const std::vector<std::string>& objectIds) {
+    std::vector<std::string> args = {"--thumbnail-worker", "--thumbnails", thumbnailFolder};
+    args.insert(args.end(), objectIds.begin(), objectIds.end());
+    return args;
+}
 
 namespace {
 

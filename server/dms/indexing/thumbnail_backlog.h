@@ -1,6 +1,6 @@
 // Thumbnails made in the background: photos and videos listed to a client without the
 // thumbnail the index lacks are handed, after the answer, to a thumbnail worker process
-// (the server's own program started again by exec: libav never runs in the threaded
+// (calyx-dms-worker started by exec: libav never runs in, nor is mapped by, the threaded
 // server). One worker at a time, in the order asked; each object is asked for once per
 // server run, so a file whose picture cannot be made is not tried again and again.
 //
@@ -17,8 +17,12 @@
 
 namespace calyx_dms {
 
+// The worker's arguments after the program: the thumbnail folder and the object ids.
+std::vector<std::string> ThumbnailWorkerArguments(const std::string& thumbnailFolder,
+                                                  const std::vector<std::string>& objectIds);
+
 struct ThumbnailBacklogSettings {
-    std::string program;          // the server's program (started with --thumbnail-worker)
+    std::string program;          // the worker program (started with --thumbnail-worker)
     std::string thumbnailFolder;  // where the index keeps thumbnails
     std::string workerLog;        // the worker's standard error goes here
 };

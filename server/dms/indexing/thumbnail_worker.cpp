@@ -26,13 +26,6 @@ bool IsThumbnailWorkerCommand(int argc, char** argv) {
     return argc >= 2 && strcmp(argv[1], "--thumbnail-worker") == 0;
 }
 
-std::vector<std::string> ThumbnailWorkerArguments(const std::string& thumbnailFolder,
-                                                  const std::vector<std::string>& objectIds) {
-    std::vector<std::string> args = {"--thumbnail-worker", "--thumbnails", thumbnailFolder};
-    args.insert(args.end(), objectIds.begin(), objectIds.end());
-    return args;
-}
-
 int RunThumbnailWorker(int argc, char** argv) {
     calyx_indexer::MissingThumbnailOptions options;
     for (int i = 2; i < argc; ++i) {
@@ -42,12 +35,13 @@ int RunThumbnailWorker(int argc, char** argv) {
         } else if (ParseTarget(argv[i], target)) {
             options.targets.push_back(target);
         } else {
-            fprintf(stderr, "calyx-dms --thumbnail-worker: unexpected argument %s\n", argv[i]);
+            fprintf(stderr, "calyx-dms-worker --thumbnail-worker: unexpected argument %s\n",
+                    argv[i]);
             return 2;
         }
     }
     if (options.thumbnailDir.empty()) {
-        fprintf(stderr, "calyx-dms --thumbnail-worker: no --thumbnails folder\n");
+        fprintf(stderr, "calyx-dms-worker --thumbnail-worker: no --thumbnails folder\n");
         return 2;
     }
     const calyx_indexer::MissingThumbnailSummary summary =
@@ -57,7 +51,8 @@ int RunThumbnailWorker(int argc, char** argv) {
         return 1;
     }
     for (const std::string& failure : summary.failures)
-        fprintf(stderr, "calyx-dms --thumbnail-worker: no thumbnail for %s\n", failure.c_str());
+        fprintf(stderr, "calyx-dms-worker --thumbnail-worker: no thumbnail for %s\n",
+                failure.c_str());
     printf("thumbnails made in the background: %zu made, %zu failed, %zu not needed\n",
            summary.made, summary.failed, summary.skipped);
     return 0;

@@ -1,4 +1,4 @@
-// The thumbnail worker: the server's own program started again with --thumbnail-worker.
+// The thumbnail worker: calyx-dms-worker started by the server with --thumbnail-worker.
 // It makes the thumbnails that the index lacks for the photos and videos named on its
 // command line (object ids "p12", "v7") and says what it did in one line on standard
 // output; the server starts it (thumbnail_backlog.h).
@@ -13,10 +13,6 @@ namespace calyx_dms {
 // True when the command line asks for the worker (its first argument is
 // --thumbnail-worker).
 bool IsThumbnailWorkerCommand(int argc, char** argv);
-
-// The worker's arguments after the program: the thumbnail folder and the object ids.
-std::vector<std::string> ThumbnailWorkerArguments(const std::string& thumbnailFolder,
-                                                  const std::vector<std::string>& objectIds);
 
 // Runs the worker: 0 when it ran (files whose picture cannot be made included), 1 when the
 // index cannot be read, 2 for a command line that is not the server's.

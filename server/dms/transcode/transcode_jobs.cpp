@@ -44,19 +44,6 @@ TranscodeJobs::~TranscodeJobs() {
     }
 }
 
-std::string TranscodeJobs::DefaultWorker() {
-    char self[4096];
-    ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
-    if (n > 0) {
-        self[n] = '\0';
-        const std::string program(self);
-        std::string beside = program.substr(0, program.rfind('/') + 1) + "calyx-transcode";
-        if (access(beside.c_str(), X_OK) == 0)
-            return beside;
-    }
-    return CALYX_TRANSCODE_INSTALLED;
-}
-
 TranscodeJobs::Start TranscodeJobs::Launch(const std::string& file, const std::string& args,
                                            double start, double end, pid_t& pid, int& fd,
                                            std::string& error, int input) {

@@ -36,10 +36,6 @@ public:
     unsigned limit() const { return limit_; }
     const std::string& worker() const { return worker_; }
 
-    // The calyx-transcode beside the running program (a build tree, or a bin folder that
-    // holds both), else the installed one.
-    static std::string DefaultWorker();
-
 private:
     // Reaps the workers that have ended; runs every kReapMilliseconds while any runs.
     static int Reap(void* data);

@@ -204,6 +204,10 @@ def check_background_thumbnails(lab, clients, ids, thumb, tn_info):
     # Asked for before later/, so it would be done by now: nothing for the client without.
     expect("plain: lacking/ still without thumbnails", thumbnail_columns(lab, ids, "lacking"),
            ["", ""])
+    # The server learns of the change when it next reads the index's update id (every half
+    # second); until then it may give the answer it keeps for the Browse before.
+    wait_for("a later Browse to list the thumbnails", lambda: differences(
+        browse(lab, clients["plain"], later), plain_view), 5)
     after = browse(lab, clients["plain"], later)
     expect("a later Browse lists the thumbnails", differences(after, plain_view), {
         photo: {"art": ([], [(thumb(photo), "JPEG_TN")])},
@@ -227,7 +231,7 @@ def check_background_thumbnails(lab, clients, ids, thumb, tn_info):
                       errors="replace").read()
     expect("thumbnail worker's complaints", [line for line in worker_log.splitlines()
                                              if "thumbnail-worker" in line or "Sanitizer" in line],
-           ["calyx-dms --thumbnail-worker: no thumbnail for %s: no picture can be decoded" %
+           ["calyx-dms-worker --thumbnail-worker: no thumbnail for %s: no picture can be decoded" %
             encode_path(os.path.join(lab.tmp, "media", "later", "broken.jpg"))])
     status, headers, body = clients["plain"].curl(thumb(photo))
     jpeg = os.path.join(lab.tmp, "background.jpg")

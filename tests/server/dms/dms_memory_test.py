@@ -2,7 +2,9 @@
 """Answers are freed once sent: a client browses a container of 600 videos (an answer of
 several hundred KiB) 30 times, then 150 times more. The server's resident memory after the
 150 must not have grown by more than a small part of what keeping those answers would
-take. The server runs with a small ASan quarantine, so freed memory is reused at once."""
+take. The server runs with a small ASan quarantine, so freed memory is reused at once, and
+keeps no answers (--answer-cache 0), so that each Browse makes its answer anew. The server
+maps no media library: libav runs only in its worker processes (calyx-dms-worker)."""
 
 import os
 import sys
@@ -50,7 +52,13 @@ def main():
                  "'A film with a long title, number ' || g || ' ' || repeat('x', 160), "
                  "'video/mp4', 1000000 + g, 3600 FROM generate_series(1, %d) AS g" % VIDEOS)
         client = lab.add_client("02:78:00:00:00:01")
-        lab.start_server()
+        lab.start_server("--answer-cache", "0")
+        with open("/proc/%d/maps" % lab.server.pid) as f:
+            mapped = f.read()
+        if "calyx-dms\n" not in mapped or any(
+                library in mapped for library in ("libavcodec", "libavformat", "libavutil")):
+            fail("the server process maps a media library:\n" + "\n".join(
+                line for line in mapped.splitlines() if "libav" in line))
         body = soap_envelope("ContentDirectory", "Browse", [
             ("ObjectID", "video"), ("BrowseFlag", "BrowseDirectChildren"), ("Filter", "*"),
             ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")])
