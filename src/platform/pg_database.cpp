@@ -1,6 +1,7 @@
 // Portable media index database layer over libpq: connections, statements, result sets
 // and their row cursors.
 #include <atomic>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <string>
@@ -193,11 +194,35 @@ extern "C" int ZEVODBFetchRow(DBResult* result, DBRow* row) {
     return row->index < result->rows ? 0 : 1;
 }
 
+namespace {
+
+// The column `name` names, as PQfnumber finds it. A name of lower-case letters, digits and
+// underscores (every name the library and the server ask for) is compared with the
+// result's column names as it is: PQfnumber would first copy and fold it, an allocation
+// for every field of every row.
+int ColumnNumber(const PGresult* pg, const char* name) {
+    for (const char* p = name; *p != '\0'; ++p) {
+        const bool plain = (*p >= 'a' && *p <= 'z') || (*p >= '0' && *p <= '9') || *p == '_';
+        if (!plain) {
+            return PQfnumber(pg, name);
+        }
+    }
+    const int fields = PQnfields(pg);
+    for (int i = 0; i < fields; ++i) {
+        if (strcmp(PQfname(pg, i), name) == 0) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+}  // namespace
+
 extern "C" const char* ZEVODBFetchField(DBResult* result, DBRow row, const char* name) {
     if (name == nullptr || !Calyx::detail::CursorOnRow(result, row)) {
         return nullptr;
     }
-    int column = PQfnumber(result->pg, name);
+    int column = ColumnNumber(result->pg, name);
     if (column < 0 || PQgetisnull(result->pg, row.index, column)) {
         return nullptr;
     }

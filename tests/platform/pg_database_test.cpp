@@ -37,6 +37,22 @@ TEST(PgDatabaseArguments, NullHandlesFailQuietly) {
     ZEVODBClose(nullptr);
 }
 
+TEST_F(PgDatabase, FieldsAreFoundByTheirNamesAsPostgresFoldsThem) {
+    DBResult* result = Run("SELECT 1 AS id, 2 AS \"Title\", 3 AS a_2, NULL AS none, 5 AS id");
+    ASSERT_NE(result, nullptr);
+    DBRow row{};
+    ASSERT_EQ(ZEVODBFetchRow(result, &row), 0);
+    EXPECT_EQ(Field(result, row, "id"), "1");  // the first of two of that name
+    EXPECT_EQ(Field(result, row, "ID"), "1");  // unquoted: folded to lower case
+    EXPECT_EQ(Field(result, row, "\"Title\""), "2");
+    EXPECT_EQ(Field(result, row, "title"), "<null>");  // no such column: it is "Title"
+    EXPECT_EQ(Field(result, row, "a_2"), "3");
+    EXPECT_EQ(Field(result, row, "none"), "<null>");
+    EXPECT_EQ(Field(result, row, ""), "<null>");
+    EXPECT_EQ(Field(result, row, "missing"), "<null>");
+    ZEVODBFreeResult(result);
+}
+
 TEST_F(PgDatabase, FailedStatementStoresNoResult) {
     DBResult* result = Run("SELECT 1");
     ASSERT_NE(result, nullptr);

@@ -354,12 +354,13 @@ bool ContentDirectory::AnswerFromKept(GUPnPServiceAction* action, const ClientVi
 
 void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit,
                                       const char* name, std::string key,
-                                      std::function<PageAnswer(Catalog&)> answer) {
+                                      std::function<PageAnswer(Catalog&)> answer,
+                                      std::function<void(long long, long long)> answered) {
     const bool escape = !ReplyCompressed(action);
     // The action keeps its request message, and with it `visit`, until it is answered;
     // until then only the worker touches the visit.
     workers_.Submit([this, action, visit, name, escape, key = std::move(key),
-                     answer = std::move(answer)](size_t worker) {
+                     answer = std::move(answer), answered = std::move(answered)](size_t worker) {
         Catalog& catalog = workerCatalogs_[worker];
         const long long before = key.empty() ? -1 : catalog.SystemUpdateId();
         auto result = std::make_shared<PageAnswer>(answer(catalog));
@@ -374,7 +375,7 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
             before >= 0 && catalog.SystemUpdateId() == before && result->missingThumbnails.empty()
                 ? before
                 : -1;
-        workers_.Reply([this, action, visit, name, result, key, keepUnder] {
+        workers_.Reply([this, action, visit, name, result, key, keepUnder, answered] {
             // Logged first: answering hands the message, and with it the visit, back to
             // the stack.
             if (result->errorCode == 0)
@@ -383,6 +384,8 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
                 keptAnswers_.Store(
                     key, keepUnder,
                     {result->escaped, result->returned, result->total, result->stamp});
+            if (result->errorCode == 0 && answered)
+                answered(result->returned, result->total);
             ReturnAnswer(action, *result);
             // The answer has gone: only now are the thumbnails it went without made.
             if (result->errorCode == 0 && !result->missingThumbnails.empty() &&
@@ -413,12 +416,73 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
         return;
     }
     std::string key = KeyToKeep(action, *visit, "Browse", objectText, flag, request.page);
-    if (AnswerFromKept(action, *visit, "Browse", key))
+    if (key.empty()) {
+        AnswerOnWorker(action, visit, "Browse", "", [this, visit, request](Catalog& catalog) {
+            return AnswerBrowse(catalog, *visit, request);
+        });
         return;
-    AnswerOnWorker(action, visit, "Browse", std::move(key),
-                   [this, visit, request](Catalog& catalog) {
-                       return AnswerBrowse(catalog, *visit, request);
-                   });
+    }
+    const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
+    std::shared_ptr<const KeptAnswer> kept = stamp < 0 ? nullptr : keptAnswers_.Find(key, stamp);
+    if (kept) {
+        ReadAhead(*visit, objectText, flag, request, kept->returned, kept->total);
+        AnswerFromKept(action, *visit, "Browse", key);
+        return;
+    }
+    AnswerOnWorker(
+        action, visit, "Browse", std::move(key),
+        [this, visit, request](Catalog& catalog) { return AnswerBrowse(catalog, *visit, request); },
+        [this, visit, objectText, flag, request](long long returned, long long total) {
+            ReadAhead(*visit, objectText, flag, request, returned, total);
+        });
+}
+
+void ContentDirectory::ReadAhead(const ClientVisit& visit, const std::string& objectText,
+                                 const std::string& flag, const BrowseRequest& request,
+                                 long long returned, long long total) {
+    if (request.metadata)
+        return;
+    PageRequest listing = request.page;
+    listing.offset = -1;
+    const bool walking =
+        walks_.Answered(visit.ip, AnswerKey("Browse", visit, objectText, flag, listing),
+                        request.page.offset, returned);
+    if (!walking || returned < request.page.limit || request.page.offset + returned >= total)
+        return;
+    BrowseRequest next = request;
+    next.page.offset = request.page.offset + returned;
+    std::string key = AnswerKey("Browse", visit, objectText, flag, next.page);
+    const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
+    if (stamp < 0 || keptAnswers_.Find(key, stamp) || !madeAhead_.insert(key).second)
+        return;
+    // The request's visit goes with its answer: the page ahead has a copy of its own.
+    auto copy = std::make_shared<ClientVisit>();
+    copy->ip = visit.ip;
+    copy->mac = visit.mac;
+    copy->allowed = visit.allowed;
+    copy->profileName = visit.profileName;
+    copy->userAgent = visit.userAgent;
+    copy->checker = std::make_unique<Calyx::DMSClientChecker>(*visit.checker);
+    MakeAhead(copy, next, key);
+}
+
+void ContentDirectory::MakeAhead(const std::shared_ptr<ClientVisit>& visit,
+                                 const BrowseRequest& request, const std::string& key) {
+    workers_.Submit([this, visit, request, key](size_t worker) {
+        Catalog& catalog = workerCatalogs_[worker];
+        const long long before = catalog.SystemUpdateId();
+        PageAnswer answer = AnswerBrowse(catalog, *visit, request);
+        const bool keep = before >= 0 && answer.errorCode == 0 &&
+                          answer.missingThumbnails.empty() && catalog.SystemUpdateId() == before;
+        KeptAnswer kept;
+        if (keep)
+            kept = {EscapedArgumentText(answer.didl), answer.returned, answer.total, answer.stamp};
+        workers_.Reply([this, key, keep, before, kept] {
+            madeAhead_.erase(key);
+            if (keep)
+                keptAnswers_.Store(key, before, kept);
+        });
+    });
 }
 
 PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "calyx/i18n.h"
@@ -13,6 +14,7 @@
 #include "content/query_workers.h"
 #include "upnp/answer_cache.h"
 #include "upnp/page_request.h"
+#include "upnp/page_walks.h"
 
 namespace calyx_dms {
 
@@ -57,9 +59,21 @@ private:
     bool AnswerFromKept(GUPnPServiceAction* action, const ClientVisit& visit, const char* name,
                         const std::string& key);
     // Runs `answer` on a worker and returns its result to `action` on the main loop; the
-    // answer is kept under `key` unless it is "".
+    // answer is kept under `key` unless it is "". `answered` (if any) learns the numbers
+    // of a successful answer on the main loop, before the answer goes.
     void AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit, const char* name,
-                        std::string key, std::function<PageAnswer(Catalog&)> answer);
+                        std::string key, std::function<PageAnswer(Catalog&)> answer,
+                        std::function<void(long long returned, long long total)> answered = {});
+    // After a Browse of `objectText` (BrowseFlag `flag`) answered `returned` of `total`
+    // objects: when it continued the client's walk through the listing and more follow, the
+    // next page is made on a worker and kept, so that the walk's next step is answered at
+    // once.
+    void ReadAhead(const ClientVisit& visit, const std::string& objectText, const std::string& flag,
+                   const BrowseRequest& request, long long returned, long long total);
+    // Makes the answer to `request` for `visit` (a copy of its own) on a worker and keeps
+    // it under `key`.
+    void MakeAhead(const std::shared_ptr<ClientVisit>& visit, const BrowseRequest& request,
+                   const std::string& key);
 
     Catalog& catalog_;
     std::vector<Catalog>& workerCatalogs_;
@@ -68,6 +82,8 @@ private:
     std::string baseUrl_;
     std::string rootTitle_;
     AnswerCache keptAnswers_;
+    PageWalks walks_;
+    std::unordered_set<std::string> madeAhead_;  // keys of the pages being made ahead
     std::function<void(const std::vector<std::string>&)> missingThumbnailHandler_;
 };
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "upnp/answer_cache.h"
+#include "upnp/page_walks.h"
 #include "upnp/result_hand_over.h"
 
 namespace calyx_dms {
@@ -85,6 +86,19 @@ TEST(AnswerCache, ProfileKeysDifferByEveryEffect) {
     Calyx::DMSClientChecker named("agent", "", true);
     named.m_profileName = "another";
     EXPECT_NE(ProfileEffectsKey(named), base);
+}
+
+TEST(PageWalks, APageThatStartsWhereTheClientsLastEndedContinuesItsWalk) {
+    PageWalks walks;
+    EXPECT_FALSE(walks.Answered("a", "folder", 0, 10));  // the start is no step
+    EXPECT_TRUE(walks.Answered("a", "folder", 10, 10));
+    EXPECT_TRUE(walks.Answered("a", "folder", 20, 5));
+    EXPECT_FALSE(walks.Answered("a", "folder", 40, 10));  // out of order
+    EXPECT_TRUE(walks.Answered("a", "folder", 50, 10));
+    // Another client, or another listing, walks on its own.
+    EXPECT_FALSE(walks.Answered("b", "folder", 60, 10));
+    EXPECT_FALSE(walks.Answered("a", "other", 60, 10));
+    EXPECT_TRUE(walks.Answered("a", "folder", 60, 10));
 }
 
 TEST(ResultHandOver, EscapesAsTheStackEscapesArguments) {

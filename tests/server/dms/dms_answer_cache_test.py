@@ -7,7 +7,9 @@ same bytes without a statement to the index (the server's statement log); a clie
 accepts gzip gets the stack's own escaping, and its decompressed reply is byte for byte the
 spliced one; a client of another profile (offend chars) gets its own answer, not the one
 kept for the first; once a change is recorded in the index, the kept answer gives way
-within seconds and the new song is listed. A server started with --answer-cache 0 keeps
+within seconds and the new song is listed. A client walking the folder page by page has
+the page after each step made ahead: the next step reads nothing from the index and is the
+right slice of the whole listing; a page out of order has nothing made ahead. A server started with --answer-cache 0 keeps
 nothing: the same Browse asked again reads the index again."""
 
 import gzip
@@ -16,6 +18,7 @@ import os
 import sys
 import tempfile
 import time
+import xml.etree.ElementTree as ET
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from dms_lab import Lab, SERVICES, fail, soap_envelope, wait_for  # noqa: E402
@@ -39,10 +42,11 @@ def post(client, lab, action, arguments, headers=()):
         os.unlink(f.name)
 
 
-def browse(client, lab, object_id, headers=()):
+def browse(client, lab, object_id, headers=(), start=0, count=0):
     status, head, body = post(client, lab, "Browse", [
         ("ObjectID", object_id), ("BrowseFlag", "BrowseDirectChildren"), ("Filter", "*"),
-        ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")], headers)
+        ("StartingIndex", str(start)), ("RequestedCount", str(count)), ("SortCriteria", "")],
+        headers)
     if status != 200:
         fail("Browse %s answered %d: %r" % (object_id, status, body[:300]))
     return head, body
@@ -57,8 +61,27 @@ def search(client, lab, criteria):
     return body
 
 
+def objects_of(reply):
+    """The DIDL-Lite objects of a Browse reply, each as XML text."""
+    result = next(el.text for el in ET.fromstring(reply).iter() if el.tag == "Result")
+    return [ET.tostring(el) for el in ET.fromstring(result)]
+
+
 def statements(lab):
     return lab.server_log().count("SELECT ")
+
+
+def statements_settled(lab):
+    """The statement count once the server has stopped reading (a page made ahead)."""
+    last, steady = statements(lab), 0
+    for _ in range(40):
+        time.sleep(0.05)
+        now = statements(lab)
+        steady = steady + 1 if now == last else 0
+        last = now
+        if steady >= 6:
+            break
+    return last
 
 
 def profile_list(macs):
@@ -113,6 +136,24 @@ def main():
         _head, other = browse(offend, lab, target)
         if other == first or b"Rock  Roll" not in other:
             fail("the client with offend chars got the kept answer: %r" % other)
+
+        # A walk in pages of 2: from its second step on, the next page is made ahead.
+        def page(start):
+            return objects_of(browse(plain, lab, target, start=start, count=2)[1])
+        whole = objects_of(browse(plain, lab, target)[1])
+        page(0)
+        page(2)
+        settled = statements_settled(lab)
+        if page(4) != whole[4:6]:
+            fail("the page made ahead is not that slice of the whole listing")
+        if statements(lab) != settled:
+            fail("the walk's next step read the index: it was not made ahead")
+        # Out of order (the walk ended at 6): nothing is made ahead of 1, so 3 is read.
+        page(1)
+        settled = statements_settled(lab)
+        page(3)
+        if statements(lab) == settled:
+            fail("a page after one out of order was made ahead")
 
         # A change recorded in the index: the kept answer gives way.
         lab.insert("music", parent_id=folder, path="/lab/songs/new.mp3", title="Newcomer",
