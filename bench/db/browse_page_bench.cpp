@@ -11,9 +11,7 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,6 +20,7 @@
 #include "calyx/core.h"
 #include "calyx/media_db.h"
 #include "calyx/platform.h"
+#include "common/bench_index.h"
 #include "content/item_extras.h"
 #include "platform/pg_handles.h"
 
@@ -32,14 +31,7 @@ constexpr int kSongsPerFolder = 100;
 constexpr int kPage = 100;
 constexpr char kTitleOrder[] = "title COLLATE calyx_title ASC, id ASC";
 
-bool Run(PGconn* pg, const std::string& sql) {
-    PGresult* r = PQexec(pg, sql.c_str());
-    const bool ok = PQresultStatus(r) == PGRES_COMMAND_OK || PQresultStatus(r) == PGRES_TUPLES_OK;
-    if (!ok)
-        fprintf(stderr, "browse_page_bench: %s\n%s", sql.c_str(), PQresultErrorMessage(r));
-    PQclear(r);
-    return ok;
-}
+using calyx_bench::RunSql;
 
 // One connection with the index filled, in a schema of its own; made once per process.
 class Fixture {
@@ -53,49 +45,36 @@ public:
 
 private:
     Fixture() {
-        if (getenv("PGHOST") == nullptr) {
-            error_ = "PGHOST is not set: run through scripts/run-bench.sh (make bench)";
+        error_ = calyx_bench::MissingServer();
+        if (!error_.empty())
             return;
-        }
         conn_ = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
         if (conn_ == nullptr) {
             error_ = "cannot connect to the database calyx as admin";
             return;
         }
-        std::ifstream in(CALYX_SCHEMA_FILE);
-        std::stringstream schemaSql;
-        schemaSql << in.rdbuf();
-        schema_ = "calyx_browse_bench_" + std::to_string(getpid());
         PGconn* pg = conn_->pg;
+        schema_ = calyx_bench::MakeIndexSchema(pg, "calyx_browse_bench_", CALYX_SCHEMA_FILE);
         const std::string songs = std::to_string(kFolders * kSongsPerFolder);
         const bool ok =
-            Run(pg, "CREATE SCHEMA " + schema_) && Run(pg, "SET client_min_messages = warning") &&
-            Run(pg, "SET search_path = " + schema_) && Run(pg, schemaSql.str()) &&
-            Run(pg,
-                "INSERT INTO directory (id, path, title, cover_original, cover_mime, "
-                "cover_width, cover_height, cover_thumbnail, cover_small) "
-                "SELECT i, '/share/Music/' || i, 'Album ' || i, "
-                "CASE WHEN i % 2 = 0 THEN '/share/Music/' || i || '/cover.jpg' ELSE '' END, "
-                "'image/jpeg', 500, 500, '/c/' || i || '_tn.jpg', '/c/' || i || '_sm.jpg' "
-                "FROM generate_series(1, " +
-                    std::to_string(kFolders) + ") AS i") &&
-            Run(pg,
-                "INSERT INTO music (id, parent_id, path, title, artist, album, genre, track, "
-                "mime_type, duration, mdate) "
-                "SELECT i, 1 + i % " +
-                    std::to_string(kFolders) +
-                    ", '/share/Music/' || (1 + i % 100) || '/' || i || '.mp3', "
-                    "'Song ' || i, 'Artist ' || (i % 200), 'Album ' || (1 + i % 100), "
-                    "'Genre ' || (i % 20), i % 12, 'audio/mpeg', 200, 1600000000 + i "
-                    "FROM generate_series(1, " +
-                    songs + ") AS i") &&
-            Run(pg, "ANALYZE");
+            !schema_.empty() && calyx_bench::InsertAlbumFolders(pg, kFolders) &&
+            RunSql(pg,
+                   "INSERT INTO music (id, parent_id, path, title, artist, album, genre, track, "
+                   "mime_type, duration, mdate) "
+                   "SELECT i, 1 + i % " +
+                       std::to_string(kFolders) +
+                       ", '/share/Music/' || (1 + i % 100) || '/' || i || '.mp3', "
+                       "'Song ' || i, 'Artist ' || (i % 200), 'Album ' || (1 + i % 100), "
+                       "'Genre ' || (i % 20), i % 12, 'audio/mpeg', 200, 1600000000 + i "
+                       "FROM generate_series(1, " +
+                       songs + ") AS i") &&
+            RunSql(pg, "ANALYZE");
         if (!ok)
             error_ = "cannot fill the index";
     }
     ~Fixture() {
         if (conn_ != nullptr) {
-            Run(conn_->pg, "DROP SCHEMA IF EXISTS " + schema_ + " CASCADE");
+            RunSql(conn_->pg, "DROP SCHEMA IF EXISTS " + schema_ + " CASCADE");
             ZEVODBClose(conn_);
         }
     }

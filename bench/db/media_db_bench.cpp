@@ -10,14 +10,13 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include <benchmark/benchmark.h>
 
 #include "calyx/media_db.h"
 #include "calyx/platform.h"
+#include "common/bench_index.h"
 #include "platform/pg_handles.h"
 
 namespace {
@@ -56,15 +55,7 @@ const char* const kMediaColumns[] = {"id",
                                      "cdate",
                                      "thumbnail"};
 
-bool Run(PGconn* pg, const std::string& sql) {
-    PGresult* r = PQexec(pg, sql.c_str());
-    bool ok = PQresultStatus(r) == PGRES_COMMAND_OK || PQresultStatus(r) == PGRES_TUPLES_OK;
-    if (!ok) {
-        fprintf(stderr, "media_db_bench: %s\n%s", sql.c_str(), PQresultErrorMessage(r));
-    }
-    PQclear(r);
-    return ok;
-}
+using calyx_bench::RunSql;
 
 // One connection with the table filled, in a schema of its own; made once per process.
 class Fixture {
@@ -78,8 +69,8 @@ public:
 
 private:
     Fixture() {
-        if (getenv("PGHOST") == nullptr) {
-            error_ = "PGHOST is not set: run through scripts/run-bench.sh (make bench)";
+        error_ = calyx_bench::MissingServer();
+        if (!error_.empty()) {
             return;
         }
         conn_ = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
@@ -87,40 +78,35 @@ private:
             error_ = "cannot connect to the database calyx as admin";
             return;
         }
-        std::ifstream in(CALYX_SCHEMA_FILE);
-        std::stringstream schemaSql;
-        schemaSql << in.rdbuf();
-        schema_ = "calyx_bench_" + std::to_string(getpid());
         PGconn* pg = conn_->pg;
-        bool ok = Run(pg, "CREATE SCHEMA " + schema_) &&
-                  Run(pg, "SET client_min_messages = warning") &&
-                  Run(pg, "SET search_path = " + schema_) && Run(pg, schemaSql.str()) &&
-                  Run(pg,
-                      "INSERT INTO video (id, parent_id, path, title, artist, album, genre, "
-                      "mime_type, filesize, duration, audio_bitrate, frame_bitrate, "
-                      "video_bitrate, frame_rate_num, frame_rate_den, samplerate, channel, "
-                      "resolutionx, resolutiony, video_codec, container_type, audio_codec, "
-                      "track, year, rotation, date, mdate, cdate, thumbnail) "
-                      "SELECT i, i / 100, '/share/Video/Series ' || (i / 100) || "
-                      "'/Episode ' || i || '.mkv', 'Episode ' || i, 'Studio ' || (i % 50), "
-                      "'Series ' || (i / 100), 'Drama', 'video/x-matroska', "
-                      "1000000000 + i * 1000, 1800 + i % 3600, 192000, 8000000, 7800000, "
-                      "24000, 1001, 48000, 6, 1920, 1080, 'h264', 'matroska', 'ac3', i % 24, "
-                      "2000 + i % 24, 0, '2019-07-14 18:30:05', 1563121805 + i, "
-                      "1563200000 + i, '/share/.thumbs/' || i || '.jpg' "
-                      "FROM generate_series(1, " +
-                          std::to_string(kRows) + ") AS i") &&
-                  Run(pg, "ANALYZE video") &&
+        schema_ = calyx_bench::MakeIndexSchema(pg, "calyx_bench_", CALYX_SCHEMA_FILE);
+        bool ok = !schema_.empty() &&
+                  RunSql(pg,
+                         "INSERT INTO video (id, parent_id, path, title, artist, album, genre, "
+                         "mime_type, filesize, duration, audio_bitrate, frame_bitrate, "
+                         "video_bitrate, frame_rate_num, frame_rate_den, samplerate, channel, "
+                         "resolutionx, resolutiony, video_codec, container_type, audio_codec, "
+                         "track, year, rotation, date, mdate, cdate, thumbnail) "
+                         "SELECT i, i / 100, '/share/Video/Series ' || (i / 100) || "
+                         "'/Episode ' || i || '.mkv', 'Episode ' || i, 'Studio ' || (i % 50), "
+                         "'Series ' || (i / 100), 'Drama', 'video/x-matroska', "
+                         "1000000000 + i * 1000, 1800 + i % 3600, 192000, 8000000, 7800000, "
+                         "24000, 1001, 48000, 6, 1920, 1080, 'h264', 'matroska', 'ac3', i % 24, "
+                         "2000 + i % 24, 0, '2019-07-14 18:30:05', 1563121805 + i, "
+                         "1563200000 + i, '/share/.thumbs/' || i || '.jpg' "
+                         "FROM generate_series(1, " +
+                             std::to_string(kRows) + ") AS i") &&
+                  RunSql(pg, "ANALYZE video") &&
                   // Warm the server's and the system's caches, so the first benchmark
                   // does not pay for them alone.
-                  Run(pg, "SELECT * FROM video ORDER BY id");
+                  RunSql(pg, "SELECT * FROM video ORDER BY id");
         if (!ok) {
             error_ = "cannot set up the video table";
         }
     }
     ~Fixture() {
         if (conn_ != nullptr) {
-            Run(conn_->pg, "DROP SCHEMA IF EXISTS " + schema_ + " CASCADE");
+            RunSql(conn_->pg, "DROP SCHEMA IF EXISTS " + schema_ + " CASCADE");
             ZEVODBClose(conn_);
         }
     }

@@ -11,13 +11,12 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include <benchmark/benchmark.h>
 
 #include "calyx/platform.h"
+#include "common/bench_index.h"
 #include "content/catalog.h"
 #include "content/views.h"
 #include "platform/pg_handles.h"
@@ -33,14 +32,7 @@ using calyx_dms::View;
 
 constexpr long long kPage = 50;
 
-bool Run(PGconn* pg, const std::string& sql) {
-    PGresult* r = PQexec(pg, sql.c_str());
-    const bool ok = PQresultStatus(r) == PGRES_COMMAND_OK || PQresultStatus(r) == PGRES_TUPLES_OK;
-    if (!ok)
-        fprintf(stderr, "views_bench: %s\n%s", sql.c_str(), PQresultErrorMessage(r));
-    PQclear(r);
-    return ok;
-}
+using calyx_bench::RunSql;
 
 // The index, filled once per process in a schema of its own, and the connection the
 // catalogs read it through.
@@ -56,53 +48,42 @@ public:
 
 private:
     Fixture() {
-        if (getenv("PGHOST") == nullptr) {
-            error_ = "PGHOST is not set: run through scripts/run-bench.sh (make bench)";
+        error_ = calyx_bench::MissingServer();
+        if (!error_.empty())
             return;
-        }
         DBConnect* conn = connection_.Get();
         if (conn == nullptr) {
             error_ = "cannot connect to the database calyx as admin";
             return;
         }
-        std::ifstream in(CALYX_SCHEMA_FILE);
-        std::stringstream schemaSql;
-        schemaSql << in.rdbuf();
-        schema_ = "calyx_views_bench_" + std::to_string(getpid());
         PGconn* pg = conn->pg;
+        schema_ = calyx_bench::MakeIndexSchema(pg, "calyx_views_bench_", CALYX_SCHEMA_FILE);
         const bool ok =
-            Run(pg, "CREATE SCHEMA " + schema_) && Run(pg, "SET client_min_messages = warning") &&
-            Run(pg, "SET search_path = " + schema_) && Run(pg, schemaSql.str()) &&
-            Run(pg,
-                "INSERT INTO directory (id, path, title, cover_original, cover_mime, "
-                "cover_width, cover_height, cover_thumbnail, cover_small) "
-                "SELECT i, '/share/Music/' || i, 'Album ' || i, "
-                "CASE WHEN i % 2 = 0 THEN '/share/Music/' || i || '/cover.jpg' ELSE '' END, "
-                "'image/jpeg', 500, 500, '/c/' || i || '_tn.jpg', '/c/' || i || '_sm.jpg' "
-                "FROM generate_series(1, 3500) AS i") &&
-            Run(pg,
-                "INSERT INTO music (parent_id, path, title, artist, album, genre, track, "
-                "mime_type, duration, cover_original, cover_mime, cover_width, cover_height, "
-                "cover_thumbnail, cover_small, mdate) "
-                "SELECT 1 + i % 3500, '/share/Music/' || (1 + i % 3500) || '/' || i || '.mp3', "
-                "'Song ' || i, 'Artist ' || (i % 2000), 'Album ' || (i % 3500), "
-                "'Genre ' || (i % 50), i % 12, 'audio/mpeg', 200, "
-                "CASE WHEN i % 10 = 0 THEN '/c/m' || i || '.png' ELSE '' END, 'image/png', 300, "
-                "300, '/c/m' || i || '_tn.jpg', '/c/m' || i || '_sm.jpg', 1600000000 + i "
-                "FROM generate_series(1, 35000) AS i") &&
-            Run(pg,
-                "INSERT INTO photo (path, title, mime_type, date, mdate) "
-                "SELECT '/share/Photo/' || i || '.jpg', 'Photo ' || i, 'image/jpeg', "
-                "CASE WHEN i % 20 = 0 THEN '' ELSE to_char(timestamp '2010-01-01' + "
-                "(i * 31567 % 473040000) * interval '1 second', 'YYYY-MM-DD HH24:MI:SS') END, "
-                "1262304000 + i * 31567 % 473040000 "
-                "FROM generate_series(1, 15000) AS i") &&
-            Run(pg, "INSERT INTO playlist (path, title) VALUES ('/share/Music/mix.m3u', 'mix')") &&
-            Run(pg,
-                "INSERT INTO playlist_entry (playlist_id, position, target, kind) "
-                "SELECT p.id, i, '/share/Music/' || (1 + (i * 17) % 3500) || '/' || (i * 17) || "
-                "'.mp3', 'file' FROM playlist p, generate_series(1, 2000) AS i") &&
-            Run(pg, "ANALYZE");
+            !schema_.empty() && calyx_bench::InsertAlbumFolders(pg, 3500) &&
+            RunSql(pg,
+                   "INSERT INTO music (parent_id, path, title, artist, album, genre, track, "
+                   "mime_type, duration, cover_original, cover_mime, cover_width, cover_height, "
+                   "cover_thumbnail, cover_small, mdate) "
+                   "SELECT 1 + i % 3500, '/share/Music/' || (1 + i % 3500) || '/' || i || '.mp3', "
+                   "'Song ' || i, 'Artist ' || (i % 2000), 'Album ' || (i % 3500), "
+                   "'Genre ' || (i % 50), i % 12, 'audio/mpeg', 200, "
+                   "CASE WHEN i % 10 = 0 THEN '/c/m' || i || '.png' ELSE '' END, 'image/png', 300, "
+                   "300, '/c/m' || i || '_tn.jpg', '/c/m' || i || '_sm.jpg', 1600000000 + i "
+                   "FROM generate_series(1, 35000) AS i") &&
+            RunSql(pg,
+                   "INSERT INTO photo (path, title, mime_type, date, mdate) "
+                   "SELECT '/share/Photo/' || i || '.jpg', 'Photo ' || i, 'image/jpeg', "
+                   "CASE WHEN i % 20 = 0 THEN '' ELSE to_char(timestamp '2010-01-01' + "
+                   "(i * 31567 % 473040000) * interval '1 second', 'YYYY-MM-DD HH24:MI:SS') END, "
+                   "1262304000 + i * 31567 % 473040000 "
+                   "FROM generate_series(1, 15000) AS i") &&
+            RunSql(pg,
+                   "INSERT INTO playlist (path, title) VALUES ('/share/Music/mix.m3u', 'mix')") &&
+            RunSql(pg,
+                   "INSERT INTO playlist_entry (playlist_id, position, target, kind) "
+                   "SELECT p.id, i, '/share/Music/' || (1 + (i * 17) % 3500) || '/' || (i * 17) || "
+                   "'.mp3', 'file' FROM playlist p, generate_series(1, 2000) AS i") &&
+            RunSql(pg, "ANALYZE");
         if (!ok) {
             error_ = "cannot fill the index";
             return;
@@ -113,7 +94,7 @@ private:
     }
     ~Fixture() {
         if (DBConnect* conn = connection_.Get())
-            Run(conn->pg, "DROP SCHEMA IF EXISTS " + schema_ + " CASCADE");
+            RunSql(conn->pg, "DROP SCHEMA IF EXISTS " + schema_ + " CASCADE");
     }
 
     calyx_dms::IndexConnection connection_;
