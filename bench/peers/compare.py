@@ -76,7 +76,9 @@ def until_listed(client, server, started, limit, folders, listed):
                 return time.monotonic() - started, location, ids
         except RuntimeError as e:
             print("  (%s not ready: %s)" % (server.name, str(e).splitlines()[-1][:120]))
-        time.sleep(1)
+        # A quarter of a second between looks: a coarser step would round both servers'
+        # start up to the same whole seconds.
+        time.sleep(0.25)
     if not location:
         raise RuntimeError("%s did not answer within %d s" % (server.name, limit))
     print("  %s did not list everything within %d s" % (server.name, limit))
