@@ -111,7 +111,9 @@ class CalyxDms(Server):
         subprocess.run([self.lab.tool, "index", "-q", "--thumbnails",
                         os.path.join(self.dir, "thumbnails"), self.media], env=env, check=True,
                        stdout=self.log, stderr=subprocess.STDOUT)
-        self.lab.start_server(log_level=1)
+        # CALYX_DMS_BENCH_ARGS: flags of the server for this run (--answer-cache 0 measures
+        # every answer made afresh).
+        self.lab.start_server(*os.environ.get("CALYX_DMS_BENCH_ARGS", "").split(), log_level=1)
         self.process = self.lab.server
 
     def pids(self):
