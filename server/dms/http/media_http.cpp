@@ -18,12 +18,11 @@
 #include "content/served_file.h"
 #include "http/byte_range.h"
 #include "http/extra_files.h"
+#include "http/piece_pool.h"
 
 namespace calyx_dms {
 
 namespace {
-
-const size_t kPiece = size_t{256} * 1024;
 
 // A file being sent: what remains of the range and where it continues.
 struct Transfer {
@@ -44,19 +43,22 @@ void SendNextPiece(SoupServerMessage* msg, Transfer* t) {
         soup_message_body_complete(body);
         return;
     }
-    size_t want =
-        t->remaining < static_cast<long long>(kPiece) ? static_cast<size_t>(t->remaining) : kPiece;
-    char* buffer = static_cast<char*>(g_malloc(want));
+    size_t want = t->remaining < static_cast<long long>(kPieceBytes)
+                      ? static_cast<size_t>(t->remaining)
+                      : kPieceBytes;
+    char* buffer = TakePiece();
     ssize_t got = pread(t->fd, buffer, want, t->offset);
     if (got <= 0) {
-        g_free(buffer);
+        GivePiece(buffer);
         t->remaining = 0;
         soup_message_body_complete(body);
         return;
     }
     t->offset += got;
     t->remaining -= got;
-    soup_message_body_append_take(body, reinterpret_cast<guchar*>(buffer), static_cast<gsize>(got));
+    GBytes* piece = PieceBytes(buffer, static_cast<size_t>(got));
+    soup_message_body_append_bytes(body, piece);
+    g_bytes_unref(piece);
 }
 
 // The row and file a path names: "/media/v/12.mkv" -> video row 12.
