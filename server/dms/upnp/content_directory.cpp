@@ -415,7 +415,13 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
         gupnp_service_action_return_error(action, 701, "No such object");
         return;
     }
-    std::string key = KeyToKeep(action, *visit, "Browse", objectText, flag, request.page);
+    AnswerBrowseAction(action, visit, objectText, flag, request,
+                       KeyToKeep(action, *visit, "Browse", objectText, flag, request.page));
+}
+
+void ContentDirectory::AnswerBrowseAction(GUPnPServiceAction* action, ClientVisit* visit,
+                                          const std::string& objectText, const std::string& flag,
+                                          const BrowseRequest& request, std::string key) {
     if (key.empty()) {
         AnswerOnWorker(action, visit, "Browse", "", [this, visit, request](Catalog& catalog) {
             return AnswerBrowse(catalog, *visit, request);
@@ -427,6 +433,14 @@ void ContentDirectory::Browse(GUPnPServiceAction* action) {
     if (kept) {
         ReadAhead(*visit, objectText, flag, request, kept->returned, kept->total);
         AnswerFromKept(action, *visit, "Browse", key);
+        return;
+    }
+    auto ahead = madeAhead_.find(key);
+    if (ahead != madeAhead_.end()) {
+        // The walk's next step came before its page was ready: it waits for that page
+        // rather than having it made twice.
+        ahead->second.push_back(
+            {action, visit, objectText, flag, std::make_shared<BrowseRequest>(request)});
         return;
     }
     AnswerOnWorker(
@@ -453,7 +467,8 @@ void ContentDirectory::ReadAhead(const ClientVisit& visit, const std::string& ob
     next.page.offset = request.page.offset + returned;
     std::string key = AnswerKey("Browse", visit, objectText, flag, next.page);
     const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
-    if (stamp < 0 || keptAnswers_.Find(key, stamp) || !madeAhead_.insert(key).second)
+    if (stamp < 0 || keptAnswers_.Find(key, stamp) ||
+        !madeAhead_.emplace(key, std::vector<WaitingBrowse>()).second)
         return;
     // The request's visit goes with its answer: the page ahead has a copy of its own.
     auto copy = std::make_shared<ClientVisit>();
@@ -478,9 +493,15 @@ void ContentDirectory::MakeAhead(const std::shared_ptr<ClientVisit>& visit,
         if (keep)
             kept = {EscapedArgumentText(answer.didl), answer.returned, answer.total, answer.stamp};
         workers_.Reply([this, key, keep, before, kept] {
+            std::vector<WaitingBrowse> waiting = std::move(madeAhead_[key]);
             madeAhead_.erase(key);
             if (keep)
                 keptAnswers_.Store(key, before, kept);
+            // Each waiting Browse is answered as it would have been now: from the page
+            // just kept, else (it could not be kept) made for it.
+            for (WaitingBrowse& browse : waiting)
+                AnswerBrowseAction(browse.action, browse.visit, browse.objectText, browse.flag,
+                                   *browse.request, key);
         });
     });
 }

@@ -5,8 +5,9 @@
 #include <libgupnp/gupnp.h>
 
 #include <functional>
+#include <memory>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 #include "calyx/i18n.h"
@@ -74,6 +75,11 @@ private:
     // it under `key`.
     void MakeAhead(const std::shared_ptr<ClientVisit>& visit, const BrowseRequest& request,
                    const std::string& key);
+    // Answers a Browse (its key `key`, "" when its answer is not kept) from the answers
+    // kept, by waiting for the page being made ahead, or on a worker.
+    void AnswerBrowseAction(GUPnPServiceAction* action, ClientVisit* visit,
+                            const std::string& objectText, const std::string& flag,
+                            const BrowseRequest& request, std::string key);
 
     Catalog& catalog_;
     std::vector<Catalog>& workerCatalogs_;
@@ -83,7 +89,16 @@ private:
     std::string rootTitle_;
     AnswerCache keptAnswers_;
     PageWalks walks_;
-    std::unordered_set<std::string> madeAhead_;  // keys of the pages being made ahead
+    // A Browse that asked for a page while it was being made ahead, answered once it is.
+    struct WaitingBrowse {
+        GUPnPServiceAction* action;
+        ClientVisit* visit;
+        std::string objectText;
+        std::string flag;
+        std::shared_ptr<BrowseRequest> request;
+    };
+    // The pages being made ahead (by key), with the Browses waiting for each.
+    std::unordered_map<std::string, std::vector<WaitingBrowse>> madeAhead_;
     std::function<void(const std::vector<std::string>&)> missingThumbnailHandler_;
 };
 

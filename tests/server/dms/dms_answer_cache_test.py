@@ -9,7 +9,9 @@ spliced one; a client of another profile (offend chars) gets its own answer, not
 kept for the first; once a change is recorded in the index, the kept answer gives way
 within seconds and the new song is listed. A client walking the folder page by page has
 the page after each step made ahead: the next step reads nothing from the index and is the
-right slice of the whole listing; a page out of order has nothing made ahead. A server started with --answer-cache 0 keeps
+right slice of the whole listing; a page out of order has nothing made ahead; a step asked
+for while its page is still being made ahead waits for that page (a large page, so that
+it is still being made) instead of having it made twice. A server started with --answer-cache 0 keeps
 nothing: the same Browse asked again reads the index again."""
 
 import gzip
@@ -99,6 +101,10 @@ def main():
         for n, title in enumerate(TITLES):
             lab.insert("music", parent_id=folder, path="/lab/songs/%d.mp3" % n, title=title,
                        mime_type="audio/mpeg")
+        many = lab.insert("directory", path="/lab/many", title="many")
+        lab.psql("INSERT INTO music (parent_id, path, title, mime_type) SELECT %d, "
+                 "'/lab/many/' || n || '.mp3', 'Song ' || n, 'audio/mpeg' "
+                 "FROM generate_series(1, 3000) AS n" % many)
         plain, offend = lab.add_client(macs[0]), lab.add_client(macs[1])
         profiles = os.path.join(lab.tmp, "profiles.json")
         with open(profiles, "w") as f:
@@ -154,6 +160,20 @@ def main():
         page(3)
         if statements(lab) == settled:
             fail("a page after one out of order was made ahead")
+
+        # Large pages: the step at 2000 comes while its page is being made ahead.
+        big = "d%d" % many
+        browse(plain, lab, big, start=0, count=1000)
+        mark = len(lab.server_log())
+        browse(plain, lab, big, start=1000, count=1000)
+        step = objects_of(browse(plain, lab, big, start=2000, count=1000)[1])
+        statements_settled(lab)
+        if len(step) != 1000:
+            fail("the step at 2000 answered %d objects" % len(step))
+        pages = lab.server_log()[mark:].count("LIMIT 1000")
+        if pages != 2:
+            fail("the steps at 1000 and 2000 took %d page statements, not 2 (one made "
+                 "twice?)" % pages)
 
         # A change recorded in the index: the kept answer gives way.
         lab.insert("music", parent_id=folder, path="/lab/songs/new.mp3", title="Newcomer",
