@@ -109,6 +109,15 @@ void Add(Calyx::MediaDB& db, bool prepared, const std::string& plain,
         db.AddCondition(plain);
 }
 
+// A query of the shown songs whose `column` is `value` (a folder's, or one song's).
+std::unique_ptr<Calyx::MediaDB> ShownSongsWhere(bool prepared, const char* column, int value) {
+    auto db = MakeQuery(prepared);
+    const std::string text = std::to_string(value);
+    db->AddCondition("NOT hidden");
+    Add(*db, prepared, std::string(column) + " = " + text, std::string(column) + " = $1", {text});
+    return db;
+}
+
 int Select(Calyx::MediaDB& db, bool prepared, const std::string& fields, const std::string& orderBy,
            int limit) {
     return prepared ? static_cast<Calyx::MediaQuery&>(db).Select(fields, orderBy, 0, limit, "")
@@ -137,10 +146,7 @@ void BM_FolderPage(benchmark::State& state) {
     int folder = 0;
     int64_t rows = 0;
     for (auto _ : state) {
-        auto db = MakeQuery(prepared);
-        const std::string id = std::to_string(1 + folder);
-        db->AddCondition("NOT hidden");
-        Add(*db, prepared, "parent_id = " + id, "parent_id = $1", {id});
+        auto db = ShownSongsWhere(prepared, "parent_id", 1 + folder);
         if (Select(*db, prepared, calyx_dms::ItemColumns(Calyx::MEDIA_TABLE_MUSIC), kTitleOrder,
                    kPage) != kSongsPerFolder) {
             state.SkipWithError("a page came back short");
@@ -161,13 +167,10 @@ void BM_FolderPageFromMark(benchmark::State& state) {
     int folder = 0;
     int64_t rows = 0;
     for (auto _ : state) {
-        auto db = MakeQuery(prepared);
-        const std::string id = std::to_string(1 + folder);
+        auto db = ShownSongsWhere(prepared, "parent_id", 1 + folder);
         // Song 1000 + folder sits in the middle of its folder's title order.
         const std::string markId = std::to_string(1000 + folder);
         const std::string markTitle = "Song " + markId;
-        db->AddCondition("NOT hidden");
-        Add(*db, prepared, "parent_id = " + id, "parent_id = $1", {id});
         Add(*db, prepared,
             "(title COLLATE calyx_title, id) > (E'" + Calyx::SQLEscapeCondition(markTitle) +
                 "' COLLATE calyx_title, " + markId + ")",
@@ -191,10 +194,7 @@ void BM_FolderCount(benchmark::State& state) {
     const bool prepared = state.range(0) != 0;
     int folder = 0;
     for (auto _ : state) {
-        auto db = MakeQuery(prepared);
-        const std::string id = std::to_string(1 + folder);
-        db->AddCondition("NOT hidden");
-        Add(*db, prepared, "parent_id = " + id, "parent_id = $1", {id});
+        auto db = ShownSongsWhere(prepared, "parent_id", 1 + folder);
         if (Select(*db, prepared, "COUNT(id) AS total", "", 0) != 1 || !db->NextRow() ||
             db->FetchFieldAsInt("total") != kSongsPerFolder) {
             state.SkipWithError("a count came out wrong");
@@ -212,10 +212,7 @@ void BM_FindItem(benchmark::State& state) {
     const bool prepared = state.range(0) != 0;
     int item = 0;
     for (auto _ : state) {
-        auto db = MakeQuery(prepared);
-        const std::string id = std::to_string(1 + item);
-        db->AddCondition("NOT hidden");
-        Add(*db, prepared, "id = " + id, "id = $1", {id});
+        auto db = ShownSongsWhere(prepared, "id", 1 + item);
         if (Select(*db, prepared, calyx_dms::ItemColumns(Calyx::MEDIA_TABLE_MUSIC), "", 1) != 1 ||
             ReadRows(*db) != 1) {
             state.SkipWithError("an item was not found");
