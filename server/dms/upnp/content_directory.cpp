@@ -259,6 +259,16 @@ void LogTiming(const char* action, const ClientVisit& visit, long long returned)
                      returned, visit.mac.c_str(), visit.libraryNanos / 1000, whole);
 }
 
+// The update id an answer may be kept under: `before` (read as its making began) when the
+// index kept it throughout and the answer is complete for every client (one that went
+// without thumbnails is not); else -1.
+long long KeepableUnder(Catalog& catalog, long long before, const PageAnswer& answer) {
+    return before >= 0 && answer.errorCode == 0 && answer.missingThumbnails.empty() &&
+                   catalog.SystemUpdateId() == before
+               ? before
+               : -1;
+}
+
 // An answer kept is given while the update id the workers last read is this recent (the
 // update events read it every half second); older, the next answer is made afresh.
 constexpr std::chrono::seconds kKeptAnswerStampAge{2};
@@ -337,19 +347,19 @@ std::string ContentDirectory::KeyToKeep(GUPnPServiceAction* action, const Client
     return AnswerKey(name, visit, object, selection, page);
 }
 
-bool ContentDirectory::AnswerFromKept(GUPnPServiceAction* action, const ClientVisit& visit,
-                                      const char* name, const std::string& key) {
+std::shared_ptr<const KeptAnswer> ContentDirectory::KeptFor(const std::string& key) {
     if (key.empty())
-        return false;
+        return nullptr;
     const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
-    std::shared_ptr<const KeptAnswer> kept = stamp < 0 ? nullptr : keptAnswers_.Find(key, stamp);
-    if (!kept)
-        return false;
-    LogTiming(name, visit, kept->returned);
-    ReturnEscapedResult(action, kept->result,
-                        {static_cast<guint>(kept->returned), static_cast<guint>(kept->total),
-                         static_cast<guint>(kept->updateId)});
-    return true;
+    return stamp < 0 ? nullptr : keptAnswers_.Find(key, stamp);
+}
+
+void ContentDirectory::ReturnKept(GUPnPServiceAction* action, const ClientVisit& visit,
+                                  const char* name, const KeptAnswer& kept) {
+    LogTiming(name, visit, kept.returned);
+    ReturnEscapedResult(action, kept.result,
+                        {static_cast<guint>(kept.returned), static_cast<guint>(kept.total),
+                         static_cast<guint>(kept.updateId)});
 }
 
 void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* visit,
@@ -369,18 +379,13 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
             result->escaped = EscapedArgumentText(result->didl);
             std::string().swap(result->didl);
         }
-        // Kept only when made under one update id throughout, and complete for every
-        // client (an answer that went without thumbnails is not).
-        const long long keepUnder =
-            before >= 0 && catalog.SystemUpdateId() == before && result->missingThumbnails.empty()
-                ? before
-                : -1;
+        const long long keepUnder = KeepableUnder(catalog, before, *result);
         workers_.Reply([this, action, visit, name, result, key, keepUnder, answered] {
             // Logged first: answering hands the message, and with it the visit, back to
             // the stack.
             if (result->errorCode == 0)
                 LogTiming(name, *visit, result->returned);
-            if (result->errorCode == 0 && keepUnder >= 0 && result->escaped)
+            if (keepUnder >= 0 && result->escaped)
                 keptAnswers_.Store(
                     key, keepUnder,
                     {result->escaped, result->returned, result->total, result->stamp});
@@ -428,11 +433,9 @@ void ContentDirectory::AnswerBrowseAction(GUPnPServiceAction* action, ClientVisi
         });
         return;
     }
-    const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
-    std::shared_ptr<const KeptAnswer> kept = stamp < 0 ? nullptr : keptAnswers_.Find(key, stamp);
-    if (kept) {
+    if (std::shared_ptr<const KeptAnswer> kept = KeptFor(key)) {
         ReadAhead(*visit, objectText, flag, request, kept->returned, kept->total);
-        AnswerFromKept(action, *visit, "Browse", key);
+        ReturnKept(action, *visit, "Browse", *kept);
         return;
     }
     auto ahead = madeAhead_.find(key);
@@ -466,8 +469,8 @@ void ContentDirectory::ReadAhead(const ClientVisit& visit, const std::string& ob
     BrowseRequest next = request;
     next.page.offset = request.page.offset + returned;
     std::string key = AnswerKey("Browse", visit, objectText, flag, next.page);
-    const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
-    if (stamp < 0 || keptAnswers_.Find(key, stamp) ||
+    // Not when the index's state is unknown, the page is kept, or it is being made.
+    if (catalog_.RecentSystemUpdateId(kKeptAnswerStampAge) < 0 || KeptFor(key) ||
         !madeAhead_.emplace(key, std::vector<WaitingBrowse>()).second)
         return;
     // The request's visit goes with its answer: the page ahead has a copy of its own.
@@ -487,8 +490,7 @@ void ContentDirectory::MakeAhead(const std::shared_ptr<ClientVisit>& visit,
         Catalog& catalog = workerCatalogs_[worker];
         const long long before = catalog.SystemUpdateId();
         PageAnswer answer = AnswerBrowse(catalog, *visit, request);
-        const bool keep = before >= 0 && answer.errorCode == 0 &&
-                          answer.missingThumbnails.empty() && catalog.SystemUpdateId() == before;
+        const bool keep = KeepableUnder(catalog, before, answer) >= 0;
         KeptAnswer kept;
         if (keep)
             kept = {EscapedArgumentText(answer.didl), answer.returned, answer.total, answer.stamp};
@@ -567,7 +569,7 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
         // The folder's children need only know that it is there (a count kept with the
         // others), not its row with its cover, which costs a sort of its videos.
         const long long found =
-            catalog.Count(Calyx::MEDIA_TABLE_DIRECTORY, "id = " + std::to_string(object.id));
+            catalog.Count(Calyx::MEDIA_TABLE_DIRECTORY, "id = $1", {std::to_string(object.id)});
         if (found == 0)
             return PageAnswer::Error(701, "No such object");
         ok = found > 0;
@@ -626,8 +628,10 @@ void ContentDirectory::Search(GUPnPServiceAction* action) {
     // A list of groups (albums, artists, genres, playlists) searched for containers of its
     // class, as media players search their well-known lists: its groups, as Browse gives them.
     std::string key = KeyToKeep(action, *visit, "Search", containerText, criteria, page);
-    if (AnswerFromKept(action, *visit, "Search", key))
+    if (std::shared_ptr<const KeptAnswer> kept = KeptFor(key)) {
+        ReturnKept(action, *visit, "Search", *kept);
         return;
+    }
     if (ListedContainerClass(container) &&
         AsksForContainerClass(criteria, ListedContainerClass(container))) {
         BrowseRequest request;

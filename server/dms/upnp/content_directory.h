@@ -55,10 +55,11 @@ private:
     std::string KeyToKeep(GUPnPServiceAction* action, const ClientVisit& visit, const char* name,
                           const std::string& object, const std::string& selection,
                           const PageRequest& page) const;
-    // Answers `action` with the answer kept under `key` for the index as it is; false when
-    // none is kept.
-    bool AnswerFromKept(GUPnPServiceAction* action, const ClientVisit& visit, const char* name,
-                        const std::string& key);
+    // The answer kept under `key` for the index as it is ("" or none kept: null).
+    std::shared_ptr<const KeptAnswer> KeptFor(const std::string& key);
+    // Answers `action` with `kept`.
+    void ReturnKept(GUPnPServiceAction* action, const ClientVisit& visit, const char* name,
+                    const KeptAnswer& kept);
     // Runs `answer` on a worker and returns its result to `action` on the main loop; the
     // answer is kept under `key` unless it is "". `answered` (if any) learns the numbers
     // of a successful answer on the main loop, before the answer goes.
