@@ -5,14 +5,21 @@
 
 namespace calyx_dms {
 
-bool RunsFromBuildTree() {
+namespace {
+
+// The running program's path, or "" when the kernel does not say.
+std::string RunningProgram() {
     char self[PATH_MAX];
     const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
-    if (n <= 0)
-        return false;
-    const std::string program(self, static_cast<size_t>(n));
+    return n > 0 ? std::string(self, static_cast<size_t>(n)) : "";
+}
+
+}  // namespace
+
+bool RunsFromBuildTree() {
+    const std::string program = RunningProgram();
     const std::string build = std::string(CALYX_DMS_BUILD_DIR) + "/";
-    return program.compare(0, build.size(), build) == 0;
+    return !program.empty() && program.compare(0, build.size(), build) == 0;
 }
 
 std::string DataFile(const std::string& name) {
@@ -24,10 +31,8 @@ std::string DataFile(const std::string& name) {
 namespace {
 
 std::string CompanionProgram(const char* name, const char* installed) {
-    char self[PATH_MAX];
-    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
-    if (n > 0) {
-        const std::string program(self, static_cast<size_t>(n));
+    const std::string program = RunningProgram();
+    if (!program.empty()) {
         std::string beside = program.substr(0, program.rfind('/') + 1) + name;
         if (access(beside.c_str(), X_OK) == 0)
             return beside;
