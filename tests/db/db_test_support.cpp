@@ -132,6 +132,20 @@ long long DbTest::InsertItem(const std::string& table, const std::string& path,
     return atoll(id.c_str());
 }
 
+void DbTest::InsertTwentyVideos() {
+    Exec(
+        "INSERT INTO video (id, path, title, duration, year) "
+        "SELECT i, '/v/' || i || '.mp4', 't' || lpad(i::text, 2, '0'), i, 2000 + i % 2 "
+        "FROM generate_series(0, 19) AS i");
+}
+
+std::vector<int> DbTest::Column(Calyx::MediaDB& db, const char* name) {
+    std::vector<int> values;
+    while (db.NextRow())
+        values.push_back(db.FetchFieldAsInt(name));
+    return values;
+}
+
 std::string DbTest::LoggedStatement(size_t mark) {
     // "<timestamp "%b%e %T", 14 characters> <statement>\n"; the statement itself may hold
     // line breaks, so the whole new text is one entry.

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "calyx/media_db.h"
 #include "calyx/platform.h"
 #include "support/test_support.h"
 
@@ -54,6 +55,10 @@ protected:
     // Inserts a row into `table` with the given path and title; returns its id.
     long long InsertItem(const std::string& table, const std::string& path,
                          const std::string& title);
+    // Twenty videos "t00".."t19": duration i, year 2000 + i % 2, path "/v/<i>.mp4".
+    void InsertTwentyVideos();
+    // The integer column `name` of every row left in `db`'s result, in order.
+    static std::vector<int> Column(Calyx::MediaDB& db, const char* name);
 
     // The one statement logged since `mark`, without timestamp and final newline (fails
     // the test when there is not exactly one).

@@ -11,24 +11,7 @@ using calyx_test::StatementLog;
 
 namespace {
 
-class MediaDBStatement : public calyx_test::DbTest {
-protected:
-    // Twenty videos "t00".."t19": duration i, year 2000 + i % 2, path "/v/<i>.mp4".
-    void InsertTwentyVideos() {
-        Exec(
-            "INSERT INTO video (id, path, title, duration, year) "
-            "SELECT i, '/v/' || i || '.mp4', 't' || lpad(i::text, 2, '0'), i, 2000 + i % 2 "
-            "FROM generate_series(0, 19) AS i");
-    }
-
-    static std::vector<int> Column(MediaDB& db, const char* name) {
-        std::vector<int> values;
-        while (db.NextRow()) {
-            values.push_back(db.FetchFieldAsInt(name));
-        }
-        return values;
-    }
-};
+class MediaDBStatement : public calyx_test::DbTest {};
 
 TEST_F(MediaDBStatement, SelectAllWithoutConditionsSendsThePlainStatement) {
     InsertTwentyVideos();

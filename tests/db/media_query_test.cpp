@@ -16,19 +16,6 @@ namespace {
 
 class MediaQueryTest : public calyx_test::DbTest {
 protected:
-    // Twenty videos "t00".."t19": duration i, year 2000 + i % 2, path "/v/<i>.mp4".
-    void InsertTwentyVideos() {
-        Exec(
-            "INSERT INTO video (id, path, title, duration, year) "
-            "SELECT i, '/v/' || i || '.mp4', 't' || lpad(i::text, 2, '0'), i, 2000 + i % 2 "
-            "FROM generate_series(0, 19) AS i");
-    }
-    static std::vector<int> Column(MediaDB& db, const char* name) {
-        std::vector<int> values;
-        while (db.NextRow())
-            values.push_back(db.FetchFieldAsInt(name));
-        return values;
-    }
     // The statements prepared on the test's connection, as the server lists them.
     std::string PreparedStatements() {
         MediaDB db(Calyx::MEDIA_TABLE_VIDEO, conn());
