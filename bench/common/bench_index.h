@@ -13,6 +13,8 @@
 #include <sstream>
 #include <string>
 
+#include "calyx/platform.h"
+
 namespace calyx_bench {
 
 // Runs `sql` on `pg`; false, with the statement and its error on standard error, when it
@@ -32,6 +34,18 @@ inline std::string MissingServer() {
     return getenv("PGHOST") == nullptr
                ? "PGHOST is not set: run through scripts/run-bench.sh (make bench)"
                : "";
+}
+
+// A connection to that server as the index's user; null, with the reason in `error`,
+// when there is none.
+inline DBConnect* ConnectToIndexServer(std::string& error) {
+    error = MissingServer();
+    if (!error.empty())
+        return nullptr;
+    DBConnect* conn = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
+    if (conn == nullptr)
+        error = "cannot connect to the database calyx as admin";
+    return conn;
 }
 
 // Makes the schema `prefix` + the process id on `pg`, makes it the connection's search

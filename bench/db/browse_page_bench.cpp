@@ -45,14 +45,9 @@ public:
 
 private:
     Fixture() {
-        error_ = calyx_bench::MissingServer();
-        if (!error_.empty())
+        conn_ = calyx_bench::ConnectToIndexServer(error_);
+        if (conn_ == nullptr)
             return;
-        conn_ = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
-        if (conn_ == nullptr) {
-            error_ = "cannot connect to the database calyx as admin";
-            return;
-        }
         PGconn* pg = conn_->pg;
         schema_ = calyx_bench::MakeIndexSchema(pg, "calyx_browse_bench_", CALYX_SCHEMA_FILE);
         const std::string songs = std::to_string(kFolders * kSongsPerFolder);

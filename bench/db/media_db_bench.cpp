@@ -69,13 +69,8 @@ public:
 
 private:
     Fixture() {
-        error_ = calyx_bench::MissingServer();
-        if (!error_.empty()) {
-            return;
-        }
-        conn_ = ZEVODBConnect(nullptr, "admin", nullptr, "calyx");
+        conn_ = calyx_bench::ConnectToIndexServer(error_);
         if (conn_ == nullptr) {
-            error_ = "cannot connect to the database calyx as admin";
             return;
         }
         PGconn* pg = conn_->pg;
