@@ -94,8 +94,9 @@ bool ParseOptions(int argc, char** argv, Options& o, int& exitCode) {
                    "Threads answering Browse and Search, each with its own database connection")
         ->check(CLI::Range(1u, 64u));
     app.add_option("--answer-cache", o.keptAnswersMib,
-                   "MiB of Browse and Search answers kept for clients that ask the same again, "
-                   "until the index changes (0: none kept)")
+                   "MiB of Browse and Search answers (and of whole folder listings that pages "
+                   "are cut from) kept for clients that ask again, until the index changes "
+                   "(0: none kept)")
         ->check(CLI::Range(0u, 1024u));
     app.add_option("--transcodes", o.transcodes,
                    "Transcoded streams at once (default: the number of processor cores); "

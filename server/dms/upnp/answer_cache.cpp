@@ -23,16 +23,17 @@ std::shared_ptr<const KeptAnswer> AnswerCache::Find(const std::string& key,
     return found->second->answer;
 }
 
-void AnswerCache::Store(const std::string& key, long long systemUpdateId, KeptAnswer answer) {
+bool AnswerCache::Store(const std::string& key, long long systemUpdateId, KeptAnswer answer) {
     if (maxBytes_ == 0 || !answer.result || systemUpdateId < systemUpdateId_)
-        return;
+        return false;
     if (systemUpdateId > systemUpdateId_) {
         Clear();
         systemUpdateId_ = systemUpdateId;
     }
-    const size_t bytes = answer.result->size() + key.size() + kEntryOverhead;
-    if (bytes > maxBytes_ / 4)
-        return;
+    const size_t bytes = answer.result->size() + answer.objectEnds.size() * sizeof(size_t) +
+                         key.size() + kEntryOverhead;
+    if (bytes > (answer.objectEnds.empty() ? maxBytes_ / 4 : maxBytes_ / 2))
+        return false;
     auto found = byKey_.find(key);
     if (found != byKey_.end()) {
         bytes_ -= found->second->bytes;
@@ -43,6 +44,7 @@ void AnswerCache::Store(const std::string& key, long long systemUpdateId, KeptAn
     entries_.push_front({key, std::make_shared<const KeptAnswer>(std::move(answer)), bytes});
     byKey_[key] = entries_.begin();
     bytes_ += bytes;
+    return true;
 }
 
 void AnswerCache::Clear() {

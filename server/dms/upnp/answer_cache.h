@@ -11,6 +11,7 @@
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "calyx/client.h"
 
@@ -21,6 +22,10 @@ struct KeptAnswer {
     long long returned = 0;
     long long total = 0;
     long long updateId = 0;
+    // A container's whole listing kept (kept_listing.h): where each object ends in
+    // `result`, so that any page of the listing is cut from it. Empty for a single answer.
+    std::vector<size_t> objectEnds;
+    size_t openingEnd = 0;  // where the first object starts
 };
 
 class AnswerCache {
@@ -33,8 +38,10 @@ public:
     std::shared_ptr<const KeptAnswer> Find(const std::string& key, long long systemUpdateId);
     // Keeps `answer` under `key`, made while the index had the update id `systemUpdateId`
     // from start to end. An answer of an older id than those kept is not kept; one larger
-    // than a quarter of the bound neither (it would push out everything else).
-    void Store(const std::string& key, long long systemUpdateId, KeptAnswer answer);
+    // than a quarter of the bound neither (it would push out everything else), nor a whole
+    // listing larger than half of it (it answers every page of its container).
+    // True when it was kept.
+    bool Store(const std::string& key, long long systemUpdateId, KeptAnswer answer);
 
     size_t capacity() const { return maxBytes_; }
     size_t bytes() const { return bytes_; }

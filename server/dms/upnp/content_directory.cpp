@@ -19,6 +19,7 @@
 #include "upnp/action_arguments.h"
 #include "upnp/answer_cache.h"
 #include "upnp/didl.h"
+#include "upnp/kept_listing.h"
 #include "upnp/listing_pages.h"
 #include "upnp/result_hand_over.h"
 #include "upnp/view_browse.h"
@@ -36,6 +37,9 @@ struct PageAnswer {
     long long total = 0;
     long long stamp = 0;
     std::vector<std::string> missingThumbnails;  // see DidlWriter::TakeMissingThumbnails
+    // Where the objects of `didl` start and end (DidlWriter::ObjectEnds).
+    size_t objectsStart = 0;
+    std::vector<size_t> objectEnds;
 
     static PageAnswer Error(int code, const char* text) {
         PageAnswer answer;
@@ -282,6 +286,28 @@ std::string AnswerKey(const char* action, const ClientVisit& visit, const std::s
            (page.sorted ? "s " : "u ") + page.orderBy + '\n' + ProfileEffectsKey(*visit.checker);
 }
 
+// The key of a container's whole listing, in the order and for the client `page` is asked
+// for (its offset and size aside).
+std::string ListingKey(const ClientVisit& visit, const std::string& object, const std::string& flag,
+                       PageRequest page) {
+    page.offset = 0;
+    page.limit = kMaxPage;
+    return AnswerKey("Listing", visit, object, flag, page);
+}
+
+// A copy of `visit` of its own, for work that outlives the request (the answer hands the
+// request, and its visit, back to the stack).
+std::shared_ptr<ClientVisit> CopyOfVisit(const ClientVisit& visit) {
+    auto copy = std::make_shared<ClientVisit>();
+    copy->ip = visit.ip;
+    copy->mac = visit.mac;
+    copy->allowed = visit.allowed;
+    copy->profileName = visit.profileName;
+    copy->userAgent = visit.userAgent;
+    copy->checker = std::make_unique<Calyx::DMSClientChecker>(*visit.checker);
+    return copy;
+}
+
 }  // namespace
 
 ContentDirectory::ContentDirectory(GUPnPService* service, Catalog& catalog,
@@ -388,7 +414,7 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
             if (keepUnder >= 0 && result->escaped)
                 keptAnswers_.Store(
                     key, keepUnder,
-                    {result->escaped, result->returned, result->total, result->stamp});
+                    {result->escaped, result->returned, result->total, result->stamp, {}, 0});
             if (result->errorCode == 0 && answered)
                 answered(result->returned, result->total);
             ReturnAnswer(action, *result);
@@ -438,20 +464,92 @@ void ContentDirectory::AnswerBrowseAction(GUPnPServiceAction* action, ClientVisi
         ReturnKept(action, *visit, "Browse", *kept);
         return;
     }
-    auto ahead = madeAhead_.find(key);
-    if (ahead != madeAhead_.end()) {
-        // The walk's next step came before its page was ready: it waits for that page
-        // rather than having it made twice.
-        ahead->second.push_back(
-            {action, visit, objectText, flag, std::make_shared<BrowseRequest>(request)});
+    const std::string listingKey =
+        request.metadata ? "" : ListingKey(*visit, objectText, flag, request.page);
+    if (std::shared_ptr<const KeptAnswer> listing = KeptFor(listingKey)) {
+        ReturnListingPage(action, *visit, request, *listing);
         return;
+    }
+    // A page being made ahead, or the whole listing being made: the Browse waits for it
+    // rather than having its page made as well.
+    for (const std::string* made : std::initializer_list<const std::string*>{&key, &listingKey}) {
+        auto ahead = made->empty() ? madeAhead_.end() : madeAhead_.find(*made);
+        if (ahead != madeAhead_.end()) {
+            ahead->second.push_back(
+                {action, visit, objectText, flag, std::make_shared<BrowseRequest>(request), key});
+            return;
+        }
     }
     AnswerOnWorker(
         action, visit, "Browse", std::move(key),
         [this, visit, request](Catalog& catalog) { return AnswerBrowse(catalog, *visit, request); },
         [this, visit, objectText, flag, request](long long returned, long long total) {
-            ReadAhead(*visit, objectText, flag, request, returned, total);
+            if (!KeepListing(*visit, objectText, flag, request, returned, total))
+                ReadAhead(*visit, objectText, flag, request, returned, total);
         });
+}
+
+void ContentDirectory::ReturnListingPage(GUPnPServiceAction* action, const ClientVisit& visit,
+                                         const BrowseRequest& request, const KeptAnswer& listing) {
+    long long returned = 0;
+    ResultPieces pieces = PageOfListing(listing, request.page.offset, request.page.limit, returned);
+    LogTiming("Browse", visit, returned);
+    ReturnEscapedPieces(action, std::move(pieces),
+                        {static_cast<guint>(returned), static_cast<guint>(listing.total),
+                         static_cast<guint>(listing.updateId)});
+}
+
+bool ContentDirectory::KeepListing(const ClientVisit& visit, const std::string& objectText,
+                                   const std::string& flag, const BrowseRequest& request,
+                                   long long returned, long long total) {
+    // Only a container the client pages through, whose listing one page of the largest
+    // size holds.
+    if (request.metadata || returned >= total || total > kMaxPage)
+        return false;
+    const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
+    if (stamp < 0)
+        return false;
+    const std::string key = ListingKey(visit, objectText, flag, request.page);
+    if (KeptFor(key) || madeAhead_.count(key) != 0)
+        return true;
+    auto refused = refusedListings_.find(key);
+    if (refused != refusedListings_.end() && refused->second == stamp)
+        return false;
+    BrowseRequest whole = request;
+    whole.page.offset = 0;
+    whole.page.limit = kMaxPage;
+    madeAhead_.emplace(key, std::vector<WaitingBrowse>());
+    MakeListing(CopyOfVisit(visit), whole, key);
+    return true;
+}
+
+void ContentDirectory::MakeListing(const std::shared_ptr<ClientVisit>& visit,
+                                   const BrowseRequest& request, const std::string& key) {
+    workers_.Submit([this, visit, request, key](size_t worker) {
+        Catalog& catalog = workerCatalogs_[worker];
+        const long long before = catalog.SystemUpdateId();
+        PageAnswer answer = AnswerBrowse(catalog, *visit, request);
+        const bool keep =
+            KeepableUnder(catalog, before, answer) >= 0 && answer.returned == answer.total;
+        auto listing = std::make_shared<KeptAnswer>();
+        if (keep)
+            *listing = KeptListingOf(answer.didl, answer.objectsStart, answer.objectEnds,
+                                     answer.total, answer.stamp);
+        workers_.Reply([this, key, keep, before, listing] {
+            std::vector<WaitingBrowse> waiting = std::move(madeAhead_[key]);
+            madeAhead_.erase(key);
+            if (!keep || !keptAnswers_.Store(key, before, std::move(*listing))) {
+                // Not tried again until the index changes (a listing too large for the
+                // cache, or one that went without thumbnails).
+                if (refusedListings_.size() >= kMaxRefusedListings)
+                    refusedListings_.clear();
+                refusedListings_[key] = before;
+            }
+            for (WaitingBrowse& browse : waiting)
+                AnswerBrowseAction(browse.action, browse.visit, browse.objectText, browse.flag,
+                                   *browse.request, browse.key);
+        });
+    });
 }
 
 void ContentDirectory::ReadAhead(const ClientVisit& visit, const std::string& objectText,
@@ -474,14 +572,7 @@ void ContentDirectory::ReadAhead(const ClientVisit& visit, const std::string& ob
         !madeAhead_.emplace(key, std::vector<WaitingBrowse>()).second)
         return;
     // The request's visit goes with its answer: the page ahead has a copy of its own.
-    auto copy = std::make_shared<ClientVisit>();
-    copy->ip = visit.ip;
-    copy->mac = visit.mac;
-    copy->allowed = visit.allowed;
-    copy->profileName = visit.profileName;
-    copy->userAgent = visit.userAgent;
-    copy->checker = std::make_unique<Calyx::DMSClientChecker>(*visit.checker);
-    MakeAhead(copy, next, key);
+    MakeAhead(CopyOfVisit(visit), next, key);
 }
 
 void ContentDirectory::MakeAhead(const std::shared_ptr<ClientVisit>& visit,
@@ -493,7 +584,12 @@ void ContentDirectory::MakeAhead(const std::shared_ptr<ClientVisit>& visit,
         const bool keep = KeepableUnder(catalog, before, answer) >= 0;
         KeptAnswer kept;
         if (keep)
-            kept = {EscapedArgumentText(answer.didl), answer.returned, answer.total, answer.stamp};
+            kept = {EscapedArgumentText(answer.didl),
+                    answer.returned,
+                    answer.total,
+                    answer.stamp,
+                    {},
+                    0};
         workers_.Reply([this, key, keep, before, kept] {
             std::vector<WaitingBrowse> waiting = std::move(madeAhead_[key]);
             madeAhead_.erase(key);
@@ -503,7 +599,7 @@ void ContentDirectory::MakeAhead(const std::shared_ptr<ClientVisit>& visit,
             // just kept, else (it could not be kept) made for it.
             for (WaitingBrowse& browse : waiting)
                 AnswerBrowseAction(browse.action, browse.visit, browse.objectText, browse.flag,
-                                   *browse.request, key);
+                                   *browse.request, browse.key);
         });
     });
 }
@@ -600,6 +696,8 @@ PageAnswer ContentDirectory::AnswerBrowse(Catalog& catalog, ClientVisit& visit,
     if (!ok || stamp < 0)
         return PageAnswer::Error(720, "Cannot process the request");
     PageAnswer answer;
+    answer.objectsStart = didl.ObjectsStart();
+    answer.objectEnds = didl.ObjectEnds();
     answer.didl = didl.Finish();
     answer.missingThumbnails = didl.TakeMissingThumbnails();
     answer.returned = returned;

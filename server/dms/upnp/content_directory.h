@@ -76,6 +76,21 @@ private:
     // it under `key`.
     void MakeAhead(const std::shared_ptr<ClientVisit>& visit, const BrowseRequest& request,
                    const std::string& key);
+    // After a fresh Browse of `objectText` answered `returned` of `total` objects: when the
+    // client pages through a container whose listing one answer can hold, the whole listing
+    // is made on a worker and kept (or is kept, or being made already: true), so that the
+    // container's later pages, at any offset and of any size, are cut from it. False when
+    // no listing is kept for it (the read-ahead of walks serves it instead).
+    bool KeepListing(const ClientVisit& visit, const std::string& objectText,
+                     const std::string& flag, const BrowseRequest& request, long long returned,
+                     long long total);
+    // Makes the whole listing `request` (from 0, of the largest size) for `visit` on a
+    // worker and keeps it under `key`; the Browses waiting for it are answered then.
+    void MakeListing(const std::shared_ptr<ClientVisit>& visit, const BrowseRequest& request,
+                     const std::string& key);
+    // Answers `action` with the page `request` asks for, cut from the kept `listing`.
+    void ReturnListingPage(GUPnPServiceAction* action, const ClientVisit& visit,
+                           const BrowseRequest& request, const KeptAnswer& listing);
     // Answers a Browse (its key `key`, "" when its answer is not kept) from the answers
     // kept, by waiting for the page being made ahead, or on a worker.
     void AnswerBrowseAction(GUPnPServiceAction* action, ClientVisit* visit,
@@ -97,9 +112,14 @@ private:
         std::string objectText;
         std::string flag;
         std::shared_ptr<BrowseRequest> request;
+        std::string key;  // its answer's key
     };
-    // The pages being made ahead (by key), with the Browses waiting for each.
+    // The pages and listings being made ahead (by key), with the Browses waiting for each.
     std::unordered_map<std::string, std::vector<WaitingBrowse>> madeAhead_;
+    // Listings that could not be kept, with the update id they were made under: not made
+    // again while the index keeps it.
+    std::unordered_map<std::string, long long> refusedListings_;
+    static constexpr size_t kMaxRefusedListings = 256;
     std::function<void(const std::vector<std::string>&)> missingThumbnailHandler_;
 };
 

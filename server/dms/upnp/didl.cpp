@@ -66,6 +66,7 @@ DidlWriter::DidlWriter(std::string baseUrl, ClientVisit& visit)
         "xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
         "xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0/\" "
         "xmlns:sec=\"http://www.sec.co.kr/\">";
+    objectsStart_ = out_.size();
 }
 
 std::string DidlWriter::Title(const std::string& text) {
@@ -89,6 +90,7 @@ void DidlWriter::Container(const std::string& id, const std::string& parentId,
     out_ += "><dc:title>" + Title(title) + "</dc:title><upnp:class>" + upnpClass + "</upnp:class>";
     AlbumArtElements(art);
     out_ += "</container>";
+    objectEnds_.push_back(out_.size());
 }
 
 void DidlWriter::Folder(const Entry& entry, const std::string& parentId, const std::string& title) {
@@ -107,6 +109,7 @@ void DidlWriter::SubtitleItem(const Entry& entry, const std::string& parentId) {
             "</dc:title><upnp:class>object.item.textItem</upnp:class>";
     WriteResources(out_, res);
     out_ += "</item>";
+    objectEnds_.push_back(out_.size());
 }
 
 void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
@@ -159,6 +162,7 @@ void DidlWriter::Item(const Entry& entry, const std::string& parentId) {
                     std::to_string(position->second) + "</sec:dcmInfo>";
     }
     out_ += "</item>";
+    objectEnds_.push_back(out_.size());
 }
 
 Resource DidlWriter::TranscodedRes(const TranscodeOffer& offer, const ZEVO_MEDIA_INFO& info) {

@@ -35,6 +35,10 @@ public:
     }
     // The whole document; the writer is done afterwards.
     std::string Finish();
+    // Where the first object starts in the document (its opening tag's end), and where
+    // each object written so far ends, in order: a listing kept whole is cut there.
+    size_t ObjectsStart() const { return objectsStart_; }
+    const std::vector<size_t>& ObjectEnds() const { return objectEnds_; }
     // Object ids of the photos and videos written without the thumbnail the index lacks,
     // for a client that has them made after the answer (photoforcebgthumb); else empty.
     std::vector<std::string> TakeMissingThumbnails() { return std::move(missingThumbnails_); }
@@ -51,6 +55,8 @@ private:
     std::string out_;
     std::unordered_map<long long, long long> resumePositions_;
     std::vector<std::string> missingThumbnails_;
+    size_t objectsStart_ = 0;
+    std::vector<size_t> objectEnds_;
 };
 
 }  // namespace calyx_dms

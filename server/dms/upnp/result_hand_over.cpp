@@ -66,6 +66,12 @@ bool ReplyCompressed(GUPnPServiceAction* action) {
 bool ReturnEscapedResult(GUPnPServiceAction* action,
                          std::shared_ptr<const std::string> escapedResult,
                          const ResultCounts& counts) {
+    const size_t length = escapedResult->size();
+    return ReturnEscapedPieces(action, {"", std::move(escapedResult), 0, length, ""}, counts);
+}
+
+bool ReturnEscapedPieces(GUPnPServiceAction* action, ResultPieces pieces,
+                         const ResultCounts& counts) {
     // A reference of our own (the stack hands one out): the stack lets go of the action,
     // and of its reference to the message, once answered.
     SoupServerMessage* message = gupnp_service_action_get_message(action);
@@ -87,18 +93,26 @@ bool ReturnEscapedResult(GUPnPServiceAction* action,
         soup_message_headers_get_one(soup_server_message_get_response_headers(message),
                                      "Content-Encoding") == nullptr;
     if (expected) {
+        // Three chunks: the small pieces go with the envelope's text, so that the reply is
+        // not written in more, smaller parts than before.
+        std::string before(data, at);
+        before.append(pieces.opening);
+        std::string after(pieces.closing);
+        const size_t tail = at + kPlaceholder.size();
+        after.append(data + tail, size - tail);
         soup_message_body_truncate(body);
-        soup_message_body_append(body, SOUP_MEMORY_COPY, data, at);
-        // The result itself is not copied: the body holds a reference to it.
-        auto* holder = new std::shared_ptr<const std::string>(std::move(escapedResult));
+        soup_message_body_append(body, SOUP_MEMORY_COPY, before.data(), before.size());
+        // The shared text is not copied: the body holds a reference to it.
+        const char* slice = pieces.shared->data() + pieces.offset;
+        auto* holder = new std::shared_ptr<const std::string>(std::move(pieces.shared));
         GBytes* result = g_bytes_new_with_free_func(
-            (*holder)->data(), (*holder)->size(),
+            slice, pieces.length,
             [](gpointer kept) { delete static_cast<std::shared_ptr<const std::string>*>(kept); },
             holder);
-        soup_message_body_append_bytes(body, result);
+        if (pieces.length > 0)  // a page past the end of a listing has no objects
+            soup_message_body_append_bytes(body, result);
         g_bytes_unref(result);
-        const size_t after = at + kPlaceholder.size();
-        soup_message_body_append(body, SOUP_MEMORY_COPY, data + after, size - after);
+        soup_message_body_append(body, SOUP_MEMORY_COPY, after.data(), after.size());
     } else {
         // Never seen: a stack that writes its replies otherwise. Better an error than a
         // result that is the placeholder.

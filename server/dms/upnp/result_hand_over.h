@@ -39,6 +39,20 @@ bool ReturnEscapedResult(GUPnPServiceAction* action,
                          std::shared_ptr<const std::string> escapedResult,
                          const ResultCounts& counts);
 
+// A Result made of pieces, each escaped by AppendArgumentText: `opening`, the bytes
+// [offset, offset + length) of `shared` (handed over without a copy) and `closing`.
+struct ResultPieces {
+    std::string_view opening;
+    std::shared_ptr<const std::string> shared;
+    size_t offset = 0;
+    size_t length = 0;
+    std::string_view closing;
+};
+
+// As ReturnEscapedResult, with the Result `pieces` put together.
+bool ReturnEscapedPieces(GUPnPServiceAction* action, ResultPieces pieces,
+                         const ResultCounts& counts);
+
 }  // namespace calyx_dms
 
 #endif  // CALYX_DMS_RESULT_HAND_OVER_H

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "upnp/answer_cache.h"
+#include "upnp/kept_listing.h"
 #include "upnp/page_walks.h"
 #include "upnp/result_hand_over.h"
 
@@ -68,6 +69,78 @@ TEST(AnswerCache, KeepsNoAnswerLargerThanAQuarterOfItsBoundAndNothingWhenOff) {
     AnswerCache off(0);
     off.Store("a", 1, AnswerOf(10));
     EXPECT_EQ(off.Find("a", 1), nullptr);
+}
+
+TEST(AnswerCache, KeepsAWholeListingOfUpToHalfItsBound) {
+    AnswerCache cache(64 * 1024);
+    KeptAnswer listing = AnswerOf(30 * 1024);
+    listing.objectEnds = {10 * 1024, 20 * 1024, 30 * 1024};
+    EXPECT_TRUE(cache.Store("listing", 1, listing));
+    EXPECT_NE(cache.Find("listing", 1), nullptr);
+    KeptAnswer larger = AnswerOf(33 * 1024);
+    larger.objectEnds = {33 * 1024};
+    EXPECT_FALSE(cache.Store("larger", 1, larger));
+    EXPECT_EQ(cache.Find("larger", 1), nullptr);
+}
+
+// A document of `objects` as DidlWriter writes one: the opening, the objects, the closing.
+struct Document {
+    std::string text;
+    size_t objectsStart = 0;
+    std::vector<size_t> objectEnds;
+};
+
+Document DocumentOf(const std::vector<std::string>& objects) {
+    Document document;
+    document.text = "<DIDL-Lite xmlns=\"urn:x\">";
+    document.objectsStart = document.text.size();
+    for (const std::string& object : objects) {
+        document.text += object;
+        document.objectEnds.push_back(document.text.size());
+    }
+    document.text += "</DIDL-Lite>";
+    return document;
+}
+
+std::string Joined(const ResultPieces& pieces) {
+    return std::string(pieces.opening) + pieces.shared->substr(pieces.offset, pieces.length) +
+           std::string(pieces.closing);
+}
+
+TEST(KeptListing, EveryPageIsTheEscapedDocumentOfItsObjects) {
+    const std::vector<std::string> objects = {
+        "<item id=\"m1\"><dc:title>Rock &amp; Roll</dc:title></item>",
+        "<container id=\"d2\"><dc:title>a &lt; b</dc:title></container>",
+        "<item id=\"m3\"><dc:title>say &quot;hi&quot;</dc:title></item>",
+        "<item id=\"m4\"><dc:title>plain</dc:title></item>"};
+    const Document whole = DocumentOf(objects);
+    const KeptAnswer listing =
+        KeptListingOf(whole.text, whole.objectsStart, whole.objectEnds, 4, 17);
+    EXPECT_EQ(*listing.result, *EscapedArgumentText(whole.text));
+    EXPECT_EQ(listing.returned, 4);
+    EXPECT_EQ(listing.total, 4);
+    EXPECT_EQ(listing.updateId, 17);
+    for (long long offset = 0; offset <= 5; ++offset) {
+        for (long long limit = 1; limit <= 5; ++limit) {
+            const long long first = std::min<long long>(offset, 4);
+            const long long last = std::min<long long>(4, first + limit);
+            const Document page = DocumentOf(
+                std::vector<std::string>(objects.begin() + first, objects.begin() + last));
+            long long returned = -1;
+            const ResultPieces pieces = PageOfListing(listing, offset, limit, returned);
+            EXPECT_EQ(returned, last - first) << offset << " " << limit;
+            EXPECT_EQ(Joined(pieces), *EscapedArgumentText(page.text)) << offset << " " << limit;
+        }
+    }
+}
+
+TEST(KeptListing, AListingOfNoObjectsGivesEmptyPages) {
+    const Document empty = DocumentOf({});
+    const KeptAnswer listing =
+        KeptListingOf(empty.text, empty.objectsStart, empty.objectEnds, 0, 1);
+    long long returned = -1;
+    EXPECT_EQ(Joined(PageOfListing(listing, 0, 10, returned)), *EscapedArgumentText(empty.text));
+    EXPECT_EQ(returned, 0);
 }
 
 TEST(AnswerCache, ProfileKeysDifferByEveryEffect) {

@@ -7,11 +7,14 @@ same bytes without a statement to the index (the server's statement log); a clie
 accepts gzip gets the stack's own escaping, and its decompressed reply is byte for byte the
 spliced one; a client of another profile (offend chars) gets its own answer, not the one
 kept for the first; once a change is recorded in the index, the kept answer gives way
-within seconds and the new song is listed. A client walking the folder page by page has
-the page after each step made ahead: the next step reads nothing from the index and is the
-right slice of the whole listing; a page out of order has nothing made ahead; a step asked
-for while its page is still being made ahead waits for that page (a large page, so that
-it is still being made) instead of having it made twice. A server started with --answer-cache 0 keeps
+within seconds and the new song is listed. A client paging through the folder has its
+whole listing kept: every later page, at any offset and of any size, reads nothing from
+the index, is the right slice and has the bytes of a page made afresh; another order has a
+listing of its own. A client walking a folder too large for one listing has the page after
+each step made ahead: the next step reads nothing from the index and is the right slice of
+the whole listing; a page out of order has nothing made ahead; a step asked for while its
+page is still being made ahead waits for that page (a large page, so that it is still being
+made) instead of having it made twice. A server started with --answer-cache 0 keeps
 nothing: the same Browse asked again reads the index again."""
 
 import gzip
@@ -143,26 +146,62 @@ def main():
         if other == first or b"Rock  Roll" not in other:
             fail("the client with offend chars got the kept answer: %r" % other)
 
-        # A walk in pages of 2: from its second step on, the next page is made ahead.
-        def page(start):
-            return objects_of(browse(plain, lab, target, start=start, count=2)[1])
+        # A client paging through the folder: its whole listing is made and kept, and
+        # every later page, at any offset and of any size, is cut from it without the
+        # index, with the bytes of a page made afresh (the gzip client's, never kept).
+        def page(object_id, start, count, sort="", headers=()):
+            status, head, body = post(plain, lab, "Browse", [
+                ("ObjectID", object_id), ("BrowseFlag", "BrowseDirectChildren"),
+                ("Filter", "*"), ("StartingIndex", str(start)), ("RequestedCount", str(count)),
+                ("SortCriteria", sort)], headers)
+            if status != 200:
+                fail("Browse %s from %d answered %d: %r" % (object_id, start, status, body))
+            # The stack compresses only replies large enough to gain from it.
+            return gzip.decompress(body) if "content-encoding: gzip" in head.lower() else body
         whole = objects_of(browse(plain, lab, target)[1])
-        page(0)
-        page(2)
+        page(target, 0, 2)
         settled = statements_settled(lab)
-        if page(4) != whole[4:6]:
+        for start, count in ((4, 2), (1, 3), (5, 10), (0, 6), (6, 1), (3, 1), (9, 2)):
+            cut = page(target, start, count)
+            if objects_of(cut) != whole[start:start + count]:
+                fail("the page from %d of %d is not that slice of the listing" % (start, count))
+            if statements(lab) != settled:
+                fail("the page from %d of %d read the index: no listing was kept" % (
+                    start, count))
+            if cut != page(target, start, count, headers=["Accept-Encoding: gzip"]):
+                fail("the page from %d of %d cut from the listing differs from one made "
+                     "afresh" % (start, count))
+            settled = statements(lab)
+        # Another order is a listing of its own.
+        page(target, 0, 2, "-dc:title")
+        settled = statements_settled(lab)
+        backwards = page(target, 2, 3, "-dc:title")
+        if statements(lab) != settled:
+            fail("a page in the other order read the index: its listing was not kept")
+        if objects_of(backwards) != list(reversed(whole))[2:5]:
+            fail("the page in the other order is not that slice of the reversed listing")
+
+        # A folder too large for one listing is walked page by page: from its second step
+        # on, the next page is made ahead (here the last, after which nothing is).
+        big = "d%d" % many
+        whole = objects_of(browse(plain, lab, big, start=0, count=2000)[1])
+        whole += objects_of(browse(plain, lab, big, start=2000, count=2000)[1])
+        page(big, 2700, 100)
+        page(big, 2800, 100)
+        settled = statements_settled(lab)
+        if objects_of(page(big, 2900, 100)) != whole[2900:3000]:
             fail("the page made ahead is not that slice of the whole listing")
         if statements(lab) != settled:
             fail("the walk's next step read the index: it was not made ahead")
-        # Out of order (the walk ended at 6): nothing is made ahead of 1, so 3 is read.
-        page(1)
+        # Out of order (the walk ended at 3000): nothing is made ahead of 2750, so 2850 is
+        # read.
+        page(big, 2750, 100)
         settled = statements_settled(lab)
-        page(3)
+        page(big, 2850, 100)
         if statements(lab) == settled:
             fail("a page after one out of order was made ahead")
 
         # Large pages: the step at 2000 comes while its page is being made ahead.
-        big = "d%d" % many
         browse(plain, lab, big, start=0, count=1000)
         mark = len(lab.server_log())
         browse(plain, lab, big, start=1000, count=1000)

@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""Pages are slices of the whole listing: a folder of songs alone (with a folder cover,
+"""Pages are slices of the whole listing, cut from the listing kept whole and made afresh
+(--answer-cache 0): a folder of songs alone (with a folder cover,
 titles with quotes and backslashes, and rows without a title, which sort last), a folder
 of songs, videos and photos together, and the Music view, each browsed whole and then in
 pages of 7 at every offset, in title order, reverse title order and date order. The pages
@@ -84,6 +85,12 @@ def main():
                                                           kind, count))
         client = lab.add_client("02:77:00:00:00:31")
         lab.start_server(log_level=2)
+        # Answers kept (the default): the pages are cut from each container's whole listing.
+        for object_id, total in (("d%d" % songs, 45), ("d%d" % mixed, 27), ("music", 57)):
+            check_pages(client, lab, object_id, total)
+        # Made afresh, each page by a statement of its own.
+        lab.stop_server()
+        lab.start_server("--answer-cache", "0", log_level=2)
         check_pages(client, lab, "d%d" % songs, 45)
         statements = lab.server_log()
         # The mark (title and id of the row before) is sent as values, not in the text.
