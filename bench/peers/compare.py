@@ -85,6 +85,19 @@ def until_listed(client, server, started, limit, folders, listed):
     return None, location, ids
 
 
+def settle(server, limit):
+    """Waits until the server has finished the indexing of its start (see Server.settle)
+    before the loads; the figures saying how long that took and how it ended."""
+    settled = {"settled_s": server.settle(limit)}
+    if settled["settled_s"] is None:
+        print("  %s was still indexing %d s after it listed everything" % (server.name, limit))
+    elif settled["settled_s"] >= 0.05:
+        print("  %s finished its indexing %.1f s later" % (server.name, settled["settled_s"]))
+    if hasattr(server, "index_summary"):
+        settled["index_summary"] = server.index_summary()
+    return settled
+
+
 def start_profile(server, out_dir):
     """perf sampling the server's processes (calyx-dms: and its PostgreSQL ones) during
     the Browse and mixed loads."""
@@ -101,6 +114,7 @@ def stop_profile(perf):
 
 def measure(client, server, shape, load, limit, profile_dir=None):
     """The table's figures of one server on the main tree."""
+    server.prepare()
     started = time.monotonic()
     server.start()
     server.meter = CpuMeter(server.process.pid, server.name)
@@ -115,12 +129,13 @@ def measure(client, server, shape, load, limit, profile_dir=None):
     ready, location, ids = until_listed(client, server, started, limit, TREE_FOLDERS, listed)
     if ready is not None:
         print("  %s lists all %d items after %.1f s" % (server.name, tree_items(shape), ready))
+    settled = settle(server, limit)
     if not ids.get("videos1000"):
         raise RuntimeError("%s does not list the folder of videos" % server.name)
     videos = ids["videos1000"]
     perf = start_profile(server, profile_dir) if profile_dir else None
-    result = {"ready_s": ready, "limit_s": limit, "latency": {}, "returned": {},
-              "tree_items": tree_items(shape), "videos": shape["videos"]}
+    result = dict(settled, ready_s=ready, limit_s=limit, latency={}, returned={},
+                  tree_items=tree_items(shape), videos=shape["videos"])
     for page in (100, 1000):
         for clients in (1, 8):
             got = probe(client, "latency", location, videos, page, clients,
@@ -155,6 +170,7 @@ def measure(client, server, shape, load, limit, profile_dir=None):
 def measure_embedded(client, server, shape, limit):
     """Seconds from the first start of calyx-dms with its own cluster until it lists the
     main tree (None when not within `limit`)."""
+    server.prepare()
     started = time.monotonic()
     server.start()
     songs = tree_items(shape) - shape["videos"] - 1
@@ -177,6 +193,7 @@ def p50_ms(got):
 def measure_scaling(client, server, size, load, limit):
     """The scaling figures of one server on the library of `size` items."""
     counts = library_counts(size)
+    server.prepare()
     started = time.monotonic()
     server.start()
 
@@ -184,7 +201,7 @@ def measure_scaling(client, server, size, load, limit):
         return all(probe(client, "total", location, ids[t])["total"] >= n
                    for t, n in counts.items())
     ready, location, ids = until_listed(client, server, started, limit, tuple(counts), listed)
-    result = {"ready_s": ready}
+    result = dict(settle(server, limit), ready_s=ready)
     n = load["scaling_requests"]
 
     def page(container, total, key):

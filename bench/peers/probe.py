@@ -2,7 +2,7 @@
 """The client side of the peer comparison, run inside the client namespace. Speaks only
 UPnP (SSDP, SOAP Browse, HTTP GET), so it measures every server the same way.
 
-    probe.py discover                         -> {"location": url}
+    probe.py discover [EVERY]                 -> {"location": url, "searches": n, "seconds": s}
     probe.py find LOCATION TITLE              -> {"id": container id or null}
     probe.py path LOCATION TITLE/TITLE...     -> {"id": container id or null}
     probe.py total LOCATION ID                -> {"total": n}  (TotalMatches of its children)
@@ -32,23 +32,32 @@ DEVICE = "{urn:schemas-upnp-org:device-1-0}"
 SERVICE_TYPE = [CDS]  # the ContentDirectory version the server offers
 
 
-def discover():
+def discover(every=0.25):
+    """The first MediaServer that answers an M-SEARCH (MX 1), asked again every `every`
+    seconds until one answers (at most 3 s): a server may wait up to MX before it answers
+    each search, and a search may come before the server listens. The seconds until the
+    answer and the searches sent come with the location."""
     s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-    s.settimeout(0.5)
     query = ("M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\n"
              "MX: 1\r\nST: urn:schemas-upnp-org:device:MediaServer:1\r\n\r\n").encode()
-    deadline = time.monotonic() + 3
-    s.sendto(query, ("239.255.255.250", 1900))
+    started = time.monotonic()
+    deadline, searches, next_search = started + 3, 0, started
     while time.monotonic() < deadline:
+        now = time.monotonic()
+        if now >= next_search:
+            s.sendto(query, ("239.255.255.250", 1900))
+            searches += 1
+            next_search = now + every
+        s.settimeout(max(0.001, min(next_search, deadline) - now))
         try:
             data, _ = s.recvfrom(4096)
         except socket.timeout:
-            s.sendto(query, ("239.255.255.250", 1900))
             continue
         for line in data.decode(errors="replace").split("\r\n"):
             if line.lower().startswith("location:"):
-                return {"location": line.split(":", 1)[1].strip()}
-    return {"location": None}
+                return {"location": line.split(":", 1)[1].strip(), "searches": searches,
+                        "seconds": time.monotonic() - started}
+    return {"location": None, "searches": searches, "seconds": time.monotonic() - started}
 
 
 def control_url(location):
@@ -309,7 +318,7 @@ def stream(location, object_id):
 def main():
     command, args = sys.argv[1], sys.argv[2:]
     if command == "discover":
-        result = discover()
+        result = discover(*[float(a) for a in args])
     elif command == "find":
         result = find(*args)
     elif command == "total":

@@ -4,7 +4,9 @@ and it runs only inside the server namespace."""
 
 import os
 import pwd
+import shutil
 import subprocess
+import time
 
 PEER_PORT = 50200  # gerbera takes ports of 49152 and up only; all peers use this one
 
@@ -28,9 +30,31 @@ class Server:
         self.process = self.lab.spawn(self.lab.server_ns, *args, stdout=self.log,
                                       stderr=subprocess.STDOUT, env=env)
 
+    def prepare(self):
+        """What the benchmark readies before the clock of the start runs (nothing: a peer
+        starts with no database)."""
+
     def pids(self):
         """The processes whose memory counts as this server's, by role."""
         return {"server": [self.process.pid]}
+
+    def indexing(self):
+        """True while the server still works on the media it listed (its scan or index run,
+        thumbnails included); the loads wait for it (settle)."""
+        return False
+
+    def settle(self, limit):
+        """Seconds waited, after the clock of the start stopped, until the server's indexing
+        finished (at most `limit`), so that no leftover work of the start falls into the
+        loads measured next; None when it did not finish in time."""
+        started = time.monotonic()
+        while self.indexing():
+            if self.process.poll() is not None:
+                raise RuntimeError("%s exited with %d" % (self.name, self.process.returncode))
+            if time.monotonic() - started > limit:
+                return None
+            time.sleep(0.1)
+        return time.monotonic() - started
 
     def stop(self):
         if self.process and self.process.poll() is None:
@@ -56,6 +80,10 @@ class Minidlna(Server):
                        os.path.join(self.dir, "log")))
         self.spawn(["/usr/sbin/minidlnad", "-f", conf, "-P", os.path.join(self.dir, "pid"),
                     "-d", "-R"])
+
+    def indexing(self):
+        # minidlna scans in a child process of its own, which exits when the scan is done.
+        return bool(child_pids(self.process.pid))
 
 
 class Gerbera(Server):
@@ -95,40 +123,54 @@ class Rygel(Server):
 
 
 class CalyxDms(Server):
-    """calyx-dms on the lab's index, emptied first: `calyx index` of the media (counted in
-    its start time), then the server."""
+    """calyx-dms on the lab's existing PostgreSQL server, its index schema emptied first,
+    started with --media on the tree: it applies the index schema, serves and indexes the
+    tree in the background, as a user starts it. Its index run has ended (thumbnails of new
+    videos, made after their rows, included) when it says "index up to date" on standard
+    output."""
     name = "calyx-dms"
     VIEWS = {"music": "Music/All Music|Music", "video": "Video/All Videos|Video",
              "photo": "Photo/All Photos|Photo"}
+    SAID = "calyx-dms: "
+
+    def prepare(self):
+        # An empty schema on the existing server, and a fresh state folder (thumbnails,
+        # the worker's log): as a peer's empty database folder, made before the clock.
+        self.lab.psql("DROP SCHEMA IF EXISTS %s CASCADE" % self.lab.schema)
+        self.lab.make_schema()
+        shutil.rmtree(os.path.join(self.lab.tmp, "state"), ignore_errors=True)
 
     def start(self):
-        self.lab.psql("DROP SCHEMA IF EXISTS %s CASCADE" % self.lab.schema)
-        self.lab.schema_made = False
-        self.lab.make_index()
-        env = dict(os.environ, PGOPTIONS="-c search_path=%s" % self.lab.schema)
-        # Thumbnails in the run's folder, as the server keeps them in its state folder
-        # (not in the cache of the user running the benchmark).
-        subprocess.run([self.lab.tool, "index", "-q", "--thumbnails",
-                        os.path.join(self.dir, "thumbnails"), self.media], env=env, check=True,
-                       stdout=self.log, stderr=subprocess.STDOUT)
         # CALYX_DMS_BENCH_ARGS: flags of the server for this run (--answer-cache 0 measures
         # every answer made afresh).
-        self.lab.start_server(*os.environ.get("CALYX_DMS_BENCH_ARGS", "").split(), log_level=1)
+        self.lab.start_server("--media", self.media,
+                              *os.environ.get("CALYX_DMS_BENCH_ARGS", "").split(), log_level=1)
         self.process = self.lab.server
+
+    def index_summary(self):
+        """What the server said when its index run ended ("" before)."""
+        for line in self.lab.server_output().splitlines():
+            if line.startswith(self.SAID + "index up to date:"):
+                return line[len(self.SAID):]
+            if line.startswith(self.SAID + "indexing failed"):
+                raise RuntimeError(line[len(self.SAID):])
+        return ""
+
+    def indexing(self):
+        return not self.index_summary()
+
+    def stop(self):
+        super().stop()
+        # What the server said goes where the other servers' output goes.
+        if self.lab.server is not None:
+            self.log.write(self.lab.server_output())
+            self.log.flush()
 
     def pids(self):
         postmaster = int(open(os.path.join(os.environ["PGHOST"], "data",
                                            "postmaster.pid")).readline())
-        children = []
-        for entry in os.listdir("/proc"):
-            if entry.isdigit():
-                try:
-                    fields = open("/proc/%s/stat" % entry).read().rsplit(")", 1)[1].split()
-                except OSError:
-                    continue
-                if int(fields[1]) == postmaster:
-                    children.append(int(entry))
-        return {"server": [self.process.pid], "postgresql": [postmaster] + children}
+        return {"server": [self.process.pid],
+                "postgresql": [postmaster] + child_pids(postmaster)}
 
 
 class CalyxDmsEmbedded(Server):
@@ -154,6 +196,21 @@ class CalyxDmsEmbedded(Server):
         self.spawn(["setpriv", "--reuid=%d" % user.pw_uid, "--regid=%d" % user.pw_gid,
                     "--clear-groups", "env", "-i", *env, self.lab.server_binary, "--interface",
                     "br0", "--port", str(PEER_PORT), "--media", self.media])
+
+
+def child_pids(parent):
+    """The processes whose parent is `parent`."""
+    children = []
+    for entry in os.listdir("/proc"):
+        if entry.isdigit():
+            try:
+                with open("/proc/%s/stat" % entry) as f:
+                    fields = f.read().rsplit(")", 1)[1].split()
+            except OSError:
+                continue
+            if int(fields[1]) == parent:
+                children.append(int(entry))
+    return children
 
 
 PEERS = [Minidlna, Gerbera, Rygel]

@@ -2,7 +2,10 @@
 """calyx-dms with a GUPnP control point and ffprobe in a client namespace: discovery by
 SSDP, description, browsing to a video, a Range download, the media opened by ffprobe,
 thumbnails, Search, the client recorded with its veth's real MAC, the time one Browse of
-100 children spends inside the library, and a clean stop with bye-bye."""
+100 children spends inside the library, and a clean stop with bye-bye. The server's SSDP
+announcements, as a listener on the network sees them: at the start a bye-bye and three
+alive of each of its resources, paced closely enough that the whole set goes out within
+a second or so; at the stop all three bye-byes of every resource."""
 
 import hashlib
 import json
@@ -18,6 +21,55 @@ from dms_lab import Lab, fail, soap_action, wait_for  # noqa: E402
 HERE = os.path.dirname(os.path.abspath(__file__))
 PS4_INFO = ('X-AV-Client-Info: av=5.0; cn="Sony Interactive Entertainment Inc."; '
             'mn="PlayStation 4"; mv="2.0";')
+
+
+# Prints "ready", then one JSON line per SSDP NOTIFY that reaches port 1900: the time it
+# arrived, its NTS and its NT.
+SSDP_LISTENER = r"""
+import json, socket, struct, time
+s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM, socket.IPPROTO_UDP)
+s.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+s.bind(("", 1900))
+s.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
+             struct.pack("4s4s", socket.inet_aton("239.255.255.250"),
+                         socket.inet_aton("0.0.0.0")))
+print("ready", flush=True)
+while True:
+    data = s.recvfrom(4096)[0].decode(errors="replace").split("\r\n")
+    if not data[0].startswith("NOTIFY"):
+        continue
+    fields = dict((line.split(":", 1)[0].strip().lower(), line.split(":", 1)[1].strip())
+                  for line in data[1:] if ":" in line)
+    print(json.dumps({"t": time.monotonic(), "nts": fields.get("nts"),
+                      "nt": fields.get("nt")}), flush=True)
+"""
+# The server's resources: the root device, its UUID, the device type and three services.
+RESOURCES = 6
+
+
+def check_announcements(notes):
+    """The start's set and the stop's bye-byes, as the listener saw them."""
+    alive = [n for n in notes if n["nts"] == "ssdp:alive"]
+    if not alive:
+        fail("the server announced nothing")
+    start = [n for n in notes if n["t"] <= alive[-1]["t"]]
+    stop = [n for n in notes if n["t"] > alive[-1]["t"]]
+    kinds = sorted({n["nt"] for n in notes})
+    if len(kinds) != RESOURCES or "urn:schemas-upnp-org:device:MediaServer:1" not in kinds:
+        fail("announced resources %r" % kinds)
+    for nt in kinds:
+        said = [n["nts"] for n in start if n["nt"] == nt]
+        if said != ["ssdp:byebye"] + ["ssdp:alive"] * 3:
+            fail("at the start %s was announced as %r" % (nt, said))
+        # With the stack's default pacing (120 ms) only the first few of the 18 bye-byes
+        # would go out before the server exits.
+        said = [n["nts"] for n in stop if n["nt"] == nt]
+        if said != ["ssdp:byebye"] * 3:
+            fail("at the stop %s said %r, not three bye-byes" % (nt, said))
+    # 24 messages: at the stack's default pacing at least 23 x 120 ms = 2.76 s.
+    span = start[-1]["t"] - start[0]["t"]
+    if span > 2.0:
+        fail("the start's announcements took %.2f s" % span)
 
 
 def interface_mac(client):
@@ -38,6 +90,10 @@ def main():
                  "'matroska', 'h264', 'aac', 1920, 1080, 2, 60 + n, '2024-01-02 03:04:05' "
                  "FROM generate_series(1, 100) AS n" % many)
         client = lab.add_client("02:77:00:00:00:10")
+        listener = lab.spawn(client.ns, "/usr/bin/python3", "-c", SSDP_LISTENER,
+                             stdout=subprocess.PIPE, text=True)
+        if listener.stdout.readline().strip() != "ready":
+            fail("the SSDP listener did not start")
         lab.start_server()
 
         # The control point: discovery, description, browse, Range download; it stays to
@@ -202,6 +258,9 @@ def main():
             fail("the control point saw no bye-bye: %r" % line)
         if "stopped" not in lab.server_output():
             fail("no clean stop: " + lab.server_output())
+        time.sleep(0.3)  # the last bye-bye has reached the listener
+        listener.terminate()
+        check_announcements([json.loads(line) for line in listener.communicate()[0].splitlines()])
     print("PASS")
 
 

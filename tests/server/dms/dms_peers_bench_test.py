@@ -5,8 +5,10 @@ bench/peers/compare.py --smoke with calyx-dms and minidlna, a tiny tree and a li
 there for both servers: each server listed everything, answered every Browse with the
 objects the tree holds (a short answer or a deep page past the end would show), found
 the views, answered the Search, and the memory and CPU figures were read; calyx-dms's
-first start with its own PostgreSQL cluster was timed apart. Runs as root (the benchmark
-makes its own namespaces)."""
+first start with its own PostgreSQL cluster was timed apart. Before the loads the
+benchmark waited for each server's indexing to end: calyx-dms said its index run (of the
+whole tree, thumbnails included) was done. Runs as root (the benchmark makes its own
+namespaces)."""
 
 import json
 import math
@@ -23,6 +25,22 @@ SOURCE = os.environ["CALYX_SOURCE_DIR"]
 COMPARE = os.path.join(SOURCE, "bench", "peers", "compare.py")
 SERVERS = ("calyx-dms", "minidlna")
 SMOKE_VIDEOS, SMOKE_SONGS, LIBRARY = 30, 20, 20
+# Files of the smoke tree (songs, videos, the large one) and of the library of 20 songs
+# (with 2 videos and 2 photos), as calyx-dms's index run counts them.
+TREE_FILES, LIBRARY_FILES = SMOKE_SONGS + SMOKE_VIDEOS + 1, LIBRARY + 4
+
+
+def check_settled(name, result, files):
+    """The loads started only once the server's indexing had ended: the wait is there, and
+    calyx-dms's own word that its run covered every file of the media."""
+    settled = result.get("settled_s")
+    if not (isinstance(settled, float) and math.isfinite(settled) and settled >= 0):
+        fail("%s: no wait for the end of its indexing before the loads: %r" % (name, settled))
+    if name == "calyx-dms":
+        said = result.get("index_summary") or ""
+        wanted = "index up to date: %d files (%d added, " % (files, files)
+        if not said.startswith(wanted):
+            fail("calyx-dms's index run ended with %r, not %r..." % (said, wanted))
 
 
 def positive(value):
@@ -36,6 +54,7 @@ def check_table(table):
             fail("%s failed in the table run: %s" % (name, result["error"]))
         if not positive(result["ready_s"]):
             fail("%s did not list the whole tree: %r" % (name, result["ready_s"]))
+        check_settled(name, result, TREE_FILES)
         for case, seconds in result["latency"].items():
             if not seconds or not all(positive(s) for s in seconds):
                 fail("%s: no Browse times for %s: %r" % (name, case, seconds))
@@ -71,6 +90,7 @@ def check_scaling(scaling):
         result = results.get(name) or fail("no scaling figures for " + name)
         if "error" in result:
             fail("%s failed in the scaling run: %s" % (name, result["error"]))
+        check_settled(name, result, LIBRARY_FILES)
         for key in ("ready_s", "folder_first_ms", "folder_deep_ms", "music_first_ms",
                     "music_deep_ms", "video_deep_ms", "photo_deep_ms", "search_ms"):
             if not positive(result.get(key)):
