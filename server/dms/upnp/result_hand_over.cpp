@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include <algorithm>
+
 #include <libsoup/soup.h>
 
 #include "calyx/core.h"
@@ -14,40 +16,51 @@ namespace {
 // and no envelope text contains it.
 constexpr std::string_view kPlaceholder = "calyx-result-placeholder-7f3a";
 
-const char* EntityOf(char c) {
-    switch (c) {
-        case '&':
-            return "&amp;";
-        case '<':
-            return "&lt;";
-        case '>':
-            return "&gt;";
-        case '"':
-            return "&quot;";
-        default:
-            return nullptr;
+// The bytes each character adds when escaped (its entity's length less one).
+struct EntityGrowth {
+    unsigned char extra[256] = {};
+    constexpr EntityGrowth() {
+        extra[static_cast<unsigned char>('&')] = 4;  // &amp;
+        extra[static_cast<unsigned char>('<')] = 3;  // &lt;
+        extra[static_cast<unsigned char>('>')] = 3;  // &gt;
+        extra[static_cast<unsigned char>('"')] = 5;  // &quot;
     }
-}
+};
+constexpr EntityGrowth kGrowth;
 
 }  // namespace
 
 void AppendArgumentText(std::string& out, std::string_view text) {
-    size_t run = 0;  // start of the bytes not yet appended
-    for (size_t i = 0; i < text.size(); ++i) {
-        const char* entity = EntityOf(text[i]);
-        if (entity == nullptr)
-            continue;
-        out.append(text.data() + run, i - run);
-        out.append(entity);
-        run = i + 1;
+    // Measured first, then written in place: DIDL-Lite has a quote or a bracket every few
+    // bytes, and appending around each was a tenth of a fresh page's time.
+    size_t size = text.size();
+    for (char c : text)
+        size += kGrowth.extra[static_cast<unsigned char>(c)];
+    const size_t at = out.size();
+    out.resize(at + size);
+    char* to = out.data() + at;
+    for (char c : text) {
+        switch (c) {
+            case '&':
+                to = std::copy_n("&amp;", 5, to);
+                break;
+            case '<':
+                to = std::copy_n("&lt;", 4, to);
+                break;
+            case '>':
+                to = std::copy_n("&gt;", 4, to);
+                break;
+            case '"':
+                to = std::copy_n("&quot;", 6, to);
+                break;
+            default:
+                *to++ = c;
+        }
     }
-    out.append(text.data() + run, text.size() - run);
 }
 
 std::shared_ptr<const std::string> EscapedArgumentText(std::string_view text) {
     auto escaped = std::make_shared<std::string>();
-    // DIDL-Lite has a quote or a bracket every few bytes: about a fifth more.
-    escaped->reserve(text.size() + text.size() / 4);
     AppendArgumentText(*escaped, text);
     return escaped;
 }
