@@ -61,14 +61,16 @@ def probe(client, *args, timeout=600):
 
 def timed_start(client, server, limit, mode, wanted):
     """Starts `server` with a client already on the network (probe.py watch, listening
-    before the server starts and looking every 0.1 s). (seconds from the start until the
+    before the server starts, with a pause of CALYX_BENCH_LOOK_PAUSE seconds, default
+    0.25, after each look). (seconds from the start until the
     client found every folder of `wanted` ({title: items}) holding its items, or None when
     that did not happen within `limit`; location; {title: id}; {"found_s": seconds until
     the client heard of the server, "heard": "notify" or "search"}). Raises when the
     server exits or does not answer at all."""
     server.prepare()
     watcher = subprocess.Popen(
-        ["ip", "netns", "exec", client.ns, "/usr/bin/python3", PROBE, "watch", str(limit), mode,
+        ["ip", "netns", "exec", client.ns, "/usr/bin/python3", PROBE, "watch", str(limit),
+         os.environ.get("CALYX_BENCH_LOOK_PAUSE", "0.25"), mode,
          *[str(x) for pair in wanted.items() for x in pair]],
         stdout=subprocess.PIPE, text=True)
     try:

@@ -3,7 +3,7 @@
 UPnP (SSDP, SOAP Browse, HTTP GET), so it measures every server the same way.
 
     probe.py discover [EVERY [SECONDS]]       -> {"location": url, "searches": n, "seconds": s}
-    probe.py watch LIMIT count|total TITLE N [TITLE N ...]
+    probe.py watch LIMIT PAUSE count|total TITLE N [TITLE N ...]
                                   -> "ready", then {"location": url, "ids": {...}, "listed": b}
     probe.py find LOCATION TITLE              -> {"id": container id or null}
     probe.py path LOCATION TITLE/TITLE...     -> {"id": container id or null}
@@ -102,14 +102,15 @@ def discover(every=0.25, seconds=3):
             "seconds": time.monotonic() - started}
 
 
-def watch(limit, mode, wanted, every=0.1):
-    """Started before the server: prints "ready", then looks every `every` seconds (a
-    coarse step would round every server's start up to the same step) until
-    the first MediaServer heard lists, for each title of `wanted` ({title: n}), a
-    container with at least n items (`mode` "count": items anywhere below it; "total":
-    its children's TotalMatches), at most `limit` seconds. What it found: {"location",
-    "ids", "listed", "found_s": seconds until it heard of the server, "heard": how}; why a
-    look failed goes to standard error."""
+def watch(limit, mode, wanted, pause=0.25):
+    """Started before the server: prints "ready", then looks, with a pause of `pause`
+    seconds after each look (the looks must not load the server while it scans: a server
+    that has to answer them without a break would scan more slowly), until the first
+    MediaServer heard lists, for each title of `wanted` ({title: n}), a container with at
+    least n items (`mode` "count": items anywhere below it; "total": its children's
+    TotalMatches), at most `limit` seconds. What it found: {"location", "ids", "listed",
+    "found_s": seconds until it heard of the server, "heard": how}; why a look failed goes
+    to standard error."""
     started = time.monotonic()
     finder = Discovery()
     print("ready", flush=True)
@@ -120,7 +121,6 @@ def watch(limit, mode, wanted, every=0.1):
             if not location:
                 break
             found = time.monotonic() - started
-            tick = time.monotonic()
         try:
             for title in wanted:
                 ids[title] = ids[title] or find(location, title)["id"]
@@ -132,8 +132,7 @@ def watch(limit, mode, wanted, every=0.1):
         except (OSError, RuntimeError, ET.ParseError, KeyError, ValueError) as e:
             reason = (str(e).splitlines() or [type(e).__name__])[-1][:120]
             print("  (not ready: %s)" % reason, file=sys.stderr, flush=True)
-        tick += every
-        time.sleep(max(0.0, tick - time.monotonic()))
+        time.sleep(pause)
     return {"location": location, "ids": ids, "listed": False, "found_s": found,
             "heard": finder.heard}
 
@@ -398,8 +397,9 @@ def main():
     if command == "discover":
         result = discover(*[float(a) for a in args])
     elif command == "watch":
-        result = watch(float(args[0]), args[1],
-                       {args[i]: int(args[i + 1]) for i in range(2, len(args), 2)})
+        result = watch(float(args[0]), args[2],
+                       {args[i]: int(args[i + 1]) for i in range(3, len(args), 2)},
+                       float(args[1]))
     elif command == "find":
         result = find(*args)
     elif command == "total":
