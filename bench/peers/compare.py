@@ -26,6 +26,7 @@ peers take minutes to list each library); --no-table skips the table (the scalin
 
 import json
 import os
+import select
 import shutil
 import signal
 import subprocess
@@ -42,7 +43,6 @@ from servers import PEERS, CalyxDms, CalyxDmsEmbedded  # noqa: E402
 from system_figures import CpuMeter, cpu_seconds, peak_kib, pss_kib  # noqa: E402
 
 PROBE = os.path.join(HERE, "probe.py")
-TREE_FOLDERS = ("benchtree", "videos1000", "large")
 SEARCH = 'dc:title contains "0042"'
 
 
@@ -59,30 +59,40 @@ def probe(client, *args, timeout=600):
     return json.loads(out.stdout)
 
 
-def until_listed(client, server, started, limit, folders, listed):
-    """(seconds from `started` until every folder of `folders` is found and listed(location,
-    {title: id}) is true, or None when that did not happen within `limit`; location;
-    {title: id}). Raises when the server does not answer at all."""
-    location, ids = None, {}
-    while time.monotonic() - started < limit:
-        if server.process.poll() is not None:
-            raise RuntimeError("%s exited with %d" % (server.name, server.process.returncode))
-        try:
-            location = location or probe(client, "discover")["location"]
-            if location:
-                for title in folders:
-                    ids[title] = ids.get(title) or probe(client, "find", location, title)["id"]
-            if location and all(ids.values()) and listed(location, ids):
-                return time.monotonic() - started, location, ids
-        except RuntimeError as e:
-            print("  (%s not ready: %s)" % (server.name, str(e).splitlines()[-1][:120]))
-        # A quarter of a second between looks: a coarser step would round both servers'
-        # start up to the same whole seconds.
-        time.sleep(0.25)
-    if not location:
+def timed_start(client, server, limit, mode, wanted):
+    """Starts `server` with a client already on the network (probe.py watch, listening
+    before the server starts and looking every 0.1 s). (seconds from the start until the
+    client found every folder of `wanted` ({title: items}) holding its items, or None when
+    that did not happen within `limit`; location; {title: id}; {"found_s": seconds until
+    the client heard of the server, "heard": "notify" or "search"}). Raises when the
+    server exits or does not answer at all."""
+    server.prepare()
+    watcher = subprocess.Popen(
+        ["ip", "netns", "exec", client.ns, "/usr/bin/python3", PROBE, "watch", str(limit), mode,
+         *[str(x) for pair in wanted.items() for x in pair]],
+        stdout=subprocess.PIPE, text=True)
+    try:
+        if watcher.stdout.readline().strip() != "ready":
+            raise RuntimeError("the probe did not start listening")
+        started = time.monotonic()
+        server.start()
+        while not select.select([watcher.stdout], [], [], 0.05)[0]:
+            if server.process.poll() is not None:
+                raise RuntimeError("%s exited with %d" % (server.name,
+                                                          server.process.returncode))
+        line = watcher.stdout.readline()
+        ready = time.monotonic() - started
+    finally:
+        if watcher.poll() is None:
+            watcher.kill()
+        watcher.wait()
+    got = json.loads(line)
+    if not got["location"]:
         raise RuntimeError("%s did not answer within %d s" % (server.name, limit))
-    print("  %s did not list everything within %d s" % (server.name, limit))
-    return None, location, ids
+    if not got["listed"]:
+        print("  %s did not list everything within %d s" % (server.name, limit))
+    return ((ready if got["listed"] else None), got["location"], got["ids"],
+            {"found_s": got["found_s"], "heard": got["heard"]})
 
 
 def settle(server, limit):
@@ -114,19 +124,12 @@ def stop_profile(perf):
 
 def measure(client, server, shape, load, limit, profile_dir=None):
     """The table's figures of one server on the main tree."""
-    server.prepare()
-    started = time.monotonic()
-    server.start()
-    server.meter = CpuMeter(server.process.pid, server.name)
     # Listed: every item of every folder the next figures use (a server that still scans
     # the videos is not ready to be browsed for them).
     songs = tree_items(shape) - shape["videos"] - 1
     wanted = {"benchtree": songs, "videos1000": shape["videos"], "large": 1}
-
-    def listed(location, ids):
-        return all(probe(client, "count", location, ids[t])["items"] >= n
-                   for t, n in wanted.items())
-    ready, location, ids = until_listed(client, server, started, limit, TREE_FOLDERS, listed)
+    ready, location, ids, found = timed_start(client, server, limit, "count", wanted)
+    server.meter = CpuMeter(server.process.pid, server.name)
     if ready is not None:
         print("  %s lists all %d items after %.1f s" % (server.name, tree_items(shape), ready))
     settled = settle(server, limit)
@@ -134,7 +137,7 @@ def measure(client, server, shape, load, limit, profile_dir=None):
         raise RuntimeError("%s does not list the folder of videos" % server.name)
     videos = ids["videos1000"]
     perf = start_profile(server, profile_dir) if profile_dir else None
-    result = dict(settled, ready_s=ready, limit_s=limit, latency={}, returned={},
+    result = dict(settled, **found, ready_s=ready, limit_s=limit, latency={}, returned={},
                   tree_items=tree_items(shape), videos=shape["videos"])
     for page in (100, 1000):
         for clients in (1, 8):
@@ -170,16 +173,9 @@ def measure(client, server, shape, load, limit, profile_dir=None):
 def measure_embedded(client, server, shape, limit):
     """Seconds from the first start of calyx-dms with its own cluster until it lists the
     main tree (None when not within `limit`)."""
-    server.prepare()
-    started = time.monotonic()
-    server.start()
     songs = tree_items(shape) - shape["videos"] - 1
     wanted = {"benchtree": songs, "videos1000": shape["videos"], "large": 1}
-
-    def listed(location, ids):
-        return all(probe(client, "count", location, ids[t])["items"] >= n
-                   for t, n in wanted.items())
-    ready, _location, _ids = until_listed(client, server, started, limit, TREE_FOLDERS, listed)
+    ready = timed_start(client, server, limit, "count", wanted)[0]
     if ready is not None:
         print("  lists all %d items after %.1f s" % (tree_items(shape), ready))
     return ready
@@ -193,15 +189,8 @@ def p50_ms(got):
 def measure_scaling(client, server, size, load, limit):
     """The scaling figures of one server on the library of `size` items."""
     counts = library_counts(size)
-    server.prepare()
-    started = time.monotonic()
-    server.start()
-
-    def listed(location, ids):
-        return all(probe(client, "total", location, ids[t])["total"] >= n
-                   for t, n in counts.items())
-    ready, location, ids = until_listed(client, server, started, limit, tuple(counts), listed)
-    result = dict(settle(server, limit), ready_s=ready)
+    ready, location, ids, found = timed_start(client, server, limit, "total", counts)
+    result = dict(settle(server, limit), **found, ready_s=ready)
     n = load["scaling_requests"]
 
     def page(container, total, key):

@@ -2,7 +2,9 @@
 """The client side of the peer comparison, run inside the client namespace. Speaks only
 UPnP (SSDP, SOAP Browse, HTTP GET), so it measures every server the same way.
 
-    probe.py discover [EVERY]                 -> {"location": url, "searches": n, "seconds": s}
+    probe.py discover [EVERY [SECONDS]]       -> {"location": url, "searches": n, "seconds": s}
+    probe.py watch LIMIT count|total TITLE N [TITLE N ...]
+                                  -> "ready", then {"location": url, "ids": {...}, "listed": b}
     probe.py find LOCATION TITLE              -> {"id": container id or null}
     probe.py path LOCATION TITLE/TITLE...     -> {"id": container id or null}
     probe.py total LOCATION ID                -> {"total": n}  (TotalMatches of its children)
@@ -17,7 +19,9 @@ Each prints one JSON line.
 """
 
 import json
+import select
 import socket
+import struct
 import sys
 import threading
 import time
@@ -32,32 +36,106 @@ DEVICE = "{urn:schemas-upnp-org:device-1-0}"
 SERVICE_TYPE = [CDS]  # the ContentDirectory version the server offers
 
 
-def discover(every=0.25):
-    """The first MediaServer that answers an M-SEARCH (MX 1), asked again every `every`
-    seconds until one answers (at most 3 s): a server may wait up to MX before it answers
-    each search, and a search may come before the server listens. The seconds until the
-    answer and the searches sent come with the location."""
-    s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-    query = ("M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\n"
-             "MX: 1\r\nST: urn:schemas-upnp-org:device:MediaServer:1\r\n\r\n").encode()
+MEDIA_SERVER = "urn:schemas-upnp-org:device:MediaServer:1"
+SSDP = ("239.255.255.250", 1900)
+SEARCH = ("M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\n"
+          "MX: 1\r\nST: %s\r\n\r\n" % MEDIA_SERVER).encode()
+
+
+def media_server_location(data):
+    """The LOCATION of an SSDP message announcing a MediaServer (an answer to the search,
+    or a NOTIFY ssdp:alive of its device type); None for any other message."""
+    lines = data.decode(errors="replace").split("\r\n")
+    fields = dict((line.split(":", 1)[0].strip().lower(), line.split(":", 1)[1].strip())
+                  for line in lines[1:] if ":" in line)
+    if lines[0].startswith("NOTIFY"):
+        if fields.get("nts") != "ssdp:alive" or fields.get("nt") != MEDIA_SERVER:
+            return None
+    elif not lines[0].startswith("HTTP/1.1 200"):
+        return None
+    return fields.get("location")
+
+
+class Discovery:
+    """Finds a MediaServer the way a control point already on the network does: it
+    listens for NOTIFY ssdp:alive (every server announces itself as it starts), and it
+    sends an M-SEARCH (MX 1) every `every` seconds until a server answers (a server may
+    wait up to MX before it answers each search, and a search sent before the server
+    listens goes unanswered)."""
+
+    def __init__(self, every=0.25):
+        self.every, self.searches, self.next_search = every, 0, time.monotonic()
+        self.heard = None
+        self.notify = socket.socket(socket.AF_INET, socket.SOCK_DGRAM, socket.IPPROTO_UDP)
+        self.notify.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self.notify.bind(("", SSDP[1]))
+        self.notify.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, struct.pack(
+            "4s4s", socket.inet_aton(SSDP[0]), socket.inet_aton("0.0.0.0")))
+        self.search = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+
+    def location(self, until):
+        """The first MediaServer's description URL heard before monotonic time `until`,
+        or None; `heard` says how ("notify" or "search")."""
+        while True:
+            now = time.monotonic()
+            if now >= until:
+                return None
+            if now >= self.next_search:
+                self.search.sendto(SEARCH, SSDP)
+                self.searches += 1
+                self.next_search = now + self.every
+            ready = select.select([self.notify, self.search], [], [],
+                                  min(self.next_search, until) - now)[0]
+            for sock in ready:
+                found = media_server_location(sock.recvfrom(4096)[0])
+                if found:
+                    self.heard = "notify" if sock is self.notify else "search"
+                    return found
+
+
+def discover(every=0.25, seconds=3):
+    """{"location", "searches", "seconds"} of the first MediaServer heard within `seconds`."""
     started = time.monotonic()
-    deadline, searches, next_search = started + 3, 0, started
-    while time.monotonic() < deadline:
-        now = time.monotonic()
-        if now >= next_search:
-            s.sendto(query, ("239.255.255.250", 1900))
-            searches += 1
-            next_search = now + every
-        s.settimeout(max(0.001, min(next_search, deadline) - now))
+    finder = Discovery(every)
+    location = finder.location(started + seconds)
+    return {"location": location, "searches": finder.searches,
+            "seconds": time.monotonic() - started}
+
+
+def watch(limit, mode, wanted, every=0.1):
+    """Started before the server: prints "ready", then looks every `every` seconds (a
+    coarse step would round every server's start up to the same step) until
+    the first MediaServer heard lists, for each title of `wanted` ({title: n}), a
+    container with at least n items (`mode` "count": items anywhere below it; "total":
+    its children's TotalMatches), at most `limit` seconds. What it found: {"location",
+    "ids", "listed", "found_s": seconds until it heard of the server, "heard": how}; why a
+    look failed goes to standard error."""
+    started = time.monotonic()
+    finder = Discovery()
+    print("ready", flush=True)
+    location, ids, found = None, {title: None for title in wanted}, None
+    while time.monotonic() - started < limit:
+        if not location:
+            location = finder.location(started + limit)
+            if not location:
+                break
+            found = time.monotonic() - started
+            tick = time.monotonic()
         try:
-            data, _ = s.recvfrom(4096)
-        except socket.timeout:
-            continue
-        for line in data.decode(errors="replace").split("\r\n"):
-            if line.lower().startswith("location:"):
-                return {"location": line.split(":", 1)[1].strip(), "searches": searches,
-                        "seconds": time.monotonic() - started}
-    return {"location": None, "searches": searches, "seconds": time.monotonic() - started}
+            for title in wanted:
+                ids[title] = ids[title] or find(location, title)["id"]
+            if all(ids.values()) and all(
+                    (count(location, ids[t])["items"] if mode == "count"
+                     else total(location, ids[t])["total"]) >= n for t, n in wanted.items()):
+                return {"location": location, "ids": ids, "listed": True, "found_s": found,
+                        "heard": finder.heard}
+        except (OSError, RuntimeError, ET.ParseError, KeyError, ValueError) as e:
+            reason = (str(e).splitlines() or [type(e).__name__])[-1][:120]
+            print("  (not ready: %s)" % reason, file=sys.stderr, flush=True)
+        tick += every
+        time.sleep(max(0.0, tick - time.monotonic()))
+    return {"location": location, "ids": ids, "listed": False, "found_s": found,
+            "heard": finder.heard}
 
 
 def control_url(location):
@@ -319,6 +397,9 @@ def main():
     command, args = sys.argv[1], sys.argv[2:]
     if command == "discover":
         result = discover(*[float(a) for a in args])
+    elif command == "watch":
+        result = watch(float(args[0]), args[1],
+                       {args[i]: int(args[i + 1]) for i in range(2, len(args), 2)})
     elif command == "find":
         result = find(*args)
     elif command == "total":

@@ -313,6 +313,9 @@ int RunMediaServer(const Options& given) {
     thumbnailing.thumbnailFolder = indexing.thumbnailFolder;
     thumbnailing.workerLog = options.stateDir + "/thumbnail-worker.log";
     ThumbnailBacklog thumbnails(thumbnailing);
+    // The update id is read again at the next request once the worker's rows are in,
+    // rather than up to a second later: the new items are listed at once.
+    scheduler.SetIndexChanged([&stamps] { stamps.Forget(); });
     scheduler.SetObserver([](const IndexStatus& status) {
         if (status.state == IndexStatus::kIdle && status.runs > 0)
             std::cout << "calyx-dms: " << status.lastResult << std::endl;

@@ -57,6 +57,8 @@ std::string DescribeIndexStatus(const IndexStatus& status) {
             return "indexing: waiting for another index run of this media index to finish";
         case IndexStatus::kRunning: {
             const WorkerReport& p = status.progress;
+            if (status.rowsWritten)
+                return "indexing: every file listed, making the thumbnails of new videos";
             if (p.total == 0)
                 return "indexing: looking for media files";
             return "indexing: " + std::to_string(p.done) + " of " + std::to_string(p.total) +
@@ -171,6 +173,7 @@ void IndexScheduler::StartRun(const std::vector<MediaFolder>& folders,
     buffer_.clear();
     status_.state = IndexStatus::kRunning;
     status_.progress = WorkerReport{};
+    status_.rowsWritten = false;
     lastLogged_ = 0;
     std::string names;
     for (const MediaFolder& folder : folders)
@@ -221,6 +224,12 @@ void IndexScheduler::Handle(const WorkerReport& report) {
             status_.state = IndexStatus::kWaiting;
             LogInfo("indexing waits: " + report.text);
             break;
+        case WorkerReport::kRowsWritten:
+            status_.rowsWritten = true;
+            LogInfo(DescribeIndexStatus(status_));
+            if (indexChanged_)
+                indexChanged_();
+            break;
         case WorkerReport::kSummary: {
             reported_ = true;
             const size_t files = report.added + report.changed + report.unchanged;
@@ -262,6 +271,9 @@ void IndexScheduler::Finish() {
     ++status_.runs;
     status_.lastFinished = time(nullptr);
     status_.state = IndexStatus::kIdle;
+    status_.rowsWritten = false;
+    if (indexChanged_)
+        indexChanged_();
     Changed();
     if (hasPending_) {
         hasPending_ = false;

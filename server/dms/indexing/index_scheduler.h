@@ -34,9 +34,10 @@ struct IndexerSettings {
 // Where indexing stands, for the log and the settings page.
 struct IndexStatus {
     enum State { kIdle, kWaiting, kRunning } state = kIdle;
-    WorkerReport progress;   // the last progress report of the run under way
-    int runs = 0;            // runs finished (or failed) since the start
-    std::string lastResult;  // the summary or the error of the last run
+    WorkerReport progress;     // the last progress report of the run under way
+    bool rowsWritten = false;  // the run under way has written every row it will
+    int runs = 0;              // runs finished (or failed) since the start
+    std::string lastResult;    // the summary or the error of the last run
     time_t lastFinished = 0;
 };
 
@@ -77,6 +78,9 @@ public:
     void SetObserver(std::function<void(const IndexStatus&)> observer) {
         observer_ = std::move(observer);
     }
+    // Called on the main loop as soon as a run's rows are written and visible to readers,
+    // and when a run ends: what the server keeps of the index's update id is then stale.
+    void SetIndexChanged(std::function<void()> changed) { indexChanged_ = std::move(changed); }
 
 private:
     void StartRun(const std::vector<MediaFolder>& folders,
@@ -89,6 +93,7 @@ private:
     IndexerSettings settings_;
     IndexStatus status_;
     std::function<void(const IndexStatus&)> observer_;
+    std::function<void()> indexChanged_;
     std::vector<MediaFolder> pending_;
     bool hasPending_ = false;
     std::vector<MediaFolder> folders_;      // those of the last Request

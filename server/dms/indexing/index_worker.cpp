@@ -83,6 +83,13 @@ int RunIndexWorker(int argc, char** argv) {
         report.text = why;
         Send(report);
     };
+    // Said at once: the server lists the new rows without waiting for its next look at
+    // the index's update id, while the videos' thumbnails are still being made.
+    options.onRowsWritten = [] {
+        WorkerReport report;
+        report.kind = WorkerReport::kRowsWritten;
+        Send(report);
+    };
     const calyx_indexer::IndexSummary summary = calyx_indexer::RunIndex(options);
     WorkerReport report;
     if (!summary.error.empty()) {

@@ -40,6 +40,9 @@ std::string FormatWorkerReport(const WorkerReport& report) {
         case WorkerReport::kWaiting:
             root["waiting"] = report.text;
             break;
+        case WorkerReport::kRowsWritten:
+            root["rows_written"] = true;
+            break;
         case WorkerReport::kSummary: {
             Json::Value& s = root["summary"];
             s["added"] = Count(report.added);
@@ -87,6 +90,8 @@ WorkerReport ParseWorkerReport(const std::string& line) {
     } else if (root["waiting"].isString()) {
         report.kind = WorkerReport::kWaiting;
         report.text = root["waiting"].asString();
+    } else if (root["rows_written"].isBool() && root["rows_written"].asBool()) {
+        report.kind = WorkerReport::kRowsWritten;
     } else if (root["error"].isString()) {
         report.kind = WorkerReport::kError;
         report.text = root["error"].asString();

@@ -1,6 +1,8 @@
 // What the index worker tells the server, one JSON object a line on its standard output:
 //   {"progress": {"done": N, "total": N, "rate": F, "folder": "..."}}
 //   {"waiting": "why"}        another run holds the index; the worker waits for it
+//   {"rows_written": true}    every row of the run is written and visible to readers
+//                             (the thumbnails of new videos follow)
 //   {"summary": {"added": N, "changed": N, "removed": N, "unchanged": N, "failed": N,
 //                "seconds": F}}
 //   {"error": "why"}          the run could not be made
@@ -14,7 +16,7 @@
 namespace calyx_dms {
 
 struct WorkerReport {
-    enum Kind { kNone, kProgress, kWaiting, kSummary, kError } kind = kNone;
+    enum Kind { kNone, kProgress, kWaiting, kRowsWritten, kSummary, kError } kind = kNone;
     // kProgress
     size_t done = 0;
     size_t total = 0;

@@ -110,6 +110,11 @@ def main():
         if not re.search(r"calyx-dms: indexing: \d+ of \d+ files", log):
             fail("no progress line in the log:\n" + log)
         summary = re.search(r"index up to date: (\d+) files \((\d+) added", log)
+        # The worker said when every row was in (the server then reads the update id
+        # afresh): before the thumbnails and the summary.
+        listed = log.find("indexing: every file listed, making the thumbnails of new videos")
+        if listed < 0 or not summary or listed > summary.start():
+            fail("no line saying every file was listed before the summary:\n" + log)
         if not summary or summary.group(2) != "5":
             fail("summary %r: the 4 files of --media and the picture expected" % (
                 summary.group(0) if summary else None))

@@ -31,8 +31,15 @@ TREE_FILES, LIBRARY_FILES = SMOKE_SONGS + SMOKE_VIDEOS + 1, LIBRARY + 4
 
 
 def check_settled(name, result, files):
-    """The loads started only once the server's indexing had ended: the wait is there, and
-    calyx-dms's own word that its run covered every file of the media."""
+    """The client heard of the server (by its announcement or an answer to its search)
+    before it listed everything; the loads started only once the server's indexing had
+    ended: the wait is there, and calyx-dms's own word that its run covered every file of
+    the media."""
+    found = result.get("found_s")
+    if not positive(found) or found > result["ready_s"]:
+        fail("%s: heard of after %r s, listed after %r s" % (name, found, result["ready_s"]))
+    if result.get("heard") not in ("notify", "search"):
+        fail("%s: heard of by %r" % (name, result.get("heard")))
     settled = result.get("settled_s")
     if not (isinstance(settled, float) and math.isfinite(settled) and settled >= 0):
         fail("%s: no wait for the end of its indexing before the loads: %r" % (name, settled))
@@ -90,6 +97,8 @@ def check_scaling(scaling):
         result = results.get(name) or fail("no scaling figures for " + name)
         if "error" in result:
             fail("%s failed in the scaling run: %s" % (name, result["error"]))
+        if not positive(result.get("ready_s")):
+            fail("%s did not list the library: %r" % (name, result.get("ready_s")))
         check_settled(name, result, LIBRARY_FILES)
         for key in ("ready_s", "folder_first_ms", "folder_deep_ms", "music_first_ms",
                     "music_deep_ms", "video_deep_ms", "photo_deep_ms", "search_ms"):

@@ -3,7 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <glib.h>
+
 #include <fstream>
+#include <string>
+#include <vector>
 
 #include "indexing/index_scheduler.h"
 #include "indexing/media_folders.h"
@@ -113,6 +117,78 @@ TEST(WorkerReport, EveryKindSurvivesItsLine) {
     EXPECT_EQ(calyx_dms::ParseWorkerReport("libav said something").kind,
               calyx_dms::WorkerReport::kNone);
     EXPECT_EQ(calyx_dms::ParseWorkerReport("{\"waiting\": \"why\"}").text, "why");
+
+    calyx_dms::WorkerReport rows;
+    rows.kind = calyx_dms::WorkerReport::kRowsWritten;
+    EXPECT_EQ(calyx_dms::ParseWorkerReport(calyx_dms::FormatWorkerReport(rows)).kind,
+              calyx_dms::WorkerReport::kRowsWritten);
+    EXPECT_EQ(calyx_dms::ParseWorkerReport("{\"rows_written\": false}").kind,
+              calyx_dms::WorkerReport::kNone);
+    status.rowsWritten = true;
+    EXPECT_EQ(calyx_dms::DescribeIndexStatus(status),
+              "indexing: every file listed, making the thumbnails of new videos");
+}
+
+// A stand-in for the worker program: it says its rows are written, then waits for the
+// test's go (a file appearing) before its summary, so that the test sees the moment
+// between the two.
+TEST(IndexScheduler, SaysTheIndexChangedOnceTheRowsAreWrittenAndAgainAtTheEnd) {
+    TempDir dir;
+    const std::string go = dir.file("go");
+    const std::string worker = dir.file("worker.sh");
+    {
+        std::ofstream script(worker);
+        script << "#!/bin/sh\n"
+                  "echo '{\"progress\": {\"done\": 1, \"total\": 2, \"rate\": 1, "
+                  "\"folder\": \"/m\"}}'\n"
+                  "echo '{\"rows_written\": true}'\n"
+                  "while [ ! -e '"
+               << go
+               << "' ]; do sleep 0.01; done\n"
+                  "echo '{\"summary\": {\"added\": 2, \"changed\": 0, \"removed\": 0, "
+                  "\"unchanged\": 0, \"failed\": 0, \"seconds\": 0.5}}'\n";
+    }
+    ASSERT_EQ(chmod(worker.c_str(), 0755), 0);
+    calyx_dms::IndexerSettings settings;
+    settings.program = worker;
+    settings.workerLog = dir.file("worker.log");
+    calyx_dms::IndexScheduler scheduler(settings);
+    int changed = 0;
+    std::vector<std::string> said;
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    scheduler.SetIndexChanged([&] {
+        ++changed;
+        // Rows written, the run not ended: the stand-in may finish now.
+        if (changed == 1)
+            std::ofstream(go.c_str()) << "go";
+    });
+    scheduler.SetObserver([&](const calyx_dms::IndexStatus& status) {
+        said.push_back(std::to_string(changed) + " " + calyx_dms::DescribeIndexStatus(status));
+        if (status.state == calyx_dms::IndexStatus::kIdle && status.runs == 1)
+            g_main_loop_quit(loop);
+    });
+    const guint timeout = g_timeout_add_seconds(
+        20,
+        [](gpointer l) -> gboolean {
+            g_main_loop_quit(static_cast<GMainLoop*>(l));
+            return G_SOURCE_REMOVE;
+        },
+        loop);
+    Folder(dir.file("m"));
+    MediaFolder folder;
+    folder.path = dir.file("m");
+    folder.title = "m";
+    scheduler.Request({folder});
+    g_main_loop_run(loop);
+    g_source_remove(timeout);
+    g_main_loop_unref(loop);
+    EXPECT_EQ(changed, 2);
+    const std::vector<std::string> expected = {
+        "0 indexing: looking for media files", "0 indexing: 1 of 2 files (1 files/s), in /m",
+        "1 indexing: every file listed, making the thumbnails of new videos",
+        "1 indexing: every file listed, making the thumbnails of new videos",  // the summary
+        "2 index up to date: 2 files (2 added, 0 changed, 0 removed, 0 failed) in 0.5 s"};
+    EXPECT_EQ(said, expected);
 }
 
 }  // namespace
