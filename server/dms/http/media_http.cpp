@@ -16,6 +16,7 @@
 #include "content/media_facts.h"
 #include "content/resources.h"
 #include "content/served_file.h"
+#include "http/body_hand_over.h"
 #include "http/byte_range.h"
 #include "http/extra_files.h"
 #include "http/piece_pool.h"
@@ -188,6 +189,11 @@ void SendFile(SoupServerMessage* msg, int fd, const struct stat& st,
     soup_message_headers_set_content_length(response, range.length);
     if (head)
         return;
+    if (range.length >= kHandedOverBodyBytes &&
+        HandOverBody(msg, transfer->fd, range.first, range.length)) {
+        transfer->fd = -1;  // the hand-over closes it
+        return;
+    }
 
     transfer->offset = range.first;
     transfer->remaining = range.length;

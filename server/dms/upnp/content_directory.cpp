@@ -273,6 +273,16 @@ long long KeepableUnder(Catalog& catalog, long long before, const PageAnswer& an
                : -1;
 }
 
+// `answer` kept as it goes to the client, with its DIDL-Lite escaped as `escaped`.
+KeptAnswer KeptPageOf(std::shared_ptr<const std::string> escaped, const PageAnswer& answer) {
+    KeptAnswer kept;
+    kept.result = std::move(escaped);
+    kept.returned = answer.returned;
+    kept.total = answer.total;
+    kept.updateId = answer.stamp;
+    return kept;
+}
+
 // An answer kept is given while the update id the workers last read is this recent (the
 // update events read it every half second); older, the next answer is made afresh.
 constexpr std::chrono::seconds kKeptAnswerStampAge{2};
@@ -412,9 +422,7 @@ void ContentDirectory::AnswerOnWorker(GUPnPServiceAction* action, ClientVisit* v
             if (result->errorCode == 0)
                 LogTiming(name, *visit, result->returned);
             if (keepUnder >= 0 && result->escaped)
-                keptAnswers_.Store(
-                    key, keepUnder,
-                    {result->escaped, result->returned, result->total, result->stamp, {}, 0});
+                keptAnswers_.Store(key, keepUnder, KeptPageOf(result->escaped, *result));
             if (result->errorCode == 0 && answered)
                 answered(result->returned, result->total);
             ReturnAnswer(action, *result);
@@ -519,37 +527,8 @@ bool ContentDirectory::KeepListing(const ClientVisit& visit, const std::string& 
     whole.page.offset = 0;
     whole.page.limit = kMaxPage;
     madeAhead_.emplace(key, std::vector<WaitingBrowse>());
-    MakeListing(CopyOfVisit(visit), whole, key);
+    MakeAhead(CopyOfVisit(visit), whole, key, true);
     return true;
-}
-
-void ContentDirectory::MakeListing(const std::shared_ptr<ClientVisit>& visit,
-                                   const BrowseRequest& request, const std::string& key) {
-    workers_.Submit([this, visit, request, key](size_t worker) {
-        Catalog& catalog = workerCatalogs_[worker];
-        const long long before = catalog.SystemUpdateId();
-        PageAnswer answer = AnswerBrowse(catalog, *visit, request);
-        const bool keep =
-            KeepableUnder(catalog, before, answer) >= 0 && answer.returned == answer.total;
-        auto listing = std::make_shared<KeptAnswer>();
-        if (keep)
-            *listing = KeptListingOf(answer.didl, answer.objectsStart, answer.objectEnds,
-                                     answer.total, answer.stamp);
-        workers_.Reply([this, key, keep, before, listing] {
-            std::vector<WaitingBrowse> waiting = std::move(madeAhead_[key]);
-            madeAhead_.erase(key);
-            if (!keep || !keptAnswers_.Store(key, before, std::move(*listing))) {
-                // Not tried again until the index changes (a listing too large for the
-                // cache, or one that went without thumbnails).
-                if (refusedListings_.size() >= kMaxRefusedListings)
-                    refusedListings_.clear();
-                refusedListings_[key] = before;
-            }
-            for (WaitingBrowse& browse : waiting)
-                AnswerBrowseAction(browse.action, browse.visit, browse.objectText, browse.flag,
-                                   *browse.request, browse.key);
-        });
-    });
 }
 
 void ContentDirectory::ReadAhead(const ClientVisit& visit, const std::string& objectText,
@@ -572,30 +551,36 @@ void ContentDirectory::ReadAhead(const ClientVisit& visit, const std::string& ob
         !madeAhead_.emplace(key, std::vector<WaitingBrowse>()).second)
         return;
     // The request's visit goes with its answer: the page ahead has a copy of its own.
-    MakeAhead(CopyOfVisit(visit), next, key);
+    MakeAhead(CopyOfVisit(visit), next, key, false);
 }
 
 void ContentDirectory::MakeAhead(const std::shared_ptr<ClientVisit>& visit,
-                                 const BrowseRequest& request, const std::string& key) {
-    workers_.Submit([this, visit, request, key](size_t worker) {
+                                 const BrowseRequest& request, const std::string& key,
+                                 bool wholeListing) {
+    workers_.Submit([this, visit, request, key, wholeListing](size_t worker) {
         Catalog& catalog = workerCatalogs_[worker];
         const long long before = catalog.SystemUpdateId();
         PageAnswer answer = AnswerBrowse(catalog, *visit, request);
-        const bool keep = KeepableUnder(catalog, before, answer) >= 0;
-        KeptAnswer kept;
-        if (keep)
-            kept = {EscapedArgumentText(answer.didl),
-                    answer.returned,
-                    answer.total,
-                    answer.stamp,
-                    {},
-                    0};
-        workers_.Reply([this, key, keep, before, kept] {
+        const bool keep = KeepableUnder(catalog, before, answer) >= 0 &&
+                          (!wholeListing || answer.returned == answer.total);
+        auto made = std::make_shared<KeptAnswer>();
+        if (keep && wholeListing)
+            *made = KeptListingOf(answer.didl, answer.objectsStart, answer.objectEnds, answer.total,
+                                  answer.stamp);
+        else if (keep)
+            *made = KeptPageOf(EscapedArgumentText(answer.didl), answer);
+        workers_.Reply([this, key, keep, before, made, wholeListing] {
             std::vector<WaitingBrowse> waiting = std::move(madeAhead_[key]);
             madeAhead_.erase(key);
-            if (keep)
-                keptAnswers_.Store(key, before, kept);
-            // Each waiting Browse is answered as it would have been now: from the page
+            const bool kept = keep && keptAnswers_.Store(key, before, std::move(*made));
+            if (!kept && wholeListing) {
+                // Not made again until the index changes (a listing too large for the
+                // cache, or one that went without thumbnails).
+                if (refusedListings_.size() >= kMaxRefusedListings)
+                    refusedListings_.clear();
+                refusedListings_[key] = before;
+            }
+            // Each waiting Browse is answered as it would have been now: from what was
             // just kept, else (it could not be kept) made for it.
             for (WaitingBrowse& browse : waiting)
                 AnswerBrowseAction(browse.action, browse.visit, browse.objectText, browse.flag,

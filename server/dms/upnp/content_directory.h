@@ -73,9 +73,10 @@ private:
     void ReadAhead(const ClientVisit& visit, const std::string& objectText, const std::string& flag,
                    const BrowseRequest& request, long long returned, long long total);
     // Makes the answer to `request` for `visit` (a copy of its own) on a worker and keeps
-    // it under `key`.
+    // it under `key`, as a whole listing (every page is cut from it) when `wholeListing`;
+    // the Browses waiting for it are answered then.
     void MakeAhead(const std::shared_ptr<ClientVisit>& visit, const BrowseRequest& request,
-                   const std::string& key);
+                   const std::string& key, bool wholeListing);
     // After a fresh Browse of `objectText` answered `returned` of `total` objects: when the
     // client pages through a container whose listing one answer can hold, the whole listing
     // is made on a worker and kept (or is kept, or being made already: true), so that the
@@ -84,10 +85,6 @@ private:
     bool KeepListing(const ClientVisit& visit, const std::string& objectText,
                      const std::string& flag, const BrowseRequest& request, long long returned,
                      long long total);
-    // Makes the whole listing `request` (from 0, of the largest size) for `visit` on a
-    // worker and keeps it under `key`; the Browses waiting for it are answered then.
-    void MakeListing(const std::shared_ptr<ClientVisit>& visit, const BrowseRequest& request,
-                     const std::string& key);
     // Answers `action` with the page `request` asks for, cut from the kept `listing`.
     void ReturnListingPage(GUPnPServiceAction* action, const ClientVisit& visit,
                            const BrowseRequest& request, const KeptAnswer& listing);
