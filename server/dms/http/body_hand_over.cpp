@@ -102,13 +102,20 @@ bool HandOverBody(SoupServerMessage* msg, int fd, long long offset, long long le
         --sending;
         return false;
     }
+    GSocket* socket = soup_server_message_get_socket(msg);
     SoupMessageHeaders* headers = soup_server_message_get_response_headers(msg);
+    // What the connection policy answered, for the plain way if the stack keeps the
+    // connection after all.
+    const char* answered = soup_message_headers_get_one(headers, "Connection");
+    const std::string policy = answered ? answered : "";
     soup_message_headers_replace(headers, "Connection", "close");
     std::string head = HeadOf(msg);
-    GSocket* socket = soup_server_message_get_socket(msg);
     GIOStream* stream = socket ? soup_server_message_steal_connection(msg) : nullptr;
     if (!stream) {
-        soup_message_headers_remove(headers, "Connection");
+        if (policy.empty())
+            soup_message_headers_remove(headers, "Connection");
+        else
+            soup_message_headers_replace(headers, "Connection", policy.c_str());
         --sending;
         return false;
     }
