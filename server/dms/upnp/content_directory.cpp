@@ -491,8 +491,8 @@ void ContentDirectory::AnswerBrowseAction(GUPnPServiceAction* action, ClientVisi
     AnswerOnWorker(
         action, visit, "Browse", std::move(key),
         [this, visit, request](Catalog& catalog) { return AnswerBrowse(catalog, *visit, request); },
-        [this, visit, objectText, flag, request](long long returned, long long total) {
-            if (!KeepListing(*visit, objectText, flag, request, returned, total))
+        [this, visit, objectText, flag, request, listingKey](long long returned, long long total) {
+            if (!KeepListing(*visit, request, listingKey, returned, total))
                 ReadAhead(*visit, objectText, flag, request, returned, total);
         });
 }
@@ -507,9 +507,8 @@ void ContentDirectory::ReturnListingPage(GUPnPServiceAction* action, const Clien
                          static_cast<guint>(listing.updateId)});
 }
 
-bool ContentDirectory::KeepListing(const ClientVisit& visit, const std::string& objectText,
-                                   const std::string& flag, const BrowseRequest& request,
-                                   long long returned, long long total) {
+bool ContentDirectory::KeepListing(const ClientVisit& visit, const BrowseRequest& request,
+                                   const std::string& key, long long returned, long long total) {
     // Only a container the client pages through, whose listing one page of the largest
     // size holds.
     if (request.metadata || returned >= total || total > kMaxPage)
@@ -517,7 +516,6 @@ bool ContentDirectory::KeepListing(const ClientVisit& visit, const std::string& 
     const long long stamp = catalog_.RecentSystemUpdateId(kKeptAnswerStampAge);
     if (stamp < 0)
         return false;
-    const std::string key = ListingKey(visit, objectText, flag, request.page);
     if (KeptFor(key) || madeAhead_.count(key) != 0)
         return true;
     auto refused = refusedListings_.find(key);

@@ -77,14 +77,13 @@ private:
     // the Browses waiting for it are answered then.
     void MakeAhead(const std::shared_ptr<ClientVisit>& visit, const BrowseRequest& request,
                    const std::string& key, bool wholeListing);
-    // After a fresh Browse of `objectText` answered `returned` of `total` objects: when the
+    // After a fresh Browse `request` answered `returned` of `total` objects: when the
     // client pages through a container whose listing one answer can hold, the whole listing
-    // is made on a worker and kept (or is kept, or being made already: true), so that the
-    // container's later pages, at any offset and of any size, are cut from it. False when
-    // no listing is kept for it (the read-ahead of walks serves it instead).
-    bool KeepListing(const ClientVisit& visit, const std::string& objectText,
-                     const std::string& flag, const BrowseRequest& request, long long returned,
-                     long long total);
+    // is made on a worker and kept under `key` (or is kept, or being made already: true),
+    // so that the container's later pages, at any offset and of any size, are cut from it.
+    // False when no listing is kept for it (the read-ahead of walks serves it instead).
+    bool KeepListing(const ClientVisit& visit, const BrowseRequest& request, const std::string& key,
+                     long long returned, long long total);
     // Answers `action` with the page `request` asks for, cut from the kept `listing`.
     void ReturnListingPage(GUPnPServiceAction* action, const ClientVisit& visit,
                            const BrowseRequest& request, const KeptAnswer& listing);
