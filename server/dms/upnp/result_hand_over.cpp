@@ -36,6 +36,15 @@ struct Entities {
 };
 constexpr Entities kEntities;
 
+// Appends `first` and `second` to `body` as one chunk, copied once.
+void AppendJoined(SoupMessageBody* body, std::string_view first, std::string_view second) {
+    const size_t size = first.size() + second.size();
+    char* chunk = static_cast<char*>(g_malloc(size));
+    std::copy(first.begin(), first.end(), chunk);
+    std::copy(second.begin(), second.end(), chunk + first.size());
+    soup_message_body_append(body, SOUP_MEMORY_TAKE, chunk, size);
+}
+
 }  // namespace
 
 void AppendArgumentText(std::string& out, std::string_view text) {
@@ -105,24 +114,23 @@ bool ReturnEscapedPieces(GUPnPServiceAction* action, ResultPieces pieces,
     if (expected) {
         // Three chunks: the small pieces go with the envelope's text, so that the reply is
         // not written in more, smaller parts than before.
-        std::string before(data, at);
-        before.append(pieces.opening);
-        std::string after(pieces.closing);
         const size_t tail = at + kPlaceholder.size();
-        after.append(data + tail, size - tail);
         soup_message_body_truncate(body);
-        soup_message_body_append(body, SOUP_MEMORY_COPY, before.data(), before.size());
-        // The shared text is not copied: the body holds a reference to it.
-        const char* slice = pieces.shared->data() + pieces.offset;
-        auto* holder = new std::shared_ptr<const std::string>(std::move(pieces.shared));
-        GBytes* result = g_bytes_new_with_free_func(
-            slice, pieces.length,
-            [](gpointer kept) { delete static_cast<std::shared_ptr<const std::string>*>(kept); },
-            holder);
-        if (pieces.length > 0)  // a page past the end of a listing has no objects
+        AppendJoined(body, {data, at}, pieces.opening);
+        if (pieces.length > 0) {  // a page past the end of a listing has no objects
+            // The shared text is not copied: the body holds a reference to it.
+            const char* slice = pieces.shared->data() + pieces.offset;
+            auto* holder = new std::shared_ptr<const std::string>(std::move(pieces.shared));
+            GBytes* result = g_bytes_new_with_free_func(
+                slice, pieces.length,
+                [](gpointer kept) {
+                    delete static_cast<std::shared_ptr<const std::string>*>(kept);
+                },
+                holder);
             soup_message_body_append_bytes(body, result);
-        g_bytes_unref(result);
-        soup_message_body_append(body, SOUP_MEMORY_COPY, after.data(), after.size());
+            g_bytes_unref(result);
+        }
+        AppendJoined(body, pieces.closing, {data + tail, size - tail});
     } else {
         // Never seen: a stack that writes its replies otherwise. Better an error than a
         // result that is the placeholder.
